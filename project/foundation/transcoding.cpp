@@ -1,0 +1,100 @@
+#include "zq/foundation/transcoding.h"
+
+#include "icuconverter.h"
+#include "zq/foundation/encodingutf8.h"
+#include "zq/foundation/i18nutils.h"
+
+const TranscodingUTF8 I18NUtils::kUTF8;
+
+namespace {
+
+bool isHighSurrogate(char16_t c) noexcept {
+    return c >= 0xD800 && c <= 0xDBFF;
+}
+
+bool isLowSurrogate(char16_t c) noexcept {
+    return c >= 0xDC00 && c <= 0xDFFF;
+}
+
+/// Joins UTF-16 code units, handed over one after the other, to characters.
+class Utf16Joiner {
+public:
+    explicit Utf16Joiner(WideStringBufferBase& rBuffer) noexcept : m_rBuffer(rBuffer) {}
+
+    void add(char16_t c) {
+        if (m_cHigh != 0 && isLowSurrogate(c)) {
+            m_rBuffer.append(static_cast<wchar_t>(0x10000 + ((m_cHigh & 0x3FF) << 10) + (c & 0x3FF)));
+            m_cHigh = 0;
+            return;
+        }
+        finish();
+        if (isHighSurrogate(c))
+            m_cHigh = c;
+        else
+            m_rBuffer.append(isLowSurrogate(c) ? kReplacementCharacter : static_cast<wchar_t>(c));
+    }
+    void finish() {
+        if (m_cHigh != 0) m_rBuffer.append(kReplacementCharacter);
+        m_cHigh = 0;
+    }
+
+private:
+    WideStringBufferBase& m_rBuffer;
+    char16_t m_cHigh = 0;
+};
+
+void decodeUtf16(WideStringBufferBase& rBuffer, std::string_view s, std::size_t nLowByte) {
+    Utf16Joiner tJoiner(rBuffer);
+    std::size_t n = 0;
+    for (; s.size() - n >= 2; n += 2) {
+        const auto nLow = static_cast<unsigned char>(s[n + nLowByte]);
+        const auto nHigh = static_cast<unsigned char>(s[n + 1 - nLowByte]);
+        tJoiner.add(static_cast<char16_t>(nHigh << 8 | nLow));
+    }
+    tJoiner.finish();
+    if (n != s.size()) rBuffer.append(kReplacementCharacter);
+}
+
+void decodeByIcu(WideStringBufferBase& rBuffer, std::string_view s, std::wstring_view sLabel) {
+    const UConverterPtr pConverter = openIcuConverter(sLabel);
+    if (!pConverter)
+        ZQTHROW_prethrowProcessException(CharacterSet::UnknownCharset(sLabel), true, ZQ_WFILE, __LINE__);
+    Utf16Joiner tJoiner(rBuffer);
+    const char* pFrom = s.data();
+    UErrorCode eError = U_BUFFER_OVERFLOW_ERROR;
+    while (eError == U_BUFFER_OVERFLOW_ERROR) {
+        char16_t tUnits[512];
+        char16_t* pTo = tUnits;
+        eError = U_ZERO_ERROR;
+        ucnv_toUnicode(pConverter.get(), &pTo, std::end(tUnits), &pFrom, s.data() + s.size(), nullptr, true,
+                       &eError);
+        for (const char16_t* p = tUnits; p != pTo; ++p)
+            tJoiner.add(*p);
+    }
+    tJoiner.finish();
+}
+
+}  // namespace
+
+Transcoding::~Transcoding() = default;
+
+void TranscodingUTF8::decode(WideStringBufferBase& rBuffer, std::string_view s) const {
+    N2WEncodingUTF8().encode(rBuffer, s);
+}
+
+void UniversalTranscoding::decode(WideStringBufferBase& rBuffer, std::string_view s) const {
+    switch (m_hCharset->getKind()) {
+        case CharacterSet::EKind::kUtf8:
+            N2WEncodingUTF8().encode(rBuffer, s);
+            break;
+        case CharacterSet::EKind::kUtf16LittleEndian:
+            decodeUtf16(rBuffer, s, 0);
+            break;
+        case CharacterSet::EKind::kUtf16BigEndian:
+            decodeUtf16(rBuffer, s, 1);
+            break;
+        case CharacterSet::EKind::kIcu:
+            decodeByIcu(rBuffer, s, m_hCharset->getEncodingLabel());
+            break;
+    }
+}
