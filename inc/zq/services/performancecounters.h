@@ -11,7 +11,7 @@ namespace performance {
 
 /// The value of one counter, in a cache line of its own. Made by the registry, and there until the process
 /// ends.
-struct ZQ_EXPORT alignas(64) CounterData {
+struct alignas(64) CounterData {
     std::atomic<std::int32_t> m_nValue{0};
 };
 

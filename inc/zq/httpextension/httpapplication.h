@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+
+#include "zq/foundation/characterset.h"
+#include "zq/foundation/handle.h"
+#include "zq/foundation/hostallocator.h"
+#include "zq/foundation/refstring.h"
+#include "zq/httpextension/httprequeststatus.h"
+#include "zq/httpstream/zqhttpstream.h"
+
+/// What an application is told about a request besides its stream. All views are valid until the call that
+/// got them returns.
+struct ZQ_EXPORT HttpApplicationRequest {
+    /// The length of a body that declares none.
+    static constexpr std::size_t knUnknownLength = static_cast<std::size_t>(-1);
+
+    /// The query of the URL as raw bytes, without the question mark; empty when there is none.
+    NarrowRefString sQueryString;
+    /// The body as raw bytes, when it has been read already: forms, XML, and bodies without a type.
+    NarrowRefString sBody;
+    /// True: the body (a multipart upload, say) has not been read; take it from the stream with getFirstParam()
+    /// or ReadBinary().
+    bool bBodyInStream = false;
+    /// The length in bytes of a SOAP body as the client declared it, or knUnknownLength.
+    std::size_t nDeclaredLength = 0;
+    /// The character set of the parameters in query string and form body; null when the request names none,
+    /// in which case it is UTF-8.
+    Handle<const CharacterSet> hParameterCharset;
+};
+
+/// An application: one object, made by its library's factory, called on many threads at once. Each call is one
+/// request; what it returns becomes the status of an error, or leaves the status that the application set
+/// when it is kOK. An exception that leaves a call ends the request with an error page or, when headers are out
+/// already, with an aborted connection; http::MaliciousInputException becomes a 403.
+class ZQ_EXPORT HttpApplication : public HostAllocated, public HttpRequestStatus {
+public:
+    virtual ~HttpApplication() = default;
+
+    virtual EStatus get(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) = 0;
+    /// Refuses every POST unless overridden.
+    virtual EStatus post(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest);
+    /// A POST whose query string begins with "soap"; the body is in the stream. Refused unless overridden.
+    virtual EStatus soap(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest);
+    /// The host begins to shut down: requests still come, but long waits should end. May be called while
+    /// requests run.
+    virtual void startShutdown() {}
+
+protected:
+    HttpApplication() = default;
+    HttpApplication(const HttpApplication&) = delete;
+    HttpApplication& operator=(const HttpApplication&) = delete;
+};
+
+/// The C factory that an application's library exports; the caller deletes what it returns. Null or an
+/// exception: the application cannot start.
+extern "C" using HttpApplicationFactory = HttpApplication*();
+#define ZQ_HTTP_APPLICATION_FACTORY "zqCreateHttpApplication"
+
+/// Defines the factory, once in an application's library: ZQ_HTTP_APPLICATION(MyApplication).
+#define ZQ_HTTP_APPLICATION(ApplicationClass)                                    \
+    extern "C" ZQ_EXPORT HttpApplication* zqCreateHttpApplication();             \
+    extern "C" HttpApplication* zqCreateHttpApplication() { return new ApplicationClass; }

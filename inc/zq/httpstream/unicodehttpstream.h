@@ -1,0 +1,46 @@
+#pragma once
+
+#include <optional>
+
+#include "zq/foundation/stringbuffer.h"
+#include "zq/foundation/textencoder.h"
+#include "zq/httpstream/gdexpressionevaluator.h"
+#include "zq/httpstream/zqhttpstream.h"
+
+/// The output half of a stream: collects text and bytes, and converts text into the output character set.
+/// Text and bytes have buffers of their own; text joins the bytes when it is converted, so within one flush
+/// bytes written with writeBinary() go out before text written with addChars(). Short responses stay within
+/// storage inside the object.
+class ZQ_EXPORT UnicodeHttpStream : public ZQHttpStream {
+public:
+    /// hExpressionEvaluator may be null.
+    explicit UnicodeHttpStream(const Handle<GDExpressionEvaluator>& hExpressionEvaluator);
+    ~UnicodeHttpStream() override;
+
+    /// Once the stream is dead both drop what they are given: nobody is there to read it.
+    void addChars(const wchar_t* pText, std::size_t nLength) override;
+    void writeBinary(const void* pData, std::size_t nLength) override;
+    /// Handles every flag; kClearStatusCode through the virtual setStatusCode(200).
+    void Reset(EResetFlag eResetFlag) override;
+
+    /// Text not converted yet, and bytes not sent yet.
+    const WideStringBufferBase& getUnicodeBuffer() const noexcept { return m_tText; }
+    const NarrowStringBufferBase& getByteBuffer() const noexcept { return m_tBytes; }
+    bool isStreamDead() const noexcept { return m_bDead; }
+    const Handle<GDExpressionEvaluator>& getExpressionEvaluator() const noexcept { return m_hEvaluator; }
+
+protected:
+    NarrowStringBufferBase& getMutableByteBuffer() noexcept { return m_tBytes; }
+    /// Appends the text, converted, to the byte buffer and leaves it where it is. A character that the
+    /// character set lacks becomes a character reference in HTML and XML and a question mark elsewhere.
+    /// Text cut anywhere between two calls converts as it would in one piece.
+    void transformUnicodeBuffer();
+    void setStreamDead(bool bDead) noexcept { m_bDead = bDead; }
+
+private:
+    Handle<GDExpressionEvaluator> m_hEvaluator;
+    bool m_bDead = false;
+    std::optional<TextEncoder> m_tEncoder;  ///< made for the first text, and anew for another character set
+    StringBufferTemplate<4095, wchar_t> m_tText;
+    StringBufferTemplate<16383, char> m_tBytes;
+};
