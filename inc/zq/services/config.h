@@ -71,7 +71,8 @@ public:
 
     bool load(const ConfigReader& rReader) const override {
         if (!m_pT)
-            debug_tools::Assertion::handleFailure(debug_tools::Assertion::kAssert, L"m_pT", ZQ_WFILE, __LINE__);
+            debug_tools::Assertion::handleFailure(debug_tools::Assertion::kAssert, L"m_pT", ZQ_WFILE,
+                                                  __LINE__);
         try {
             return loadByState(rReader);
         } catch (const Exception& e) {

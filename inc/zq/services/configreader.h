@@ -17,11 +17,12 @@ public:
     ConfigError* clone() const override;
 };
 
-/// The values of one configuration file (TOML 1.0), read once and immutable afterwards, so that any thread may
-/// read it. A key is a path of names joined by slashes: "A/B/C" is the value C of the table [A.B].
+/// The values of one configuration file (TOML 1.0), read once and immutable afterwards, so that any thread
+/// may read it. A key is a path of names joined by slashes: "A/B/C" is the value C of the table [A.B].
 class ZQ_EXPORT ConfigReaderInstance : public RefCounted {
 public:
-    /// Reads a file. Throws ConfigError when it cannot be read or is no TOML; the message names file and line.
+    /// Reads a file. Throws ConfigError when it cannot be read or is no TOML; the message names file and
+    /// line.
     static Handle<const ConfigReaderInstance> fromFile(const std::string& sPath);
     /// Reads TOML from memory; sName stands for the file in messages.
     static Handle<const ConfigReaderInstance> fromText(std::string_view sToml, const std::string& sName);
@@ -60,9 +61,9 @@ public:
     explicit ConfigReader(const Handle<const ConfigReaderInstance>& hInstance) noexcept
         : m_hInstance(hInstance) {}
 
-    /// The value under a key, or the default when the key is absent. A value of another type, or a number that
-    /// does not fit, is a ConfigError that names key, file and line. Texts are taken as they stand, white
-    /// space included.
+    /// The value under a key, or the default when the key is absent. A value of another type, or a number
+    /// that does not fit, is a ConfigError that names key, file and line. Texts are taken as they stand,
+    /// white space included.
     unsigned int getConfigValue(const PathFilter& rPath, unsigned int nDefault) const;
     bool getConfigValue(const PathFilter& rPath, bool bDefault) const;
     ZQWString getConfigValue(const PathFilter& rPath, const ZQWString& sDefault) const;
@@ -70,7 +71,8 @@ public:
         return getConfigValue(rPath, ZQWString(pDefault));
     }
     /// An array of texts; the default when the key is absent.
-    tl::vector<ZQWString> getConfigValue(const PathFilter& rPath, const tl::vector<ZQWString>& rDefault) const;
+    tl::vector<ZQWString> getConfigValue(const PathFilter& rPath,
+                                         const tl::vector<ZQWString>& rDefault) const;
     /// The names of the values and tables that stand directly under a key, in alphabetical order; none when
     /// the key is absent.
     tl::vector<ZQWString> getNames(const PathFilter& rPath) const;

@@ -79,18 +79,22 @@ public:
     static bool addWriter(LogWriter& rWriter, ELogSeverity eLeast);
     /// Removes a writer; it is given nothing more once no logger call is under way.
     static void removeWriter(LogWriter& rWriter) noexcept;
-    /// From now on the writer is given entries of eLeast and above from the named source, whatever its general
-    /// threshold is. The source need not exist yet.
+    /// From now on the writer is given entries of eLeast and above from the named source, whatever its
+    /// general threshold is. The source need not exist yet.
     static void setThreshold(LogWriter& rWriter, std::string_view sSource, ELogSeverity eLeast);
+    /// True while there is any writer, whatever its thresholds.
+    static bool hasWriters() noexcept;
 
 private:
     friend class LogSourceHandle;
     friend class TWLogger;
     static const LogSource* getSource(const char* pName);
+    /// The source of entries on threads that have pushed none: "root".
+    static const LogSource& getRootSource() noexcept;
     static void write(LogWriterMask nWriters, const LogEntry& rEntry) noexcept;
     struct State;
     static State& state();
-    static void recalculate(State& rState, LogSource& rSource);
+    static void recalculate(State& rState, LogSource& rSource) noexcept;
 };
 
 /// The calling thread's logger: a stack of current sources, and the ways to write an entry. Building no text
@@ -105,7 +109,8 @@ public:
         return m_nEnabled;
     }
     /// Hand an entry of the current source to the writers that the last calcEnabledWriters() named.
-    void logToEnabledWriters(ELogSeverity eSeverity, const GDStringRef& rText, const LogLocation& rLocation) noexcept;
+    void logToEnabledWriters(ELogSeverity eSeverity, const GDStringRef& rText,
+                             const LogLocation& rLocation) noexcept;
     /// The same with the insert %1 filled.
     void logToEnabledWriters1(ELogSeverity eSeverity, const PercentizedMessageRef& rMessage,
                               const GDValue& rInsert, const LogLocation& rLocation);

@@ -32,12 +32,15 @@ struct ZQ_EXPORT Atomic32Policy {
 struct ZQ_EXPORT NonAtomic32Policy {
     static std::int32_t add(CounterData& r, std::int32_t n) noexcept {
         // Unsigned, so that a counter wraps as a plain 32-bit increment does.
-        const auto nNew = static_cast<std::int32_t>(
-            static_cast<std::uint32_t>(r.m_nValue.load(std::memory_order_relaxed)) + static_cast<std::uint32_t>(n));
+        const auto nNew =
+            static_cast<std::int32_t>(static_cast<std::uint32_t>(r.m_nValue.load(std::memory_order_relaxed)) +
+                                      static_cast<std::uint32_t>(n));
         r.m_nValue.store(nNew, std::memory_order_relaxed);
         return nNew;
     }
-    static void set(CounterData& r, std::int32_t n) noexcept { r.m_nValue.store(n, std::memory_order_relaxed); }
+    static void set(CounterData& r, std::int32_t n) noexcept {
+        r.m_nValue.store(n, std::memory_order_relaxed);
+    }
 };
 
 /// What kind of number a counter shows, for whoever publishes it.
@@ -59,7 +62,9 @@ struct ZQ_EXPORT CounterInfo {
     const CounterData* pCompanion = nullptr;  ///< null when there is none
 
     std::int32_t getValue() const noexcept { return pValue->m_nValue.load(std::memory_order_relaxed); }
-    std::int32_t getCompanion() const noexcept { return pCompanion->m_nValue.load(std::memory_order_relaxed); }
+    std::int32_t getCompanion() const noexcept {
+        return pCompanion->m_nValue.load(std::memory_order_relaxed);
+    }
 };
 
 /// The counters of the process by name, listed from their construction until the process ends. Reading may
@@ -76,8 +81,8 @@ public:
         CounterData& rValue;
         CounterData& rCompanion;
     };
-    /// Lists a counter; rInfo's two pointers are filled in here. A name that is listed already shares its
-    /// values with the first counter of that name.
+    /// Lists a counter under copies of rInfo's texts; rInfo's two pointers are not looked at. A name that is
+    /// listed already shares its values with the first counter of that name.
     static Values add(const CounterInfo& rInfo);
 };
 
@@ -85,7 +90,6 @@ public:
 template <class PolicyT>
 class ZQ_EXPORT PerfCounterT {
 public:
-    /// The texts must live as long as the process; so for the classes below.
     PerfCounterT(const char* pName, const char* pDisplayName, const char* pDescription)
         : m_rValue(CounterRegistry::add({pName, ECounterKind::kCount, pDisplayName, pDescription}).rValue) {}
 

@@ -1,0 +1,136 @@
+#include "zq/services/logfilewriter.h"
+
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
+
+#include <chrono>
+#include <exception>
+#include <mutex>
+
+#include "logline.h"
+#include "utf8text.h"
+
+namespace {
+
+using SinkPtr = std::unique_ptr<spdlog::sinks::sink>;
+using Clock = std::chrono::steady_clock;
+
+constexpr char s_ksOwnSource[] = "services.log";
+/// How long a log that cannot be written rests between attempts. An attempt to open may take 50 ms, in which
+/// whoever logs waits.
+constexpr std::chrono::seconds s_knRest{1};
+
+SinkPtr openSink(const LogFileSettings& rSettings) {
+    SinkPtr pSink;
+    if (rSettings.sPath.empty())
+        pSink = std::make_unique<spdlog::sinks::stderr_sink_st>();
+    else if (rSettings.nMaxBytes == 0)
+        pSink = std::make_unique<spdlog::sinks::basic_file_sink_st>(rSettings.sPath);
+    else
+        pSink = std::make_unique<spdlog::sinks::rotating_file_sink_st>(rSettings.sPath, rSettings.nMaxBytes,
+                                                                       rSettings.nMaxFiles);
+    pSink->set_pattern("%v");
+    return pSink;
+}
+
+}  // namespace
+
+struct LogFileWriter::Impl {
+    const LogFileSettings m_tSettings;
+
+    std::mutex m_tMutex;  ///< guards what follows; the sinks themselves are single-threaded
+    SinkPtr m_pSink;      ///< null after a failure, until it can be opened again
+    Clock::time_point m_tNextAttempt{};
+    std::size_t m_nLost = 0;  ///< entries dropped since the failure
+
+    explicit Impl(const LogFileSettings& rSettings) : m_tSettings(rSettings), m_pSink(openSink(rSettings)) {}
+
+    void format(NarrowStringBufferBase& rLine, const LogEntry& rEntry) const {
+        if (m_tSettings.eFormat == LogFileSettings::EFormat::kJson)
+            appendJsonLine(rLine, rEntry);
+        else
+            appendTextLine(rLine, rEntry);
+    }
+    void write(const LogEntry& rEntry) {
+        NarrowStringBuffer tLine;
+        format(tLine, rEntry);
+        const std::lock_guard tLock(m_tMutex);
+        try {
+            if (!m_pSink && !openAgain()) return;
+            if (m_nLost != 0) writeLost();
+            put(tLine.view());
+        } catch (const std::exception&) {
+            fail();
+        }
+    }
+    void writeOwn(ELogSeverity eSeverity, std::wstring_view sText) {
+        NarrowStringBuffer tLine;
+        format(tLine, {eSeverity, s_ksOwnSource, sText, {}});
+        put(tLine.view());
+    }
+    void writeLost() {
+        StringBuffer tText;
+        appendDecimal(tText, m_nLost);
+        tText.append(std::wstring_view(L" entries were lost because the log could not be written."));
+        writeOwn(kSevWarning, tText.view());
+        m_nLost = 0;
+    }
+    /// Every entry is flushed: one system call for each, but nothing waits in this process when it is killed.
+    void put(std::string_view sLine) {
+        m_pSink->log({s_ksOwnSource, spdlog::level::info, {sLine.data(), sLine.size()}});
+        m_pSink->flush();
+    }
+    /// A sink that has failed is not used again: when a rotation finds no descriptor free it is left without
+    /// a file, and would write to it all the same.
+    void fail() noexcept {
+        m_pSink.reset();
+        m_tNextAttempt = Clock::now() + s_knRest;
+        ++m_nLost;
+    }
+    bool openAgain() {
+        if (Clock::now() < m_tNextAttempt) {
+            ++m_nLost;
+            return false;
+        }
+        m_pSink = openSink(m_tSettings);
+        return true;
+    }
+    void reopen() {
+        try {
+            SinkPtr pNew = openSink(m_tSettings);
+            const std::lock_guard tLock(m_tMutex);
+            m_pSink.swap(pNew);
+        } catch (const std::exception& e) {
+            const std::lock_guard tLock(m_tMutex);
+            StringBuffer tText;
+            tText.append(std::wstring_view(L"The log could not be opened anew: "));
+            tText.append(fromUtf8(e.what()).view());
+            if (m_pSink) writeOwn(kSevError, tText.view());
+        }
+    }
+};
+
+LogFileWriter::LogFileWriter(const LogFileSettings& rSettings) try : m_pImpl(new Impl(rSettings)) {
+} catch (const spdlog::spdlog_ex& e) {
+    const std::string sWhat = "The log \"" + rSettings.sPath + "\" cannot be opened: " + e.what();
+    ZQTHROW_prethrowProcessException(ConfigError(fromUtf8(sWhat)), false, ZQ_WFILE, __LINE__);
+}
+
+LogFileWriter::~LogFileWriter() = default;
+
+void LogFileWriter::write(const LogEntry& rEntry) noexcept {
+    try {
+        m_pImpl->write(rEntry);
+    } catch (const std::exception&) {
+        // No memory for the line.
+    }
+}
+
+void LogFileWriter::reopen() noexcept {
+    try {
+        m_pImpl->reopen();
+    } catch (const std::exception&) {
+        // The log cannot be written at all; the next entry finds out.
+    }
+}

@@ -1,0 +1,59 @@
+#include <cstdio>
+
+#include "logline.h"
+#include "zq/foundation/assertion.h"
+#include "zq/foundation/exception.h"
+#include "zq/services/logger.h"
+
+/// Brings what the foundation reports, exceptions and broken contracts, into the log.
+
+namespace {
+
+const LogSourceHandle s_lsExceptions("exceptions");
+const LogSourceHandle s_lsAssertions("assertions");
+
+void printToStandardError(const LogEntry& rEntry) {
+    NarrowStringBuffer tLine;
+    appendTextLine(tLine, rEntry);
+    tLine.append('\n');
+    std::fwrite(tLine.data(), 1, tLine.length(), stderr);
+}
+
+/// Without any writer, before the log is set up for instance, entries go to standard error: nothing is lost.
+void report(ELogSeverity eSeverity, const LogSourceHandle& hSource, std::wstring_view sText,
+            const LogLocation& rLocation) {
+    if (LogRegistry::hasWriters())
+        TWLogger::getLogger().logMessage(eSeverity, hSource, GDStringRef(sText), rLocation);
+    else
+        printToStandardError({eSeverity, hSource.getSource()->getName(), sText, rLocation});
+}
+
+/// A warning: whoever catches the exception decides whether it was an error.
+void reportException(const Exception& rException) noexcept {
+    try {
+        report(kSevWarning, s_lsExceptions, rException.getMessageText(),
+               {rException.getThrowFile(), rException.getThrowLine()});
+    } catch (const std::exception&) {
+        // No memory for the text; the exception itself goes its way.
+    }
+}
+
+void reportAssertion(int, const wchar_t* pExpression, const wchar_t* pFile, int nLine) noexcept {
+    try {
+        StringBuffer tText;
+        tText.append(std::wstring_view(L"assertion failed: "));
+        tText.append(std::wstring_view(pExpression));
+        report(kSevError, s_lsAssertions, tText.view(), {pFile, nLine});
+    } catch (const std::exception&) {
+        // As above.
+    }
+}
+
+/// Takes the reports over while this library is being loaded.
+const bool s_bInstalled = [] {
+    Exception::setPrethrowReporter(&reportException);
+    debug_tools::Assertion::setReporter(&reportAssertion);
+    return true;
+}();
+
+}  // namespace
