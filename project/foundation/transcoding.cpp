@@ -1,5 +1,7 @@
 #include "zq/foundation/transcoding.h"
 
+#include <unicode/ucnv_cb.h>
+
 #include "icuconverter.h"
 #include "zq/foundation/encodingutf8.h"
 #include "zq/foundation/i18nutils.h"
@@ -55,13 +57,25 @@ void decodeUtf16(WideStringBufferBase& rBuffer, std::string_view s, std::size_t 
     if (n != s.size()) rBuffer.append(kReplacementCharacter);
 }
 
+/// What ICU calls for bytes without a meaning. Its own replacement is U+001A for single bytes of some
+/// character sets.
+void replaceByIcu(const void*, UConverterToUnicodeArgs* pArgs, const char*, int32_t,
+                  UConverterCallbackReason eReason, UErrorCode* peError) {
+    if (eReason > UCNV_IRREGULAR) return;  // no bytes: the converter is reset or closed
+    *peError = U_ZERO_ERROR;
+    constexpr auto kcReplacement = static_cast<char16_t>(kReplacementCharacter);
+    ucnv_cbToUWriteUChars(pArgs, &kcReplacement, 1, 0, peError);
+}
+
 void decodeByIcu(WideStringBufferBase& rBuffer, std::string_view s, std::wstring_view sLabel) {
     const UConverterPtr pConverter = openIcuConverter(sLabel);
     if (!pConverter)
         ZQTHROW_prethrowProcessException(CharacterSet::UnknownCharset(sLabel), true, ZQ_WFILE, __LINE__);
     Utf16Joiner tJoiner(rBuffer);
     const char* pFrom = s.data();
-    UErrorCode eError = U_BUFFER_OVERFLOW_ERROR;
+    UErrorCode eError = U_ZERO_ERROR;
+    ucnv_setToUCallBack(pConverter.get(), &replaceByIcu, nullptr, nullptr, nullptr, &eError);
+    eError = U_BUFFER_OVERFLOW_ERROR;
     while (eError == U_BUFFER_OVERFLOW_ERROR) {
         char16_t tUnits[512];
         char16_t* pTo = tUnits;
