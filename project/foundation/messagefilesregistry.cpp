@@ -64,21 +64,26 @@ struct MessageFilesRegistry::State {
 };
 
 std::string MessageFilesRegistry::State::findFile(const std::string& sName) const {
+    std::error_code eIgnored;  // a directory that cannot be looked into does not have the file
     for (auto it = m_tDirectories.rbegin(); it != m_tDirectories.rend(); ++it)
-        if (fs::exists(fs::path(*it) / sName)) return fs::path(*it) / sName;
+        if (fs::exists(fs::path(*it) / sName, eIgnored)) return fs::path(*it) / sName;
     return defaultDirectory() / sName;
 }
 
 std::string MessageFilesRegistry::State::readFile(const std::string& sName, Messages& rMessages) const {
     const std::string sPath = findFile(sName);
+    const std::string sPlace = "message file " + sPath + ": ";
     pugi::xml_document tDocument;
     const pugi::xml_parse_result tResult = tDocument.load_file(sPath.c_str());
-    if (!tResult) return "message file " + sPath + ": " + tResult.description() + "\n";
+    if (!tResult) return sPlace + tResult.description() + "\n";
+    if (!tDocument.child("messages")) return sPlace + "there is no <messages> element\n";
     std::string sProblems;
     for (const pugi::xml_node& rNode : tDocument.child("messages").children("message")) {
-        const char* pKey = rNode.attribute("key").value();
-        if (!rMessages.emplace(fromUtf8(pKey), fromUtf8(rNode.text().get())).second)
-            sProblems += "message file " + sPath + ": the key \"" + pKey + "\" is defined twice\n";
+        const std::string_view sKey = rNode.attribute("key").value();
+        if (sKey.empty())
+            sProblems += sPlace + "a message has no key\n";
+        else if (!rMessages.emplace(fromUtf8(sKey), fromUtf8(rNode.text().get())).second)
+            sProblems += sPlace + "the key \"" + std::string(sKey) + "\" is defined twice\n";
     }
     return sProblems;
 }

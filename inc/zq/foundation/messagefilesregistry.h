@@ -25,8 +25,9 @@ public:
     /// Puts a directory in front of those that are searched. Without any, the folder "messages" beside the
     /// folder that holds this library.
     void addDirectory(const std::string& sPath);
-    /// Reads what is registered and not yet read. Returns what is wrong, one line for each file that is
-    /// missing, is no XML or defines a key again; empty when all is well.
+    /// Reads what is registered and not yet read. Returns what is wrong, a line for each file that is missing
+    /// or is no message file, and for each message without a key or with one that is taken, which is passed
+    /// over; empty when all is well.
     std::string loadMessages();
     /// The text under a key, inserts unfilled; nothing when no file defines it. Reads files not yet read.
     std::optional<ZQWString> findMessage(const ZQWString& sKey);
