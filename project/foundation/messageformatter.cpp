@@ -7,6 +7,7 @@
 namespace {
 
 void appendBytes(WideStringBufferBase& rBuffer, const GDValue& rValue) {
+    if (rValue.getKind() != GDValue::EKind::kUnsigned) return rValue.appendTo(rBuffer);
     constexpr const wchar_t* kpUnits[] = {L" bytes", L" KiB", L" MiB", L" GiB", L" TiB"};
     std::uint64_t n = rValue.getUnsigned();
     std::size_t nUnit = 0;
@@ -49,7 +50,8 @@ Insert parseInsert(std::wstring_view s) noexcept {
 
 }  // namespace
 
-void formatMessage(WideStringBufferBase& rBuffer, std::wstring_view sMessage, std::span<const GDValue> tInserts) {
+void formatMessage(WideStringBufferBase& rBuffer, std::wstring_view sMessage,
+                   std::span<const GDValue> tInserts) {
     while (!sMessage.empty()) {
         const std::size_t nPercent = std::min(sMessage.find(L'%'), sMessage.size());
         rBuffer.append(sMessage.substr(0, nPercent));

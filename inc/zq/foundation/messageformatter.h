@@ -13,7 +13,8 @@ ZQ_EXPORT void formatMessage(WideStringBufferBase& rBuffer, std::wstring_view sM
 
 /// The ways to show an insert that message texts can ask for. Tags are registered while the process starts;
 /// once the registration period has ended the table is read-only and request threads read it without a lock.
-/// Built in: "bytes", a byte count in the largest binary unit that divides it ("10 MiB").
+/// Built in: "bytes", a byte count in the largest binary unit that divides it ("10 MiB"); what is no number
+/// is shown as it is.
 class ZQ_EXPORT MessageFormatterTagRegistrar {
 public:
     using Formatter = void (*)(WideStringBufferBase& rBuffer, const GDValue& rValue);
