@@ -1,0 +1,185 @@
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+
+#include <climits>
+#include <string>
+
+#include "support/asserttext.h"
+#include "zq/foundation/encodingbase64.h"
+#include "zq/foundation/encodingcopy.h"
+#include "zq/foundation/encodingurl.h"
+#include "zq/foundation/encodingutf8.h"
+#include "zq/foundation/transcoding.h"
+
+namespace {
+
+using test::filled;
+using test::narrow;
+
+std::wstring widen(std::string_view s) {
+    return filled<wchar_t>([s](WideStringBufferBase& r) { N2WEncodingUTF8().encode(r, s); });
+}
+
+constexpr wchar_t R = kReplacementCharacter;
+
+struct Utf8Case {
+    std::string_view sBytes;
+    std::wstring sText;
+};
+
+const Utf8Case s_kpWellFormed[] = {
+    {"\x7F", {0x7F}},
+    {"\xC2\x80", {0x80}},
+    {"\xDF\xBF", {0x7FF}},
+    {"\xE0\xA0\x80", {0x800}},
+    {"\xED\x9F\xBF", {0xD7FF}},
+    {"\xEE\x80\x80", {0xE000}},
+    {"\xEF\xBF\xBF", {0xFFFF}},
+    {"\xF0\x90\x80\x80", {0x10000}},
+    {"\xF4\x8F\xBF\xBF", {0x10FFFF}},
+    {"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", {0xE9, 0x20AC, 0x1F600}},
+};
+
+/// Among them the examples of Unicode 15, tables 3-8 to 3-11.
+const Utf8Case s_kpIllFormed[] = {
+    {"\x80", {R}},
+    {"\xBF\x80", {R, R}},
+    {"\xC0\xAF", {R, R}},                              // overlong, two bytes
+    {"\xE0\x80\xAF", {R, R, R}},                       // overlong, three bytes
+    {"\xF0\x80\x80\xAF", {R, R, R, R}},                // overlong, four bytes
+    {"\xED\xA0\x80\xED\xBF\xBF", {R, R, R, R, R, R}},  // surrogates
+    {"\xF4\x91\x92\x93\xFF"
+     "A\x80"
+     "B",
+     {R, R, R, R, R, 'A', R, 'B'}},  // above U+10FFFF
+    {"\xF5\xFE\xFF", {R, R, R}},
+    {"\xE1\x80\xE2\xF0\x91\x92\xF1\xBF"
+     "A",
+     {R, R, R, R, 'A'}},  // cut off by the next lead byte
+    {"\xC2", {R}},
+    {"\xE2\x82", {R}},
+    {"\xF0\x9F\x98", {R}},
+};
+
+TEST(EncodingUtf8, DecodesBehindAsciiRunsOfAnyLength) {
+    for (std::size_t nRun = 0; nRun < 40; ++nRun) {
+        for (const Utf8Case& rCase : s_kpWellFormed)
+            ASSERT_EQ(widen(std::string(nRun, 'a').append(rCase.sBytes)),
+                      std::wstring(nRun, L'a') + rCase.sText);
+        for (const Utf8Case& rCase : s_kpIllFormed) {
+            const std::string sBytes = std::string(nRun, 'a').append(rCase.sBytes);
+            ASSERT_EQ(narrow(widen(sBytes)), narrow(std::wstring(nRun, L'a') + rCase.sText))
+                << testing::PrintToString(rCase.sBytes);
+        }
+    }
+}
+
+TEST(EncodingUtf8, EncodesBehindAsciiRunsOfAnyLength) {
+    for (std::size_t nRun = 0; nRun < 40; ++nRun)
+        for (const Utf8Case& rCase : s_kpWellFormed)
+            ASSERT_EQ(narrow(std::wstring(nRun, L'a') + rCase.sText),
+                      std::string(nRun, 'a').append(rCase.sBytes));
+}
+
+TEST(EncodingUtf8, ReplacesWhatIsNoScalarValue) {
+    for (wchar_t c : {0xD800, 0xDBFF, 0xDC00, 0xDFFF, -1, -23, 0x110000, INT_MAX, INT_MIN})
+        EXPECT_EQ(narrow(std::wstring{L'a', c, L'b'}),
+                  "a\xEF\xBF\xBD"
+                  "b")
+            << static_cast<int>(c);
+}
+
+RC_GTEST_PROP(EncodingUtf8, RoundTripsScalarValues, ()) {
+    const auto tValues = *rc::gen::container<std::vector<unsigned>>(rc::gen::oneOf(
+        rc::gen::inRange(0u, 0x80u), rc::gen::inRange(0u, 0xD800u), rc::gen::inRange(0xE000u, 0x110000u)));
+    const std::wstring sText(tValues.begin(), tValues.end());
+    RC_ASSERT(widen(narrow(sText)) == sText);
+}
+
+RC_GTEST_PROP(EncodingUtf8, DecodesAnyBytesAsIcuDoes, ()) {
+    const auto tBytes = *rc::gen::container<std::vector<int>>(
+        rc::gen::element(0x00, 0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC1, 0xC2, 0xDF, 0xE0, 0xE1,
+                         0xED, 0xEF, 0xF0, 0xF1, 0xF4, 0xF5, 0xFF));
+    const std::string sBytes(tBytes.begin(), tBytes.end());
+    const UniversalTranscoding tIcu(CharacterSet::find(L"UTF8"));  // only "utf-8" is the encoder of our own
+    RC_ASSERT(widen(sBytes) == filled<wchar_t>([&](WideStringBufferBase& r) { tIcu.decode(r, sBytes); }));
+}
+
+TEST(EncodingCopy, KeepsTheLowByteAndTheSign) {
+    const std::wstring sWide{0x20AC, 0xE9, L'A', -23};
+    EXPECT_EQ(
+        filled<char>([&](NarrowStringBufferBase& r) { EncodingCopy<wchar_t, char>().encode(r, sWide); }),
+        "\xAC\xE9"
+        "A\xE9");
+    EXPECT_EQ(
+        filled<wchar_t>([&](WideStringBufferBase& r) { EncodingCopy<char, wchar_t>().encode(r, "\xE9z"); }),
+        (std::wstring{-23, L'z'}));
+}
+
+template <class CharT>
+std::basic_string<CharT> base64(std::string_view sFirst, std::string_view sSecond, EBase64Fill eFill) {
+    const B2TEncodingBase64<CharT> tEncoder(eFill);
+    return filled<CharT>([&](StringBufferBaseTemplate<CharT>& r) {
+        typename B2TEncodingBase64<CharT>::State tState;
+        tEncoder.update(tState, r, sFirst);
+        tEncoder.update(tState, r, sSecond);
+        tEncoder.finalize(tState, r);
+    });
+}
+
+TEST(EncodingBase64, GivesTheVectorsOfRfc4648HoweverTheyAreSplit) {
+    struct {
+        std::string_view sBytes, sPadded;
+    } const kpCases[] = {{"", ""},
+                         {"f", "Zg=="},
+                         {"fo", "Zm8="},
+                         {"foo", "Zm9v"},
+                         {"foob", "Zm9vYg=="},
+                         {"fooba", "Zm9vYmE="},
+                         {"foobar", "Zm9vYmFy"},
+                         {"\xFB\xFF\xBF\xFF", "+/+//w=="}};
+    for (const auto& [sBytes, sPadded] : kpCases)
+        for (std::size_t n = 0; n <= sBytes.size(); ++n) {
+            const std::string_view sFirst = sBytes.substr(0, n), sSecond = sBytes.substr(n);
+            EXPECT_EQ(base64<char>(sFirst, sSecond, EBase64Fill::kPad), sPadded);
+            EXPECT_EQ(base64<wchar_t>(sFirst, sSecond, EBase64Fill::kPad), widen(sPadded));
+            EXPECT_EQ(base64<char>(sFirst, sSecond, EBase64Fill::kNoPad),
+                      sPadded.substr(0, sPadded.find('=')));
+        }
+}
+
+TEST(EncodingBase64, StartsAnewAfterFinalize) {
+    const B2NEncodingBase64 tEncoder;
+    B2NEncodingBase64::State tState;
+    const std::string sTwice = filled<char>([&](NarrowStringBufferBase& r) {
+        for (int n = 0; n < 2; ++n) {
+            tEncoder.update(tState, r, "f");
+            tEncoder.finalize(tState, r);
+        }
+    });
+    EXPECT_EQ(sTwice, "Zg==Zg==");
+}
+
+TEST(EncodingUrl, EscapesWhatIsNeitherUnreservedNorSpared) {
+    struct {
+        std::wstring sText;
+        std::string_view sAll, sSparing;
+    } const kpCases[] = {
+        {L"AZaz09-._~", "AZaz09-._~", "AZaz09-._~"},
+        {L":/?#[]@!$&'()*+,;=", "%3A%2F%3F%23%5B%5D%40%21%24%26%27%28%29%2A%2B%2C%3B%3D",
+         ":/?#[]@!$&'()*+,;="},
+        {L" \"%<>\\^`{|}\x7F", "%20%22%25%3C%3E%5C%5E%60%7B%7C%7D%7F",
+         "%20%22%25%3C%3E%5C%5E%60%7B%7C%7D%7F"},
+        {{0, 0xE9, 0x20AC, 0x1F600}, "%00%C3%A9%E2%82%AC%F0%9F%98%80", "%00%C3%A9%E2%82%AC%F0%9F%98%80"},
+        {{0xD800, -23}, "%EF%BF%BD%EF%BF%BD", "%EF%BF%BD%EF%BF%BD"},
+    };
+    const W2NEncodingURL tAll, tSparing(EUrlEncoding::kNotEncodeReservedChars);
+    for (const auto& r : kpCases) {
+        EXPECT_EQ(filled<char>([&](NarrowStringBufferBase& rBuffer) { tAll.encode(rBuffer, r.sText); }),
+                  r.sAll);
+        EXPECT_EQ(filled<char>([&](NarrowStringBufferBase& rBuffer) { tSparing.encode(rBuffer, r.sText); }),
+                  r.sSparing);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <typeinfo>
+#include <vector>
+
+#include "support/asserttext.h"
+#include "zq/foundation/assertion.h"
+#include "zq/foundation/characterset.h"
+#include "zq/foundation/exception.h"
+#include "zq/foundation/inputstream.h"
+
+namespace {
+
+using test::narrow;
+
+TEST(Exception, ClonesKeepClassTextAndPlace) {
+    const InputStream::UnexpectedEOF tEof(7, 3);
+    const InputStream::SeekNotSupported tSeek;
+    const CharacterSet::UnknownCharset tCharset(L"x-%1");
+    const InvalidHandleException tHandle;
+    for (const Exception* p :
+         {static_cast<const Exception*>(&tEof), static_cast<const Exception*>(&tSeek),
+          static_cast<const Exception*>(&tCharset), static_cast<const Exception*>(&tHandle)}) {
+        Exception::prethrowProcess(*p, false, L"place.cpp", 12);
+        const std::unique_ptr<Exception> pClone(p->clone());
+        const Exception& rClone = *pClone;
+        EXPECT_EQ(typeid(rClone), typeid(*p));
+        EXPECT_EQ(rClone.getMessageText(), p->getMessageText());
+        EXPECT_FALSE(rClone.getMessageText().empty());
+        EXPECT_STREQ(rClone.getThrowFile(), L"place.cpp");
+        EXPECT_EQ(rClone.getThrowLine(), 12);
+    }
+    EXPECT_EQ(narrow(tEof.getMessageText()), "Unexpected end of input: 7 bytes expected, 3 read.");
+    EXPECT_EQ(narrow(tCharset.getMessageText()), "The character set \"x-%1\" is not known.");
+}
+
+TEST(Exception, ThrowMeKeepsAllButTheClass) {
+    try {
+        InputStream::UnexpectedEOF(1, 0).throwMe();
+        FAIL();
+    } catch (const Exception& e) {
+        EXPECT_EQ(typeid(e), typeid(Exception));
+        EXPECT_EQ(e.getMessageText(), InputStream::UnexpectedEOF(1, 0).getMessageText());
+    }
+}
+
+TEST(Exception, FillsInsertsOneToNine) {
+    Exception e(GDString(L"%1 %2 %9"));
+    e.setMsgInsert(9, GDString(L"nine"));
+    e.setMsgInsert(1, GDUInteger(18446744073709551615u));
+    e.setMsgInsert(0, GDString(L"none"));
+    e.setMsgInsert(10, GDString(L"none"));
+    EXPECT_EQ(narrow(e.getMessageText()), "18446744073709551615  nine");
+}
+
+std::vector<std::string> s_tReported;
+
+TEST(Exception, PrethrowNotesThePlaceAndReportsOnDemand) {
+    const auto pBefore = Exception::setPrethrowReporter([](const Exception& e) noexcept {
+        s_tReported.push_back(narrow(e.getThrowFile()) + ":" + std::to_string(e.getThrowLine()));
+    });
+    for (bool bLog : {true, false}) {
+        try {
+            ZQTHROW_prethrowProcessException(InvalidHandleException(), bLog, L"file.cpp", 34);
+        } catch (const InvalidHandleException& e) {
+            EXPECT_EQ(e.getThrowLine(), 34);
+        }
+    }
+    Exception::setPrethrowReporter(pBefore);
+    EXPECT_EQ(s_tReported, std::vector<std::string>{"file.cpp:34"});
+}
+
+TEST(Assertion, ReportsAndGoesOn) {
+    s_tReported.clear();
+    const auto pBefore = debug_tools::Assertion::setReporter(
+        [](int nType, const wchar_t* pExpression, const wchar_t*, int nLine) noexcept {
+            s_tReported.push_back(std::to_string(nType) + narrow(pExpression) + std::to_string(nLine));
+        });
+    debug_tools::Assertion::handleFailure(1, L"m_pT", L"file.cpp", 5);
+    debug_tools::Assertion::setReporter(nullptr);
+    testing::internal::CaptureStderr();
+    debug_tools::Assertion::handleFailure(1, L"m_pT", L"file.cpp", 6);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "assertion failed: m_pT (file.cpp:6)\n");
+    debug_tools::Assertion::setReporter(pBefore);
+    EXPECT_EQ(s_tReported, std::vector<std::string>{"1m_pT5"});
+}
+
+}  // namespace

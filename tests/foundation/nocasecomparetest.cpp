@@ -1,0 +1,63 @@
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+
+#include <map>
+#include <string>
+
+#include "zq/foundation/nocasecompareless.h"
+#include "zq/foundation/posixstrsupport.h"
+
+namespace {
+
+TEST(CompareNoCase, IgnoresCaseAsUnicodeFoldsIt) {
+    struct {
+        std::wstring a, b;
+        int nOrder;
+    } const kpCases[] = {
+        {L"", L"", 0},
+        {L"", L"a", -1},
+        {L"Content-Type", L"CONTENT-TYPE", 0},
+        {L"abc", L"ABCD", -1},
+        {L"b", L"A", 1},
+        {L"[", L"a", -1},  // '[' stands between the cases
+        {L"\u00C4\u03A9\u0416", L"\u00E4\u03C9\u0436", 0},
+        {L"\u03C3", L"\u03C2", 0},        // both sigmas
+        {L"stra\u00DFe", L"STRASSE", 1},  // simple folding keeps lengths
+        {{0x10400}, {0x10428}, 0},
+        {{-23}, {-55}, 1},  // header bytes E9 and C9, widened with their sign: not folded
+        {{-23}, L"A", -1},
+        {{0x7FFFFFFF}, L"a", 1},
+    };
+    for (const auto& r : kpCases) {
+        EXPECT_EQ(compareNoCase(r.a, r.b), r.nOrder) << testing::PrintToString(r.a);
+        EXPECT_EQ(compareNoCase(r.b, r.a), -r.nOrder) << testing::PrintToString(r.a);
+    }
+}
+
+RC_GTEST_PROP(CompareNoCase, IsAnOrder, ()) {
+    const auto tText =
+        rc::gen::container<std::wstring>(rc::gen::element<wchar_t>('a', 'A', 'b', '_', -23, 0xE4, 0xC4));
+    const std::wstring a = *tText, b = *tText, c = *tText;
+    RC_ASSERT(compareNoCase(a, b) == -compareNoCase(b, a));
+    RC_ASSERT(compareNoCase(a, b) > 0 || compareNoCase(b, c) > 0 || compareNoCase(a, c) <= 0);
+}
+
+TEST(NoCaseCompareLess, FindsByViewAndKeepsInsertionOrder) {
+    std::multimap<ZQWString, int, NoCaseCompareLess> tMap;
+    tMap.emplace(ZQWString(L"Cookie"), 1);
+    tMap.emplace(ZQWString(L"COOKIE"), 2);
+    tMap.emplace(ZQWString(L"Cookies"), 3);
+    const auto [itFirst, itEnd] = tMap.equal_range(std::wstring_view(L"cookie"));
+    ASSERT_EQ(std::distance(itFirst, itEnd), 2);
+    EXPECT_EQ(itFirst->second, 1);
+}
+
+TEST(PosixStrSupport, ComparesAtMostN) {
+    EXPECT_EQ(posixstrsupport::wcsnicmp(L"application/xml; x", L"APPLICATION/XML", 15), 0);
+    EXPECT_LT(posixstrsupport::wcsnicmp(L"soa", L"soap", 4), 0);
+    EXPECT_EQ(posixstrsupport::wcsnicmp(L"a", L"b", 0), 0);
+    EXPECT_GT(posixstrsupport::wcsicmp(L"Beta", L"alpha"), 0);
+    EXPECT_EQ(posixstrsupport::wcsicmp(L"NOSTORE", L"nostore"), 0);
+}
+
+}  // namespace

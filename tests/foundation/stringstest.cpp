@@ -1,0 +1,185 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "zq/foundation/autobuffer.h"
+#include "zq/foundation/exception.h"
+#include "zq/foundation/handle.h"
+#include "zq/foundation/refcounted.h"
+#include "zq/foundation/stringbuffer.h"
+#include "zq/foundation/zqstring.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+TEST(ZQString, CopiesShareTheirCharacters) {
+    const ZQWString sFirst(L"shared");
+    ZQWString sCopy(sFirst);
+    EXPECT_EQ(sFirst.c_str(), sCopy.c_str());
+    sCopy = ZQWString(L"other");
+    EXPECT_EQ(sFirst, L"shared");
+    const ZQWString sMoved(std::move(sCopy));
+    EXPECT_EQ(sMoved, L"other");
+    EXPECT_TRUE(sCopy.empty());  // NOLINT(bugprone-use-after-move): a moved-from text is empty
+}
+
+TEST(ZQString, AssignsFromItsOwnCharacters) {
+    ZQNarrowString s("keep the tail");
+    s.assign(s.c_str() + 9, 4);
+    EXPECT_EQ(s, "tail");
+    const ZQNarrowString& rSelf = s;
+    s = rSelf;
+    EXPECT_EQ(s, "tail");
+}
+
+TEST(ZQString, KeepsNulsAndEndsInOne) {
+    const std::string sWithNuls = "a\0b\0"s;
+    const ZQNarrowString s(sWithNuls.data(), sWithNuls.size());
+    EXPECT_EQ(s.view(), sWithNuls);
+    EXPECT_EQ(s.c_str()[s.length()], '\0');
+    EXPECT_EQ(ZQNarrowString().c_str()[0], '\0');
+    EXPECT_EQ(ZQNarrowString("", 0), ZQNarrowString());
+}
+
+TEST(ZQString, OrdersByCharacterValue) {
+    EXPECT_LT(ZQWString(L"a"), ZQWString(L"ab"));
+    EXPECT_LT(ZQWString(L"ab"), ZQWString(L"b"));
+    const wchar_t cNegative = -23;  // a header byte above 0x7F
+    EXPECT_LT(ZQWString(&cNegative, 1), ZQWString(L"A"));
+}
+
+TEST(ZQString, IsCopiedAndDroppedOnManyThreads) {
+    const ZQWString sShared(L"shared by all");
+    std::vector<std::thread> tThreads;
+    for (int nThread = 0; nThread < 4; ++nThread)
+        tThreads.emplace_back([sShared] {
+            for (int n = 0; n < 1000; ++n) {
+                ZQWString sCopy(sShared), sOther(L"own");
+                sOther = sCopy;
+                sCopy = ZQWString();
+                ASSERT_EQ(sOther, sShared);
+            }
+        });
+    for (std::thread& rThread : tThreads)
+        rThread.join();
+    EXPECT_EQ(sShared, L"shared by all");
+}
+
+TEST(StringBuffer, KeepsItsTextAcrossGrowth) {
+    StringBufferTemplate<4, char> tBuffer;
+    std::string sExpected;
+    for (int n = 0; n < 100; ++n) {
+        const std::string sPiece(static_cast<std::size_t>(n % 7), static_cast<char>('a' + n % 26));
+        tBuffer.append(sPiece);
+        tBuffer.append('|');
+        sExpected += sPiece + '|';
+        ASSERT_EQ(tBuffer.view(), sExpected);
+        ASSERT_EQ(tBuffer.c_str()[tBuffer.length()], '\0');
+    }
+    const std::size_t nCapacity = tBuffer.capacity();
+    tBuffer.clear();
+    EXPECT_TRUE(tBuffer.empty());
+    EXPECT_EQ(tBuffer.capacity(), nCapacity);
+}
+
+TEST(StringBuffer, ErasesAndTruncates) {
+    StringBuffer tBuffer;
+    tBuffer.append(std::wstring_view(L"0123456789"));
+    tBuffer.erase(8, 2);
+    tBuffer.erase(0, 3);
+    EXPECT_EQ(tBuffer.view(), L"34567");
+    tBuffer.truncate(2);
+    EXPECT_EQ(tBuffer.toString(), L"34");
+}
+
+TEST(StringBuffer, TakesOnlyWhatIsCommitted) {
+    StringBufferTemplate<4, wchar_t> tBuffer;
+    tBuffer.append(L'a');
+    for (std::size_t nRoom : {1u, 3u, 4u, 1000u}) {
+        wchar_t* const p = tBuffer.getAppendBuffer(nRoom);
+        ASSERT_GE(tBuffer.appendBufferCapacity(), nRoom);
+        std::fill_n(p, nRoom, L'x');
+        tBuffer.commitAppendBuffer(1);
+    }
+    EXPECT_EQ(tBuffer.view(), L"axxxx");
+}
+
+TEST(StringBuffer, RefusesSizesThatWouldWrap) {
+    StringBuffer tBuffer;
+    tBuffer.append(std::wstring_view(L"kept"));
+    EXPECT_THROW(tBuffer.getAppendBuffer(SIZE_MAX), std::length_error);
+    EXPECT_THROW(tBuffer.getAppendBuffer(SIZE_MAX / sizeof(wchar_t)), std::length_error);
+    EXPECT_THROW(tBuffer.reserve(SIZE_MAX / 2), std::length_error);
+    EXPECT_EQ(tBuffer.view(), L"kept");
+}
+
+TEST(StringBuffer, AppendsDecimals) {
+    NarrowStringBuffer tBuffer;
+    for (unsigned long long n : {0ull, 9ull, 10ull, 18446744073709551615ull}) {
+        appendDecimal(tBuffer, n);
+        tBuffer.append(' ');
+    }
+    EXPECT_EQ(tBuffer.view(), "0 9 10 18446744073709551615 ");
+}
+
+TEST(AutoBuffer, UsesTheHeapOnlyBeyondItsOwnRoom) {
+    for (std::size_t nCount : {0u, 1u, 16u, 17u, 100000u}) {
+        AutoBuffer<char, 16> tBuffer(nCount);
+        std::fill_n(tBuffer.get(), nCount, 'x');  // the address sanitizer watches the ends
+        const auto* const pObject = reinterpret_cast<const char*>(&tBuffer);
+        const bool bInside = tBuffer.get() >= pObject && tBuffer.get() < pObject + sizeof tBuffer;
+        EXPECT_EQ(bInside, nCount <= 16) << nCount;
+    }
+}
+
+struct Probe : RefCounted {
+    explicit Probe(int& rnLiving) : m_rnLiving(rnLiving) { ++m_rnLiving; }
+    ~Probe() override {
+        --m_rnLiving;
+        if (m_phWatched) m_bWatchedWasNull = m_phWatched->isNull();
+    }
+    int& m_rnLiving;
+    const Handle<Probe>* m_phWatched = nullptr;
+    static inline bool m_bWatchedWasNull = false;
+};
+
+TEST(Handle, DeletesWithTheLastOne) {
+    int nLiving = 0;
+    Handle<Probe> hFirst = makeHandle<Probe>(nLiving);
+    {
+        const Handle<const Probe> hConst(hFirst);
+        Handle<Probe> hSecond(hFirst), hThird(std::move(hSecond));
+        EXPECT_TRUE(hSecond.isNull());  // NOLINT(bugprone-use-after-move): a moved-from handle is null
+        EXPECT_EQ(hThird, hFirst);
+        const Handle<Probe>& rSelf = hFirst;
+        hFirst = rSelf;
+        hFirst.reset();
+        EXPECT_EQ(nLiving, 1);
+        hFirst = hThird;
+    }
+    EXPECT_EQ(nLiving, 1);
+    hFirst = makeHandle<Probe>(nLiving);
+    EXPECT_EQ(nLiving, 1);
+    hFirst = Handle<Probe>();
+    EXPECT_EQ(nLiving, 0);
+}
+
+TEST(Handle, IsNullBeforeItsObjectGoes) {
+    int nLiving = 0;
+    Handle<Probe> h = makeHandle<Probe>(nLiving);
+    h->m_phWatched = &h;
+    h.reset();
+    EXPECT_EQ(nLiving, 0);
+    EXPECT_TRUE(Probe::m_bWatchedWasNull);
+}
+
+TEST(Handle, ThrowsWhenNullIsUsed) {
+    const Handle<Probe> h;
+    EXPECT_THROW(*h, InvalidHandleException);
+    EXPECT_THROW(h->addRef(), InvalidHandleException);
+}
+
+}  // namespace
