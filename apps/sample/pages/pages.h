@@ -1,0 +1,30 @@
+#pragma once
+
+#include "page.h"
+
+namespace sample {
+
+/// Links to all pages.
+EStatus homePage(const PageRequest& rRequest);
+/// Text in many scripts.
+EStatus textPage(const PageRequest& rRequest);
+/// Shows the request: headers, server variables, query string, parameters.
+EStatus requestPage(const PageRequest& rRequest);
+/// ?label=LABEL: the sample texts in that character set. Without it: a choice.
+EStatus charsetPage(const PageRequest& rRequest);
+/// ?name=NAME: a text file to be saved as NAME. Without it: a form.
+EStatus downloadPage(const PageRequest& rRequest);
+/// ?gib=N: N times 2^30 bytes, in chunks. Without it: a form.
+EStatus exportPage(const PageRequest& rRequest);
+/// Ten steps of half a second, each sent when it is done.
+EStatus slowPage(const PageRequest& rRequest);
+/// Unchanged since the application started: 304 to those who have it (RFC 9110 section 13.1.3).
+EStatus conditionalPage(const PageRequest& rRequest);
+/// ?to=PATH: redirects to that page of this application. Without it: a choice.
+EStatus redirectPage(const PageRequest& rRequest);
+/// 404, with a page that says so.
+EStatus missingPage(const PageRequest& rRequest);
+/// 400, with a page that says why; sReason is text.
+EStatus badRequestPage(ZQHttpStream& rStream, std::wstring_view sReason);
+
+}  // namespace sample

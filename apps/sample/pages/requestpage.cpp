@@ -1,0 +1,75 @@
+#include "htmlpage.h"
+#include "pages/pages.h"
+
+namespace sample {
+
+namespace {
+
+/// The variables that a host may know; it says itself which ones it does.
+constexpr const char* s_ksVariables[] = {"URL",         "REQUEST_METHOD", "QUERY_STRING",   "SERVER_PROTOCOL",
+                                         "SERVER_NAME", "SERVER_PORT",    "REMOTE_ADDR",    "REMOTE_PORT",
+                                         "REMOTE_HOST", "CONTENT_TYPE",   "CONTENT_LENGTH", "HTTPS"};
+
+ZQWString decode(std::string_view sBytes) {
+    StringBuffer tText;
+    TranscodingUTF8().decode(tText, sBytes);
+    return tText.toString();
+}
+
+/// Header text is one byte in each character; what is not ASCII in it is UTF-8 today, if it is anything.
+ZQWString decodeHeader(const ZQWString& sHeader) {
+    NarrowStringBuffer tBytes;
+    for (const wchar_t c : sHeader.view())
+        tBytes.append(static_cast<char>(c));
+    return decode(tBytes.view());
+}
+
+void addHeaders(HtmlPage& rPage, ZQHttpStream& rStream) {
+    tl::vector<ZQWString> tNames;
+    rStream.getRequestHeaderNames(tNames);
+    rPage.markup(L"<h2>Headers</h2>\n<table>\n");
+    for (const ZQWString& sName : tNames) {
+        tl::vector<ZQWString> tValues;
+        rStream.getRequestHeaders(sName, tValues);
+        for (const ZQWString& sValue : tValues)
+            rPage.row(decodeHeader(sName), decodeHeader(sValue));
+    }
+    rPage.markup(L"</table>\n");
+}
+
+void addVariables(HtmlPage& rPage, ZQHttpStream& rStream) {
+    rPage.markup(L"<h2>Server variables</h2>\n<table>\n");
+    for (const char* pName : s_ksVariables) {
+        ZQWString sValue;
+        if (rStream.GetServerVariable(pName, sValue)) rPage.row(decode(pName), sValue);
+    }
+    rPage.markup(L"</table>\n");
+}
+
+void addQuery(HtmlPage& rPage, const PageRequest& rRequest) {
+    rPage.markup(L"<h2>Query string</h2>\n<pre>")
+        .text(decode(rRequest.sQueryString.view()))
+        .markup(L"</pre>\n");
+    rPage.markup(L"<form accept-charset=\"utf-8\"><label>Try another <input name=\"text\" value=\"");
+    rPage.text(rRequest.rQuery.get(L"text", L"<b>5 > 4 & \"3\"</b> 𝄞 '"));
+    rPage.markup(L"\"></label><button>Send</button></form>\n<table>\n");
+    for (const QueryParameters::Parameter& rParameter : rRequest.rQuery)
+        rPage.row(rParameter.sName, rParameter.sValue);
+    rPage.markup(L"</table>\n");
+}
+
+}  // namespace
+
+EStatus requestPage(const PageRequest& rRequest) {
+    rRequest.rStream.setExpireSeconds(0);
+    HtmlPage tPage(rRequest.rStream, L"Your request");
+    tPage.markup(L"<p>It came as a <code>").text(decodeHeader(rRequest.rStream.getRequestMethod()));
+    tPage.markup(L"</code>.</p>\n");
+    addQuery(tPage, rRequest);
+    addHeaders(tPage, rRequest.rStream);
+    addVariables(tPage, rRequest.rStream);
+    tPage.end();
+    return HttpRequestStatus::kOK;
+}
+
+}  // namespace sample

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <span>
+#include <string_view>
+
+#include "page.h"
+
+namespace sample {
+
+/// A path and the page that answers it.
+struct Route {
+    std::wstring_view sPath;
+    std::wstring_view sTitle;
+    std::wstring_view sAbout;  ///< a sentence for the home page
+    Page pPage;
+};
+
+/// All routes, the home page first.
+std::span<const Route> getRoutes() noexcept;
+/// The route of exactly that path, or null.
+const Route* findRoute(std::wstring_view sPath) noexcept;
+
+}  // namespace sample
