@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+
+#include "zq/services/config.h"
+
+/// What one multipart body may ask of this process. Read from the configuration when the library is loaded
+/// and at the first configuration load, before any request; reloads are refused, so that requests read the
+/// values without a lock. A value out of its range is a ConfigError and changes nothing.
+class ZQ_EXPORT MultipartLimits {
+public:
+    struct ZQ_EXPORT Values {
+        /// Bytes of header lines in each part, line ends and the empty line included
+        /// ("Multipart/MaxHeaderBytesPerPart"): room for a long file name and some more headers.
+        /// Beyond it: MultipartHeaderBytesExceeded.
+        unsigned int nMaxHeaderBytesPerPart = 8192;
+        /// Header fields in each part ("Multipart/MaxHeadersPerPart"); browsers send at most three. Beyond
+        /// it: MultipartHeaderCountExceeded.
+        unsigned int nMaxHeadersPerPart = 32;
+        /// Parts in each body ("Multipart/MaxParts"): applications keep fields in memory, and pay for each
+        /// one, however small. Beyond it: MultipartPartCountExceeded.
+        unsigned int nMaxParts = 1000;
+
+        bool operator==(const Values&) const = default;
+    };
+
+    /// The most that nMaxHeaderBytesPerPart can be, in bytes: headers are read in place, in the reader's
+    /// buffer. The other two can be anything from 1 to 2147483647 (results of ZQHttpStream are int).
+    static constexpr unsigned int s_knMostHeaderBytes = 32768;
+    /// Characters of a boundary: RFC 2046 section 5.1.1 allows 70, and searching stays fast up to here. Not
+    /// configurable. Beyond it: MultipartBoundaryTooLong.
+    static constexpr std::size_t s_knMostBoundaryLength = 250;
+
+    /// The limits of this process.
+    static const Values& get() noexcept;
+
+    MultipartLimits();
+    bool loadConfig(const ConfigReader& rReader, EConfig eConfig);
+    const Values& getValues() const noexcept { return m_tValues; }
+
+private:
+    Values m_tValues;
+    Config<MultipartLimits> m_tConfig;
+};

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+
+#include "zq/foundation/inputstream.h"
+#include "zq/foundation/zqstring.h"
+#include "zq/httpstream/multipartlimits.h"
+
+/// The headers of a part: name to value, as bytes; names are ordered and looked up exactly as they stand.
+using HeadersN = std::map<ZQNarrowString, ZQNarrowString>;
+
+class MultipartScanner;
+
+/// Takes a multipart body (RFC 2046 section 5.1, RFC 7578) apart while it comes in.
+///
+///     nextPart() -> headers of the first part     readPart() ... until 0
+///     nextPart() -> headers of the second part    readPart() ... or not: what is left is skipped
+///     nextPart() -> knNoPart, now and ever after
+///
+/// Memory is one fixed buffer, whatever the body; time is linear in the body, whatever the boundary and
+/// however the input is cut into pieces. The input is read ahead of the part by up to 64 KiB and never again
+/// after it has said that it ended. One thread uses a reader.
+///
+/// What it takes besides what the grammar says:
+/// - text before the first delimiter and after the closing one, white space after a boundary (up to 256
+/// bytes)
+/// - LF for CRLF anywhere. Where content ends in CR, and a bare LF starts the delimiter, that CR is lost.
+/// - a delimiter that ends the headers, without the empty line; two delimiters with nothing between them,
+/// which
+///   make no part
+/// - the end of the body right behind a delimiter that is not the closing one: there is no further part.
+///
+/// A delimiter is a whole line: boundary "ab" does not end at the line "--abc", so that a nested multipart
+/// may use a longer boundary with the same beginning. Content is delivered as it came, whatever a
+/// Content-Transfer-Encoding says (RFC 7578 section 4.7 deprecates it).
+///
+/// Errors are MultipartErrors. A body that ends inside a part, in its headers or content, raises
+/// MultipartEndedInsidePart: the caller never gets 0, the end of a part, for a part that was cut off.
+/// Exceptions of the input pass unchanged. After an exception the same operation goes on from where it was,
+/// so an error in the body is raised again.
+class ZQ_EXPORT MultipartReader : public RefCounted {
+public:
+    /// What nextPart() returns when there is no further part: all bits set.
+    static constexpr std::size_t knNoPart = static_cast<std::size_t>(-1);
+
+    /// Keeps a reference to the input and reads nothing yet. The boundary is the attribute of that name, with
+    /// the low byte of each character. When it is empty or has a line end in it, no body can have parts.
+    /// Throws MultipartBoundaryTooLong.
+    MultipartReader(const Handle<InputStream>& hInput, const ZQWString& sBoundary,
+                    const MultipartLimits::Values& rLimits = MultipartLimits::get());
+    ~MultipartReader() override;
+
+    // The order of the virtual operations is part of the contract with extensions built separately.
+
+    /// Goes to the next part and returns its index, from 0, or knNoPart. rHeaders then holds its headers and
+    /// nothing else: folded lines joined, white space around names and values removed, no decoding.
+    /// "Content-Disposition" and "Content-Type" get this letter case, other names keep the client's. Of a
+    /// repeated header the first one counts: what follows cannot change what was said. A line without a colon
+    /// is ignored.
+    virtual std::size_t nextPart(HeadersN& rHeaders);
+    /// Copies at most nSize bytes of the current part's content and returns how many. 0: the part has ended,
+    /// or there is none, or nSize is 0. Returns what is at hand, and waits for input only when that is
+    /// nothing.
+    virtual std::size_t readPart(void* pBuffer, std::size_t nSize);
+
+private:
+    const MultipartLimits::Values m_tLimits;
+    std::unique_ptr<MultipartScanner> m_pScanner;
+};

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#include "zq/foundation/inputstream.h"
+
+/// The stretch of an input stream that its reader looks at, in a buffer of fixed size: bytes come in at the
+/// back and are dropped at the front. Its owner drops enough that there is room for what it waits for.
+class InputWindow {
+public:
+    static constexpr std::size_t s_knCapacity = 64 * 1024;
+
+    /// cBefore stands before the stream's first byte.
+    InputWindow(const Handle<InputStream>& hInput, char cBefore) : m_hInput(hInput) { m_tBytes[0] = cBefore; }
+
+    /// What has come and was not dropped. Valid until the next readMore().
+    std::string_view view() const noexcept { return {m_tBytes + m_nBegin, m_nEnd - m_nBegin}; }
+    /// nCount must not exceed the size of the view.
+    void drop(std::size_t nCount) noexcept { m_nBegin += nCount; }
+    /// Whether the input has ended; it is not asked again then.
+    bool hasEnded() const noexcept { return m_bEnded; }
+    /// Waits for more input. False: it has ended. There must be room: a view smaller than the capacity.
+    bool readMore() {
+        if (m_bEnded) return false;
+        if (m_nBegin == m_nEnd || m_nEnd == s_knCapacity) moveToFront();
+        const std::size_t nRead = m_hInput->readBytes(m_tBytes + m_nEnd, s_knCapacity - m_nEnd);
+        m_nEnd += nRead;
+        m_bEnded = nRead == 0;
+        return !m_bEnded;
+    }
+
+private:
+    void moveToFront() noexcept {
+        std::memmove(m_tBytes, m_tBytes + m_nBegin, m_nEnd - m_nBegin);
+        m_nEnd -= m_nBegin;
+        m_nBegin = 0;
+    }
+
+    const Handle<InputStream> m_hInput;
+    std::size_t m_nBegin = 0;
+    std::size_t m_nEnd = 1;
+    bool m_bEnded = false;
+    char m_tBytes[s_knCapacity];
+};

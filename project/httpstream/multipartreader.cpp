@@ -1,0 +1,53 @@
+#include "zq/httpstream/multipartreader.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "multipartheaders.h"
+#include "multipartscanner.h"
+#include "zq/foundation/encodingcopy.h"
+#include "zq/httpstream/multiparterrors.h"
+
+namespace {
+
+std::unique_ptr<MultipartScanner> makeScanner(const Handle<InputStream>& hInput, const ZQWString& sBoundary) {
+    if (sBoundary.length() > MultipartLimits::s_knMostBoundaryLength)
+        ZQTHROW_prethrowProcessException(MultipartBoundaryTooLong(sBoundary.length()), true, ZQ_WFILE,
+                                         __LINE__);
+    NarrowStringBuffer tBoundary;
+    EncodingCopy<wchar_t, char>().encode(tBoundary, sBoundary);
+    return std::make_unique<MultipartScanner>(hInput, tBoundary.view());
+}
+
+}  // namespace
+
+MultipartReader::MultipartReader(const Handle<InputStream>& hInput, const ZQWString& sBoundary,
+                                 const MultipartLimits::Values& rLimits)
+    : m_tLimits(rLimits),
+      m_pScanner(makeScanner(hInput, sBoundary)) {}
+
+MultipartReader::~MultipartReader() = default;
+
+std::size_t MultipartReader::nextPart(HeadersN& rHeaders) {
+    rHeaders.clear();
+    if (!m_pScanner->advance()) return knNoPart;
+    const std::size_t nIndex = m_pScanner->countParts();
+    if (nIndex >= m_tLimits.nMaxParts)
+        ZQTHROW_prethrowProcessException(MultipartPartCountExceeded(m_tLimits.nMaxParts), true, ZQ_WFILE,
+                                         __LINE__);
+    const std::string_view sBlock = m_pScanner->readHeaderBlock(m_tLimits.nMaxHeaderBytesPerPart);
+    if (!parsePartHeaders(sBlock, m_tLimits.nMaxHeadersPerPart, rHeaders))
+        ZQTHROW_prethrowProcessException(
+            MultipartHeaderCountExceeded(nIndex + 1, m_tLimits.nMaxHeadersPerPart), true, ZQ_WFILE, __LINE__);
+    m_pScanner->endHeaders();
+    return nIndex;
+}
+
+std::size_t MultipartReader::readPart(void* pBuffer, std::size_t nSize) {
+    if (nSize == 0 || !m_pScanner->isInPart()) return 0;
+    const std::string_view sContent = m_pScanner->getContent();
+    const std::size_t nCount = std::min(nSize, sContent.size());
+    std::memcpy(pBuffer, sContent.data(), nCount);
+    m_pScanner->dropContent(nCount);
+    return nCount;
+}

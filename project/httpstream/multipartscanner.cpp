@@ -1,0 +1,116 @@
+#include "multipartscanner.h"
+
+#include "zq/httpstream/multiparterrors.h"
+#include "zq/httpstream/multipartlimits.h"
+
+// Headers that may be as long as allowed, and the delimiter that may follow, fit into the window.
+static_assert(MultipartLimits::s_knMostHeaderBytes + MultipartLimits::s_knMostBoundaryLength +
+                  MultipartDelimiter::s_knMostPadding + 16 <
+              InputWindow::s_knCapacity);
+
+MultipartScanner::MultipartScanner(const Handle<InputStream>& hInput, std::string_view sBoundary)
+    : m_tDelimiter(sBoundary),
+      m_ePlace(MultipartDelimiter::isUsable(sBoundary) ? EPlace::kPreamble : EPlace::kEnd),
+      m_tWindow(hInput, '\n') {}
+
+bool MultipartScanner::advance() {
+    while (const std::size_t nContent = getContent().size())
+        dropContent(nContent);
+    while (m_ePlace == EPlace::kDelimiter)
+        passDelimiter();
+    return m_ePlace == EPlace::kHeaders;
+}
+
+void MultipartScanner::passDelimiter() {
+    m_tWindow.drop(m_nDelimiter);
+    m_nDelimiter = 0;
+    const MultipartDelimiter::Match tNext = matchAt(0);
+    if (tNext.isDelimiter())
+        setMatch(tNext);
+    else  // beyond the line's LF there is a part, if there is anything
+        m_ePlace = m_tWindow.view().size() > 1 ? EPlace::kHeaders : EPlace::kEnd;
+}
+
+std::string_view MultipartScanner::readHeaderBlock(std::size_t nMost) {
+    std::size_t nLineFeed = 0;
+    for (m_nHeaders = 0; m_nHeaders == 0;) {
+        const std::size_t nNext = findLineFeed(nLineFeed + 1, nMost);
+        const std::string_view sLine = m_tWindow.view().substr(nLineFeed + 1, nNext - nLineFeed - 1);
+        if (sLine.empty() || sLine == "\r") {
+            m_nHeaders = nNext;
+        } else {
+            nLineFeed = nNext;
+            if (matchAt(nLineFeed).isDelimiter()) m_nHeaders = nLineFeed;
+        }
+    }
+    return m_tWindow.view().substr(1, nLineFeed);
+}
+
+void MultipartScanner::endHeaders() noexcept {
+    m_tWindow.drop(m_nHeaders);
+    m_ePlace = EPlace::kContentStart;
+    ++m_nParts;
+}
+
+std::string_view MultipartScanner::getContent() {
+    while (m_nContent == 0 && (m_ePlace == EPlace::kPreamble || isInPart()))
+        scan();
+    return m_tWindow.view().substr(0, m_nContent);
+}
+
+void MultipartScanner::dropContent(std::size_t nCount) noexcept {
+    m_tWindow.drop(nCount);
+    m_nContent -= nCount;
+}
+
+void MultipartScanner::scan() {
+    if (m_ePlace == EPlace::kContentStart) return scanContentStart();
+    const std::string_view s = m_tWindow.view();
+    const std::size_t nFound = m_tDelimiter.find(s);
+    if (nFound == 0) return setMatch(matchAt(0));
+    m_nContent = nFound == MultipartDelimiter::s_npos ? s.size() - m_tDelimiter.countHeldBack(s) : nFound;
+    if (m_nContent != 0 || m_tWindow.readMore()) return;
+    if (isInPart()) throwEndedInsidePart(m_nParts);
+    m_ePlace = EPlace::kEnd;
+}
+
+void MultipartScanner::scanContentStart() {
+    const MultipartDelimiter::Match tMatch = matchAt(0);
+    if (tMatch.isDelimiter()) return setMatch(tMatch);
+    m_tWindow.drop(1);
+    m_ePlace = EPlace::kContent;
+}
+
+void MultipartScanner::setMatch(const MultipartDelimiter::Match& rMatch) noexcept {
+    if (!rMatch.isDelimiter()) {
+        m_nContent = rMatch.nLength;
+        return;
+    }
+    m_nDelimiter = rMatch.nLength;
+    m_ePlace = rMatch.eMatch == MultipartDelimiter::EMatch::kClosing ? EPlace::kEnd : EPlace::kDelimiter;
+}
+
+MultipartDelimiter::Match MultipartScanner::matchAt(std::size_t nOffset) {
+    for (;;) {
+        const auto tMatch = m_tDelimiter.match(m_tWindow.view().substr(nOffset), m_tWindow.hasEnded());
+        if (tMatch.eMatch != MultipartDelimiter::EMatch::kNeedMore) return tMatch;
+        m_tWindow.readMore();
+    }
+}
+
+std::size_t MultipartScanner::findLineFeed(std::size_t nFrom, std::size_t nMost) {
+    for (std::size_t nSearched = nFrom;;) {
+        const std::string_view s = m_tWindow.view();
+        const std::size_t nLineFeed = s.find('\n', nSearched);
+        if (std::min(nLineFeed, s.size()) > nMost)
+            ZQTHROW_prethrowProcessException(MultipartHeaderBytesExceeded(m_nParts + 1, nMost), true,
+                                             ZQ_WFILE, __LINE__);
+        if (nLineFeed != s.npos) return nLineFeed;
+        nSearched = s.size();
+        if (!m_tWindow.readMore()) throwEndedInsidePart(m_nParts + 1);
+    }
+}
+
+void MultipartScanner::throwEndedInsidePart(std::size_t nPart) const {
+    ZQTHROW_prethrowProcessException(MultipartEndedInsidePart(nPart), true, ZQ_WFILE, __LINE__);
+}

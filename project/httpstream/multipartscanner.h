@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "inputwindow.h"
+#include "multipartdelimiter.h"
+
+/// Finds parts, header blocks and content in a multipart body, and hands them out as views of its window. An
+/// exception leaves it where it was.
+///
+///     kPreamble --delimiter--> kDelimiter --advance()--> kHeaders --endHeaders()--> kContentStart -->
+///     kContent
+///                                  ^                                                                     |
+///                                  `-----------------------------delimiter-------------------------------'
+///
+/// From everywhere, a closing delimiter leads to kEnd; the end of the input does from kPreamble and
+/// kDelimiter.
+class MultipartScanner {
+public:
+    MultipartScanner(const Handle<InputStream>& hInput, std::string_view sBoundary);
+
+    /// Goes to the headers of the next part, past content that was not dropped. False: there is no further
+    /// part.
+    bool advance();
+    /// The header lines with their line ends, without the empty line that ends them, which counts towards
+    /// nMost too. After advance(); valid until endHeaders().
+    std::string_view readHeaderBlock(std::size_t nMost);
+    /// Drops the headers; the part counts from here on.
+    void endHeaders() noexcept;
+    /// The content that is at hand, at least one byte unless the part has ended. Valid until the next call.
+    std::string_view getContent();
+    void dropContent(std::size_t nCount) noexcept;
+
+    bool isInPart() const noexcept {
+        return m_ePlace == EPlace::kContentStart || m_ePlace == EPlace::kContent;
+    }
+    /// Parts whose headers have been ended.
+    std::size_t countParts() const noexcept { return m_nParts; }
+
+private:
+    /// Where the front of the window stands.
+    enum class EPlace {
+        kPreamble,      ///< before the first delimiter; the window began with a line end that no body has
+        kDelimiter,     ///< at a delimiter of m_nDelimiter bytes
+        kHeaders,       ///< at the LF that ends the delimiter's line
+        kContentStart,  ///< at the LF of the empty line, with which a delimiter may begin
+        kContent,
+        kEnd
+    };
+
+    void scan();
+    void scanContentStart();
+    void passDelimiter();
+    void setMatch(const MultipartDelimiter::Match& rMatch) noexcept;
+    MultipartDelimiter::Match matchAt(std::size_t nOffset);
+    std::size_t findLineFeed(std::size_t nFrom, std::size_t nMost);
+    [[noreturn]] void throwEndedInsidePart(std::size_t nPart) const;
+
+    MultipartDelimiter m_tDelimiter;
+    EPlace m_ePlace;
+    std::size_t m_nDelimiter = 0;
+    std::size_t m_nHeaders = 0;  ///< bytes of the header block read last, with the LF before it
+    std::size_t m_nContent = 0;  ///< bytes at the front of the window that are content (or preamble)
+    std::size_t m_nParts = 0;
+    InputWindow m_tWindow;
+};
