@@ -2,7 +2,9 @@
 
 add_library(zq_flags INTERFACE)
 target_compile_options(zq_flags INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -fno-omit-frame-pointer)
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -fno-omit-frame-pointer
+    # Logs and assertions name source files as the repository does.
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 target_include_directories(zq_flags INTERFACE ${CMAKE_SOURCE_DIR}/inc ${CMAKE_BINARY_DIR}/inc)
 if(ZQ_SANITIZE)
     target_compile_options(zq_flags INTERFACE -fsanitize=${ZQ_SANITIZE})

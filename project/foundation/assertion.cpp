@@ -15,7 +15,8 @@ std::atomic<Assertion::Reporter> s_pReporter{&printToStandardError};
 
 }  // namespace
 
-void Assertion::handleFailure(int nType, const wchar_t* pExpression, const wchar_t* pFile, int nLine) noexcept {
+void Assertion::handleFailure(int nType, const wchar_t* pExpression, const wchar_t* pFile,
+                              int nLine) noexcept {
     s_pReporter.load(std::memory_order_acquire)(nType, pExpression, pFile, nLine);
 }
 

@@ -9,7 +9,8 @@ UConverterPtr openIcuConverter(std::wstring_view sLabel) noexcept {
     // ICU's own names are short; whatever is longer, or is not ASCII, names nothing.
     constexpr std::size_t knLongestName = UCNV_MAX_CONVERTER_NAME_LENGTH - 1;
     if (sLabel.empty() || sLabel.size() > knLongestName) return nullptr;
-    if (!std::all_of(sLabel.begin(), sLabel.end(), [](wchar_t c) { return c > 0x20 && c < 0x7F; })) return nullptr;
+    if (!std::all_of(sLabel.begin(), sLabel.end(), [](wchar_t c) { return c > 0x20 && c < 0x7F; }))
+        return nullptr;
     // A comma would start an option, a slash a file path.
     if (sLabel.find_first_of(L",/") != sLabel.npos) return nullptr;
     char tName[UCNV_MAX_CONVERTER_NAME_LENGTH] = {};

@@ -31,7 +31,8 @@ void W2TEncodingURL<CharT>::encode(StringBufferBaseTemplate<CharT>& rBuffer, std
         W2NEncodingUTF8().encode(tOctets, {&c, 1});
         for (char cOctet : tOctets.view()) {
             const auto n = static_cast<unsigned char>(cOctet);
-            const CharT tEscape[] = {'%', static_cast<CharT>(kpHex[n >> 4]), static_cast<CharT>(kpHex[n & 15])};
+            const CharT tEscape[] = {'%', static_cast<CharT>(kpHex[n >> 4]),
+                                     static_cast<CharT>(kpHex[n & 15])};
             rBuffer.append(tEscape, 3);
         }
     }

@@ -22,6 +22,18 @@ char* putMultibyte(char* pTo, wchar_t cWide) noexcept {
     return pTo;
 }
 
+char* encodePiece(char* pTo, std::wstring_view s) noexcept {
+    const wchar_t* p = s.data();
+    const wchar_t* const pEnd = p + s.size();
+    for (;;) {
+        const std::size_t nAscii = narrowAsciiRun(pTo, p, static_cast<std::size_t>(pEnd - p));
+        p += nAscii;
+        pTo += nAscii;
+        if (p == pEnd) return pTo;
+        pTo = putMultibyte(pTo, *p++);
+    }
+}
+
 /// What may follow a lead byte: how many bytes, and the range of the first of them (Unicode 15, table 3-7).
 struct Lead {
     int nTail;
@@ -59,17 +71,13 @@ wchar_t takeMultibyte(const char*& p, const char* pEnd) noexcept {
 }  // namespace
 
 void T2NEncodingUTF8<wchar_t>::encode(NarrowStringBufferBase& rBuffer, std::wstring_view s) const {
-    const wchar_t* p = s.data();
-    const wchar_t* const pEnd = p + s.size();
-    while (p != pEnd) {
-        const auto nLeft = static_cast<std::size_t>(pEnd - p);
-        const std::size_t nAscii = narrowAsciiRun(rBuffer.getAppendBuffer(nLeft), p, nLeft);
-        rBuffer.commitAppendBuffer(nAscii);
-        p += nAscii;
-        while (p != pEnd && static_cast<unsigned>(*p) >= 0x80) {
-            char* const pTo = rBuffer.getAppendBuffer(4);
-            rBuffer.commitAppendBuffer(static_cast<std::size_t>(putMultibyte(pTo, *p++) - pTo));
-        }
+    // Room is made for the longest form of a piece at a time, so that the inner loop asks for none.
+    constexpr std::size_t knPiece = 512, knLongest = 4;
+    while (!s.empty()) {
+        const std::wstring_view sPiece = s.substr(0, knPiece);
+        s.remove_prefix(sPiece.size());
+        char* const pStart = rBuffer.getAppendBuffer(sPiece.size() * knLongest);
+        rBuffer.commitAppendBuffer(static_cast<std::size_t>(encodePiece(pStart, sPiece) - pStart));
     }
 }
 

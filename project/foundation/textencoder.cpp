@@ -10,7 +10,8 @@
 
 namespace {
 
-/// The one or two UTF-16 code units of a character (Unicode 15, section 3.9, D91); pTo must have room for two.
+/// The one or two UTF-16 code units of a character (Unicode 15, section 3.9, D91); pTo must have room for
+/// two.
 char16_t* putUtf16(char16_t* pTo, wchar_t cWide) noexcept {
     const auto c = static_cast<unsigned>(isUnicodeScalar(cWide) ? cWide : kReplacementCharacter);
     if (c < 0x10000) {
@@ -36,10 +37,15 @@ void encodeUtf16(NarrowStringBufferBase& rBuffer, std::wstring_view s, std::size
     }
 }
 
+bool isUtf8Continuation(char c) noexcept {
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
 }  // namespace
 
 TextEncoder::TextEncoder(const Handle<const CharacterSet>& hCharset, EUnmappable eUnmappable)
-    : m_hCharset(hCharset), m_eUnmappable(eUnmappable) {}
+    : m_hCharset(hCharset),
+      m_eUnmappable(eUnmappable) {}
 
 TextEncoder::~TextEncoder() = default;
 
@@ -61,6 +67,24 @@ void TextEncoder::encode(NarrowStringBufferBase& rBuffer, std::wstring_view s) {
         case CharacterSet::EKind::kIcu:
             encodeByIcu(rBuffer, s, false);
             break;
+    }
+}
+
+void TextEncoder::encodeUtf8(NarrowStringBufferBase& rBuffer, std::string_view s) {
+    if (m_hCharset->getKind() == CharacterSet::EKind::kUtf8) {
+        rBuffer.append(s);
+        return;
+    }
+    constexpr std::size_t knPiece = 1024;
+    StringBufferTemplate<knPiece, wchar_t> tWide;
+    while (!s.empty()) {
+        std::size_t nPiece = std::min(knPiece, s.size());
+        while (nPiece < s.size() && isUtf8Continuation(s[nPiece]))
+            --nPiece;
+        tWide.clear();
+        N2WEncodingUTF8().encode(tWide, s.substr(0, nPiece));
+        encode(rBuffer, tWide.view());
+        s.remove_prefix(nPiece);
     }
 }
 

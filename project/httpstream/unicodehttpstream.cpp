@@ -24,7 +24,7 @@ UnicodeHttpStream::UnicodeHttpStream(const Handle<GDExpressionEvaluator>& hExpre
 UnicodeHttpStream::~UnicodeHttpStream() = default;
 
 void UnicodeHttpStream::addChars(const wchar_t* pText, std::size_t nLength) {
-    if (!m_bDead) m_tText.append(pText, nLength);
+    if (!m_bDead) m_tText.append({pText, nLength});
 }
 
 void UnicodeHttpStream::writeBinary(const void* pData, std::size_t nLength) {
@@ -45,6 +45,13 @@ void UnicodeHttpStream::Reset(EResetFlag eResetFlag) {
 void UnicodeHttpStream::transformUnicodeBuffer() {
     const Handle<const CharacterSet> hCharset = GetOutputCharsetHandle();
     const EUnmappable eUnmappable = unmappableFor(GetFormat());
-    if (!m_tEncoder || !(m_tEncoder->getCharset() == hCharset)) m_tEncoder.emplace(hCharset, eUnmappable);
-    m_tEncoder->encode(m_tBytes, m_tText.view());
+    if (!m_tEncoder || !m_tEncoder->isFor(hCharset, eUnmappable)) {
+        finishUnicodeText();
+        m_tEncoder.emplace(hCharset, eUnmappable);
+    }
+    m_tEncoder->encodeUtf8(m_tBytes, m_tText.getUtf8());
+}
+
+void UnicodeHttpStream::finishUnicodeText() {
+    if (m_tEncoder) m_tEncoder->finish(m_tBytes);
 }

@@ -26,6 +26,8 @@ public:
     /// Valid until the next operation that may grow the buffer.
     const CharT* c_str() const noexcept { return m_p; }
     const CharT* data() const noexcept { return m_p; }
+    /// The text for changing in place; the NUL behind it must stay.
+    CharT* getText() noexcept { return m_p; }
     View view() const noexcept { return {m_p, m_nLength}; }
     ZQStringTemplate<CharT> toString() const { return {m_p, m_nLength}; }
     std::size_t length() const noexcept { return m_nLength; }
@@ -71,7 +73,8 @@ public:
 protected:
     /// pInline: nCapacity + 1 characters that live as long as this object.
     StringBufferBaseTemplate(CharT* pInline, std::size_t nCapacity) noexcept
-        : m_p(pInline), m_nCapacity(nCapacity) {
+        : m_p(pInline),
+          m_nCapacity(nCapacity) {
         *m_p = CharT();
     }
     ~StringBufferBaseTemplate() = default;

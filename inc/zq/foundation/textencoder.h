@@ -24,10 +24,16 @@ public:
     TextEncoder(const TextEncoder&) = delete;
     TextEncoder& operator=(const TextEncoder&) = delete;
 
-    const Handle<const CharacterSet>& getCharset() const noexcept { return m_hCharset; }
+    /// Whether this is an encoder into that very character set, with that treatment of what it lacks.
+    bool isFor(const Handle<const CharacterSet>& hCharset, EUnmappable eUnmappable) const noexcept {
+        return m_hCharset == hCharset && m_eUnmappable == eUnmappable;
+    }
     /// Appends the bytes of the next piece.
     void encode(NarrowStringBufferBase& rBuffer, std::wstring_view s);
-    /// Appends what brings a character set with shift states back to its first one; nothing for all others.
+    /// The same for a piece that is kept as well-formed UTF-8, cut between characters.
+    void encodeUtf8(NarrowStringBufferBase& rBuffer, std::string_view s);
+    /// Ends the text: appends what a character set with shift states needs to be back in its first one, or a
+    /// character that might have joined with one to come. Most character sets have neither.
     void finish(NarrowStringBufferBase& rBuffer);
 
 private:

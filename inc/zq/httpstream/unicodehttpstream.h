@@ -5,6 +5,7 @@
 #include "zq/foundation/stringbuffer.h"
 #include "zq/foundation/textencoder.h"
 #include "zq/httpstream/gdexpressionevaluator.h"
+#include "zq/httpstream/unicodebuffer.h"
 #include "zq/httpstream/zqhttpstream.h"
 
 /// The output half of a stream: collects text and bytes, and converts text into the output character set.
@@ -24,7 +25,7 @@ public:
     void Reset(EResetFlag eResetFlag) override;
 
     /// Text not converted yet, and bytes not sent yet.
-    const WideStringBufferBase& getUnicodeBuffer() const noexcept { return m_tText; }
+    const UnicodeBuffer& getUnicodeBuffer() const noexcept { return m_tText; }
     const NarrowStringBufferBase& getByteBuffer() const noexcept { return m_tBytes; }
     bool isStreamDead() const noexcept { return m_bDead; }
     const Handle<GDExpressionEvaluator>& getExpressionEvaluator() const noexcept { return m_hEvaluator; }
@@ -35,12 +36,15 @@ protected:
     /// character set lacks becomes a character reference in HTML and XML and a question mark elsewhere.
     /// Text cut anywhere between two calls converts as it would in one piece.
     void transformUnicodeBuffer();
+    /// Ends the response's text: appends what its conversion still holds back, such as the return to ASCII of
+    /// ISO-2022-JP. Nothing for nearly every character set.
+    void finishUnicodeText();
     void setStreamDead(bool bDead) noexcept { m_bDead = bDead; }
 
 private:
     Handle<GDExpressionEvaluator> m_hEvaluator;
     bool m_bDead = false;
     std::optional<TextEncoder> m_tEncoder;  ///< made for the first text, and anew for another character set
-    StringBufferTemplate<4095, wchar_t> m_tText;
+    UnicodeBuffer m_tText;
     StringBufferTemplate<16383, char> m_tBytes;
 };

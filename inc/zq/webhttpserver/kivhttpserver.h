@@ -34,15 +34,15 @@ public:
     ~KIVHttpServer() override;
 
     using HttpServerExtension::processRequest;
-    /// Runs one request, on the calling thread, and returns when its response has been ended: checks URL (400)
-    /// and method (400), reads form, XML and untyped bodies, calls the entry point, and turns its result into
-    /// a status. Both providers must live until it returns; it keeps nothing of them.
+    /// Runs one request, on the calling thread, and returns when its response has been ended: checks URL
+    /// (400) and method (400), reads form, XML and untyped bodies, calls the entry point, and turns its
+    /// result into a status. Both providers must live until it returns; it keeps nothing of them.
     ///
-    /// Every exception leaves it but http::MaliciousInputException, which becomes a 403. A body over the limit
-    /// of 10 MiB leaves as an exception with the message kmsgPOSTRequestLimitException, a declared body that
-    /// stalls for a second as InputStream::UnexpectedEOF; the response has not been ended then. Whatever
-    /// happens, the counters "HttpServer/CurrentRequests" and "HttpServer/CompletedRequests" are set right and
-    /// the thread has its default timeout back.
+    /// Every exception leaves it but http::MaliciousInputException, which becomes a 403. A body over the
+    /// limit of 10 MiB leaves as an exception with the message kmsgPOSTRequestLimitException, a declared body
+    /// that stalls for a second as InputStream::UnexpectedEOF; the response has not been ended then. Whatever
+    /// happens, the counters "HttpServer/CurrentRequests" and "HttpServer/CompletedRequests" are set right
+    /// and the thread has its default timeout back.
     void processRequest(HttpRequestProvider& rRequest, HttpResponseProvider& rResponse);
 
     /// Reads the values above; called by the configuration machinery only. Always true.
@@ -50,16 +50,13 @@ public:
 
     /// How long a response may run, in milliseconds. The host measures, and answers an overrun with
     /// HttpResponseProvider::kRCResponseTimeout.
-    std::size_t getResponseTimeoutMilliSeconds() const { return m_nHTTPResponseTimeoutMilliSeconds; }
+    std::size_t getResponseTimeoutMilliSeconds() const;
 
     /// Whether a URL path may be served: empty, or not starting with a dot and with an ASCII letter or digit
     /// after every slash but a last one. It refuses "..", "//", hidden files and escaped first letters.
     static bool checkValidServerURL(const ZQWString& sURL);
 
 private:
-    EStatus dispatch(class KIVServerHttpStream& rStream, HttpRequestProvider& rRequest);
-    void applyStatus(class KIVServerHttpStream& rStream, EStatus eStatus);
-
     Config<KIVHttpServer> m_tConfig;
     unsigned int m_nThreadTimeout = s_knDefaultTimeoutMinutes * s_knMsPerMinute;
     unsigned int m_nMaxContentDispFilenameLen = s_knDefaultFilenameLength;

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstddef>
+
+/// Counts the heap allocations of the calling thread while it lives: everything that goes through operator
+/// new in any library of the process.
+class AllocationCounter {
+public:
+    AllocationCounter() noexcept;
+    std::size_t getCount() const noexcept;
+
+private:
+    const std::size_t m_nStart;
+};

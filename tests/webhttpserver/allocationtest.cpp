@@ -1,0 +1,52 @@
+#include <gtest/gtest.h>
+
+#include "serverfixture.h"
+#include "support/allocationcounter.h"
+
+namespace {
+
+/// Takes everything and allocates nothing, so that what is counted is the module's.
+class SilentResponse final : public kiv::HttpResponseProvider {
+public:
+    void setStatusCode(unsigned int) override {}
+    void setErrorStatusCode(unsigned int) override {}
+    void setContentLength(std::size_t) override {}
+    void addHeader(const char*, std::size_t, const char*, std::size_t) override {}
+    void clearHeaders() override {}
+    EResponseCode commitHeaders() override { return kRCOK; }
+    EResponseCode writeToBody(const void*, std::size_t) override { return kRCOK; }
+    EResponseCode endResponse(const void*, std::size_t) override { return kRCOK; }
+};
+
+/// A short page whose making allocates nothing either.
+class ShortPage final : public HttpApplication {
+public:
+    EStatus get(ZQHttpStream& rStream, const HttpApplicationRequest&) override {
+        rStream.SetContentType(m_sHtml);
+        rStream.setExpireSeconds(60);
+        for (int n = 0; n < 50; ++n)
+            rStream.addText(L"<p>fifty short paragraphs</p>");
+        return kOK;
+    }
+
+private:
+    const ZQWString m_sHtml{L"text/html"};
+};
+
+TEST(Allocations, ShortPageNeedsOneForTheUrl) {
+    ShortPage tApplication;
+    HttpServerInitContext tContext(tApplication);
+    kiv::KIVHttpServer tServer(tContext);
+    FakeRequestProvider tRequest;
+    tRequest.tVariables["URL"] = "/page";
+    SilentResponse tResponse;
+    tServer.processRequest(tRequest, tResponse);  // the thread's logger comes into being here
+
+    const AllocationCounter tAllocations;
+    tServer.processRequest(tRequest, tResponse);
+    // The wide text of the URL, for checkValidServerURL(). The response takes none: text, bytes, dates and
+    // header values stay in the stream's own storage.
+    EXPECT_EQ(tAllocations.getCount(), 1u);
+}
+
+}  // namespace

@@ -1,0 +1,304 @@
+#include <gmock/gmock.h>
+
+#include "serverfixture.h"
+#include "support/recorders.h"
+#include "zq/httpstream/httpdateutils.h"
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr std::time_t knSomeTime = 784111777;  // Sun, 06 Nov 1994 08:49:37 GMT
+
+std::string httpDate(std::time_t nTime) {
+    StringBuffer tText;
+    HttpDateUtils::formatHttpDate(tText, nTime);
+    return toUtf8(tText.view());
+}
+
+/// Whole responses: what an application does, and the provider calls and log that come of it. The caching
+/// values are empty, as they are before the first configuration load.
+struct ResponseCase {
+    const char* pName;
+    void (*pAct)(ZQHttpStream&);
+    std::vector<std::string> tCalls;
+    std::vector<std::string> tLog;
+};
+
+const std::string s_ksHeadersLog = "infominor kiv.httpserver.response.headers: ";
+const std::string s_ksChunkLog = "infominor kiv.httpserver.response: ";
+
+const ResponseCase s_tResponses[] = {
+    {"nothing at all",
+     [](ZQHttpStream& r) { r.setStatusCode(204); },
+     {"setStatusCode 204", "setContentLength 0", "commitHeaders", "endResponse (null)"},
+     {s_ksHeadersLog + "Status Code: 204, Content-Length: 0",
+      s_ksChunkLog + "Zero bytes flushed for status code 204."}},
+    {"page with everything",
+     [](ZQHttpStream& r) {
+         r.AddHeader(L"X-Euro", L"\u20ac\u00e9");
+         r.AddHeader(L"x-euro", L"again");
+         r.SetContentType(L"text/html");
+         r.SetLastModified(knSomeTime);
+         r.setExpireSeconds(0);
+         r.setContentDisposition(ContentDisposition(ContentDisposition::kInline, L"a/b.txt"));
+         r.addResponseHint(L"b");
+         r.addResponseHint(L"a");
+         r.addText(L"\u00e9");
+     },
+     {"addHeader X-Euro: \xAC\xE9", "addHeader x-euro: again", "setStatusCode 200", "setContentLength 2",
+      "addHeader Last-Modified: Sun, 06 Nov 1994 08:49:37 GMT",
+      "addHeader Content-Type: text/html; charset=utf-8", "addHeader Expires: 0",
+      "addHeader Cache-Control: ", "addHeader Content-Disposition: inline; filename=\"a_b.txt\"",
+      "addHeader X-ZUBRE-Response-Hints: a,b", "commitHeaders", "endResponse \xC3\xA9"},
+     {s_ksHeadersLog +
+          "Status Code: 200, Content-Length: 2, Last-Modified: Sun, 06 Nov 1994 08:49:37 GMT, Content-Type: "
+          "text/html; charset=utf-8, Expires: 0, Cache-Control: , Content-Disposition: inline; "
+          "filename=\"a_b.txt\"",
+      s_ksChunkLog + "\xC3\xA9"}},
+    {"flushed in pieces",
+     [](ZQHttpStream& r) {
+         r.setStatusCode(206);
+         r.addText(L"one");
+         r.Flush();
+         r.Flush();
+         r.writeBinary("\0\1", 2);
+         r.Flush();
+         r.addText(L"end");
+     },
+     {"setStatusCode 206", "commitHeaders", "writeToBody one", std::string("writeToBody \0\1", 14),
+      "endResponse end"},
+     {s_ksHeadersLog + "Status Code: 206", s_ksChunkLog + "one",
+      s_ksChunkLog + "Zero bytes flushed for status code 206.", s_ksChunkLog + "AAE=", s_ksChunkLog + "end"}},
+    {"no type: the character set is not named",
+     [](ZQHttpStream& r) { r.setErrorStatusCode(500), r.SetLastModified(knSomeTime); },
+     {"setErrorStatusCode 500", "setContentLength 0", "commitHeaders", "endResponse (null)"},
+     {}},
+    {"no character set",
+     [](ZQHttpStream& r) {
+         r.setStatusCode(202);
+         r.SetContentType(L"image/png");
+         r.SetOutputCharset({});
+         r.writeBinary("png", 3);
+     },
+     {"setStatusCode 202", "setContentLength 3", "addHeader Content-Type: image/png", "commitHeaders",
+      "endResponse png"},
+     {}},
+    {"not modified, expired at once: no caching headers",
+     [](ZQHttpStream& r) { r.setStatusCode(304), r.setExpireSeconds(0); },
+     {"setStatusCode 304", "setContentLength 0", "commitHeaders", "endResponse (null)"},
+     {}},
+    {"the three shortcuts drop expiry and time",
+     [](ZQHttpStream& r) { r.setExpireSeconds(0), r.SetLastModified(knSomeTime), r.SendNotModified(); },
+     {"setStatusCode 304", "setContentLength 0", "commitHeaders", "endResponse (null)"},
+     {}},
+    {"not found",
+     [](ZQHttpStream& r) { r.setExpireSeconds(0), r.SendNotFound(); },
+     {"setErrorStatusCode 404", "setContentLength 0", "commitHeaders", "endResponse (null)"},
+     {}},
+    {"redirect",
+     [](ZQHttpStream& r) { r.setExpireSeconds(0), r.SendRedirect(HREFString(L"/there?x=1")); },
+     {"addHeader Location: /there?x=1", "setStatusCode 302", "setContentLength 0", "commitHeaders",
+      "endResponse (null)"},
+     {}},
+    {"disposition without a name, and a name without a disposition",
+     [](ZQHttpStream& r) {
+         r.setStatusCode(201);
+         r.setContentDisposition(ContentDisposition(ContentDisposition::kNone, L"x"));
+         r.setContentDisposition(ContentDisposition(ContentDisposition::kAttachment));
+     },
+     {"setStatusCode 201", "setContentLength 0", "addHeader Content-Disposition: attachment", "commitHeaders",
+      "endResponse (null)"},
+     {}},
+    {"bytes, then the mark, then text; the length counts all",
+     [](ZQHttpStream& r) {
+         r.setStatusCode(201);
+         r.SetOutputCharset(CharacterSet::find(L"UNIcode"));
+         r.addText(L"a\U0001F600");
+         r.writeBinary("b", 1);
+     },
+     {"setStatusCode 201", "setContentLength 9", "commitHeaders",
+      std::string("endResponse b\xFF\xFE"
+                  "a\0\x3D\xD8\x00\xDE",
+                  21)},
+     {}},
+    {"only the first chunk carries a mark",
+     [](ZQHttpStream& r) {
+         r.setStatusCode(201);
+         r.SetOutputCharset(CharacterSet::find(L"unicodeFFFE"));
+         r.addText(L"a");
+         r.Flush();
+         r.addText(L"b");
+     },
+     {"setStatusCode 201", "commitHeaders", std::string("writeToBody \xFE\xFF\0a", 16),
+      std::string("endResponse \0b", 14)},
+     {}},
+    {"a first flush without text leaves no mark",
+     [](ZQHttpStream& r) {
+         r.setStatusCode(201);
+         r.SetOutputCharset(CharacterSet::find(L"unicode"));
+         r.Flush();
+         r.addText(L"a");
+     },
+     {"setStatusCode 201", "commitHeaders", std::string("endResponse a\0", 14)},
+     {}},
+};
+
+TEST(Response, CallsBytesAndLog) {
+    for (const ResponseCase& c : s_tResponses) {
+        StreamFixture t;
+        LogRecorder tLog(kSevInfoMinor);
+        c.pAct(t.tStream);
+        t.tStream.endResponse();
+        EXPECT_THAT(t.tLog, ElementsAreArray(c.tCalls)) << c.pName;
+        const auto tEntries = tLog.takeEntries();
+        EXPECT_THAT(tEntries, ElementsAreArray(c.tLog.empty() ? tEntries : c.tLog)) << c.pName;
+        EXPECT_TRUE(t.tStream.IsCommitted()) << c.pName;
+    }
+}
+
+TEST(Response, ExpiryIsCountedFromNowAndReachesAYear) {
+    for (const auto& [nSeconds, nExpected] : {std::pair<std::uint32_t, std::time_t>{1, 1},
+                                              {31536000, 31536000},
+                                              {31536001, 31536000},
+                                              {0xFFFFFFFE, 31536000}}) {
+        StreamFixture t;
+        t.tStream.setStatusCode(304);
+        t.tStream.setExpireSeconds(nSeconds);
+        const std::time_t nBefore = time(nullptr);
+        t.tStream.endResponse();
+        const std::time_t nAfter = time(nullptr);
+        EXPECT_THAT(t.tLog[2], testing::AnyOf("addHeader Expires: " + httpDate(nBefore + nExpected),
+                                              "addHeader Expires: " + httpDate(nAfter + nExpected)));
+        EXPECT_EQ(t.tLog[3], "addHeader Cache-Control: ");
+    }
+}
+
+TEST(Response, LastModifiedIsNowUnlessSet) {
+    StreamFixture t;
+    const std::time_t nBefore = time(nullptr);
+    t.tStream.endResponse();
+    EXPECT_THAT(t.tLog[2], testing::AnyOf("addHeader Last-Modified: " + httpDate(nBefore),
+                                          "addHeader Last-Modified: " + httpDate(time(nullptr))));
+}
+
+/// Three responses that between them make every kind of provider call that can fail.
+void actWhole(kiv::KIVServerHttpStream& r) {
+    r.addText(L"whole");
+    r.endResponse();
+}
+
+void actInPieces(kiv::KIVServerHttpStream& r) {
+    r.addText(L"one");
+    r.Flush();
+    r.writeBinary("two", 3);
+    r.Flush();
+    r.addText(L"three");
+    r.endResponse();
+}
+
+void actEmptyFlush(kiv::KIVServerHttpStream& r) {
+    r.Flush();
+    r.addText(L"late");
+    r.Flush();
+    r.endResponse();
+}
+
+TEST(Response, NthCallFailsForEveryNAndCode) {
+    struct Code {
+        int nCode;
+        const wchar_t* pMessage;
+    };
+    const Code tCodes[] = {{1, L"Client no longer there."},
+                           {2, L"Error in HttpResponseProvider."},
+                           {3, L"Active HTTP Response running for more than threshold value. Timedout"},
+                           {7, L"Error in HttpResponseProvider."}};
+    struct Scenario {
+        void (*pAct)(kiv::KIVServerHttpStream&);
+        std::size_t nResults;  ///< calls that return a result; the last one is endResponse
+    };
+    for (const Scenario& s : {Scenario{actWhole, 2}, {actInPieces, 4}, {actEmptyFlush, 3}})
+        for (std::size_t n = 0; n < s.nResults; ++n)
+            for (const Code& c : tCodes) {
+                StreamFixture t;
+                LogRecorder tLog(kSevInfoMinor);
+                t.tResponse.nFailingCall = n;
+                t.tResponse.eFailure = static_cast<kiv::HttpResponseProvider::EResponseCode>(c.nCode);
+                const bool bLast = n + 1 == s.nResults;
+                ZQWString sThrown;
+                try {
+                    s.pAct(t.tStream);
+                } catch (const Exception& e) {
+                    sThrown = e.getMessageText();
+                    const std::unique_ptr<Exception> pClone(e.clone());
+                    EXPECT_EQ(typeid(*pClone), typeid(e));
+                    EXPECT_EQ(pClone->getMessageText(), sThrown);
+                    EXPECT_THAT(tLog.takeEntries().back(), testing::HasSubstr(toUtf8(sThrown)));
+                }
+                EXPECT_EQ(sThrown, bLast ? ZQWString() : ZQWString(c.pMessage)) << n << ' ' << c.nCode;
+                EXPECT_EQ(t.tStream.IsCommitted(), n > 0 && !(n == 1 && s.pAct == actInPieces)) << n;
+                const std::size_t nCalls = t.tResponse.nCalls;
+                t.tStream.addText(L"more");
+                t.tStream.AddHeader(L"X", L"1");
+                t.tStream.Flush();
+                t.tStream.endResponse();
+                EXPECT_EQ(t.tResponse.nCalls, nCalls) << "no call follows a failed one";
+            }
+}
+
+TEST(Response, DisabledLoggingBuildsNoText) {
+    StreamFixture t;
+    LogRecorder tLog(kSevInfo);
+    t.tStream.writeBinary("bytes", 5);
+    t.tStream.endResponse();
+    EXPECT_THAT(tLog.takeEntries(), IsEmpty());
+}
+
+/// The body of a page whose text is flushed after nCut characters.
+std::string pageBody(const wchar_t* pCharset, const std::wstring& sText, std::size_t nCut) {
+    StreamFixture t;
+    t.tStream.SetContentType(L"text/html");
+    t.tStream.SetOutputCharset(CharacterSet::find(pCharset));
+    t.tStream.addText(sText.substr(0, nCut));
+    if (nCut != 0) t.tStream.Flush();
+    t.tStream.addText(sText.substr(nCut));
+    t.tStream.endResponse();
+    return t.tResponse.sBody;
+}
+
+TEST(Response, TextCutAnywhereConvertsAsOnePiece) {
+    // Shift states, characters that join with the next one, pairs of UTF-16 units, and what has no place.
+    const std::wstring sText = L"a\u65e5\u672c\u00ca\u0304b\U0001F600\u20ac\u00e9\u8a9e";
+    const std::pair<const wchar_t*, std::string> tCases[] = {
+        {L"utf-8",
+         "a\xE6\x97\xA5\xE6\x9C\xAC\xC3\x8A\xCC\x84"
+         "b\xF0\x9F\x98\x80\xE2\x82\xAC\xC3\xA9\xE8\xAA\x9E"},
+        {L"iso-8859-1", "a&#26085;&#26412;\xCA&#772;b&#128512;&#8364;\xE9&#35486;"},
+        {L"iso-2022-jp", "a\x1B$BF|K\\\x1B(B&#202;&#772;b&#128512;&#8364;&#233;\x1B$B8l\x1B(B"},
+        {L"big5-hkscs", "a\xA4\xE9\xA5\xBB\x88\x66&#772;b&#128512;\xA3\xE1\x88\x6D\xBB\x79"},
+    };
+    for (const auto& [pCharset, sExpected] : tCases)
+        for (std::size_t nCut = 0; nCut <= sText.size(); ++nCut)
+            EXPECT_EQ(pageBody(pCharset, sText, nCut), sExpected) << testing::PrintToString(pCharset) << nCut;
+}
+
+TEST(Response, UnknownCharacterSetIsRefusedBeforeAnythingIsSent) {
+    StreamFixture t;
+    EXPECT_THROW(t.tStream.SetOutputCharset(CharacterSet::find(L"no-such-charset")),
+                 CharacterSet::UnknownCharset);
+    EXPECT_THAT(t.tLog, IsEmpty());
+}
+
+TEST(Response, MissingFeatureTableStopsTheCommit) {
+    const auto hBefore = FeatureTable::getGlobal();
+    FeatureTable::setGlobal({});
+    StreamFixture t;
+    t.tStream.setContentDisposition(ContentDisposition(ContentDisposition::kAttachment, L"x"));
+    EXPECT_THROW(t.tStream.endResponse(), InvalidHandleException);
+    FeatureTable::setGlobal(hBefore);
+    EXPECT_THAT(t.tLog, testing::Not(testing::Contains("commitHeaders")));
+}
+
+}  // namespace
