@@ -7,6 +7,7 @@
 #include <chrono>
 #include <exception>
 #include <mutex>
+#include <string>
 
 #include "logline.h"
 #include "utf8text.h"
@@ -37,32 +38,33 @@ SinkPtr openSink(const LogFileSettings& rSettings) {
 }  // namespace
 
 struct LogFileWriter::Impl {
-    const LogFileSettings m_tSettings;
-
-    std::mutex m_tMutex;  ///< guards what follows; the sinks themselves are single-threaded
-    SinkPtr m_pSink;      ///< null after a failure, until it can be opened again
-    Clock::time_point m_tNextAttempt{};
-    std::size_t m_nLost = 0;  ///< entries dropped since the failure
-
     explicit Impl(const LogFileSettings& rSettings) : m_tSettings(rSettings), m_pSink(openSink(rSettings)) {}
 
+    void write(const LogEntry& rEntry) {
+        NarrowStringBuffer tLine;
+        format(tLine, rEntry);
+        const std::lock_guard tLock(m_tMutex);
+        if (!m_pSink) openAgain();
+        if (m_pSink && m_nLost != 0) writeLost();
+        put(tLine.view());
+    }
+    /// Holds the lock throughout: the old sink must not rotate the file that the new one has just opened.
+    void reopen() {
+        const std::lock_guard tLock(m_tMutex);
+        try {
+            m_pSink = openSink(m_tSettings);
+        } catch (const std::exception& e) {
+            writeOwn(kSevError,
+                     L"The log could not be opened anew: " + std::wstring(fromUtf8(e.what()).view()));
+        }
+    }
+
+private:
     void format(NarrowStringBufferBase& rLine, const LogEntry& rEntry) const {
         if (m_tSettings.eFormat == LogFileSettings::EFormat::kJson)
             appendJsonLine(rLine, rEntry);
         else
             appendTextLine(rLine, rEntry);
-    }
-    void write(const LogEntry& rEntry) {
-        NarrowStringBuffer tLine;
-        format(tLine, rEntry);
-        const std::lock_guard tLock(m_tMutex);
-        try {
-            if (!m_pSink && !openAgain()) return;
-            if (m_nLost != 0) writeLost();
-            put(tLine.view());
-        } catch (const std::exception&) {
-            fail();
-        }
     }
     void writeOwn(ELogSeverity eSeverity, std::wstring_view sText) {
         NarrowStringBuffer tLine;
@@ -70,16 +72,22 @@ struct LogFileWriter::Impl {
         put(tLine.view());
     }
     void writeLost() {
-        StringBuffer tText;
-        appendDecimal(tText, m_nLost);
-        tText.append(std::wstring_view(L" entries were lost because the log could not be written."));
-        writeOwn(kSevWarning, tText.view());
-        m_nLost = 0;
+        writeOwn(kSevWarning,
+                 std::to_wstring(m_nLost) + L" entries were lost because the log could not be written.");
+        if (m_pSink) m_nLost = 0;
     }
     /// Every entry is flushed: one system call for each, but nothing waits in this process when it is killed.
-    void put(std::string_view sLine) {
-        m_pSink->log({s_ksOwnSource, spdlog::level::info, {sLine.data(), sLine.size()}});
-        m_pSink->flush();
+    void put(std::string_view sLine) noexcept {
+        if (!m_pSink) {
+            ++m_nLost;
+            return;
+        }
+        try {
+            m_pSink->log({s_ksOwnSource, spdlog::level::info, {sLine.data(), sLine.size()}});
+            m_pSink->flush();
+        } catch (const std::exception&) {
+            fail();
+        }
     }
     /// A sink that has failed is not used again: when a rotation finds no descriptor free it is left without
     /// a file, and would write to it all the same.
@@ -88,27 +96,21 @@ struct LogFileWriter::Impl {
         m_tNextAttempt = Clock::now() + s_knRest;
         ++m_nLost;
     }
-    bool openAgain() {
-        if (Clock::now() < m_tNextAttempt) {
-            ++m_nLost;
-            return false;
-        }
-        m_pSink = openSink(m_tSettings);
-        return true;
-    }
-    void reopen() {
+    void openAgain() noexcept {
+        if (Clock::now() < m_tNextAttempt) return;
         try {
-            SinkPtr pNew = openSink(m_tSettings);
-            const std::lock_guard tLock(m_tMutex);
-            m_pSink.swap(pNew);
-        } catch (const std::exception& e) {
-            const std::lock_guard tLock(m_tMutex);
-            StringBuffer tText;
-            tText.append(std::wstring_view(L"The log could not be opened anew: "));
-            tText.append(fromUtf8(e.what()).view());
-            if (m_pSink) writeOwn(kSevError, tText.view());
+            m_pSink = openSink(m_tSettings);
+        } catch (const std::exception&) {
+            m_tNextAttempt = Clock::now() + s_knRest;
         }
     }
+
+    const LogFileSettings m_tSettings;
+
+    std::mutex m_tMutex;  ///< guards what follows; the sinks themselves are single-threaded
+    SinkPtr m_pSink;      ///< null after a failure, until it can be opened again
+    Clock::time_point m_tNextAttempt{};
+    std::size_t m_nLost = 0;  ///< entries dropped since the failure
 };
 
 LogFileWriter::LogFileWriter(const LogFileSettings& rSettings) try : m_pImpl(new Impl(rSettings)) {
@@ -131,6 +133,6 @@ void LogFileWriter::reopen() noexcept {
     try {
         m_pImpl->reopen();
     } catch (const std::exception&) {
-        // The log cannot be written at all; the next entry finds out.
+        // No memory for the complaint.
     }
 }
