@@ -84,6 +84,8 @@ TEST(TextEncoder, EncodesTextsLongerThanItsBuffers) {
     EXPECT_EQ(encoded(L"windows-1252", {sLong}), std::string(5000, '\x80'));
     EXPECT_EQ(encoded(L"ISO-8859-1", {sLong}, EUnmappable::kCharacterReference).size(), 5000 * 7u);
     EXPECT_EQ(decoded(L"windows-1252", std::string(5000, '\x80')), sLong);
+    // One shift at the start and one at the end, none in between.
+    EXPECT_EQ(encoded(L"ISO-2022-JP", {std::wstring(5000, 0x3042)}).size(), 3 + 5000 * 2 + 3u);
 }
 
 TEST(Transcoding, ReplacesWhatTheBytesCannotMean) {

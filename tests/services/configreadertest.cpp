@@ -1,0 +1,142 @@
+#include "zq/services/configreader.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "support/asserttext.h"
+#include "support/temporarydirectory.h"
+
+namespace {
+
+using test::narrow;
+
+ConfigReader reader(std::string_view sToml) {
+    return ConfigReader(ConfigReaderInstance::fromText(sToml, "test.toml"));
+}
+
+/// The text of the ConfigError that f throws.
+template <class F>
+std::string errorOf(F f) {
+    try {
+        f();
+    } catch (const ConfigError& e) {
+        const std::unique_ptr<ConfigError> pClone(e.clone());
+        return narrow(pClone->getMessageText());
+    }
+    return "(no error)";
+}
+
+constexpr std::string_view s_ksToml = R"(top = 1
+most = 4_294_967_295
+yes = true
+text = " as it st\u00E4nds \n"
+texts = ["b", "", "a"]
+empty = []
+[A]
+x = 0x10
+[A.B]
+C = "deep"
+)";
+
+TEST(ConfigReader, ReadsValuesOfEveryType) {
+    const ConfigReader r = reader(s_ksToml);
+    EXPECT_EQ(r.getConfigValue(L"top", 7u), 1u);
+    EXPECT_EQ(r.getConfigValue(L"most", 7u), 4294967295u);
+    EXPECT_EQ(r.getConfigValue(L"A/x", 7u), 16u);
+    EXPECT_TRUE(r.getConfigValue(L"yes", false));
+    EXPECT_EQ(r.getConfigValue(L"text", L""), L" as it st\u00E4nds \n");
+    EXPECT_EQ(r.getConfigValue(L"A/B/C", ZQWString()), L"deep");
+    EXPECT_EQ(r.getConfigValue(L"texts", tl::vector<ZQWString>()), (tl::vector<ZQWString>{L"b", L"", L"a"}));
+    EXPECT_TRUE(r.getConfigValue(L"empty", tl::vector<ZQWString>{L"x"}).empty());
+    EXPECT_EQ(r.getFileName(), "test.toml");
+}
+
+TEST(ConfigReader, TakesDefaultsForAbsentKeys) {
+    const ConfigReader r = reader(s_ksToml);
+    for (const wchar_t* pKey : {L"none", L"A/none", L"none/x", L"A/B/none", L"", L"/top", L"A/", L"TOP"}) {
+        EXPECT_EQ(r.getConfigValue(pKey, 7u), 7u) << narrow(pKey);
+        EXPECT_TRUE(r.getConfigValue(pKey, true));
+        EXPECT_EQ(r.getConfigValue(pKey, L"default"), L"default");
+        EXPECT_EQ(r.getConfigValue(pKey, tl::vector<ZQWString>{L"x"}).size(), 1u);
+    }
+}
+
+TEST(ConfigReader, ListsNamesInOrder) {
+    const ConfigReader r = reader(s_ksToml);
+    EXPECT_EQ(r.getNames(L""),
+              (tl::vector<ZQWString>{L"A", L"empty", L"most", L"text", L"texts", L"top", L"yes"}));
+    EXPECT_EQ(r.getNames(L"A"), (tl::vector<ZQWString>{L"B", L"x"}));
+    EXPECT_TRUE(r.getNames(L"none").empty());
+}
+
+TEST(ConfigReader, NamesPlaceKeyAndRemedyOfAWrongValue) {
+    const std::string sWrite = "write a whole number from 0 to 4294967295";
+    struct {
+        const char* pValue;
+        std::string sProblem;
+    } const kpCases[] = {{"\"10\"", "is a string; "},
+                         {"-1", "is -1; "},
+                         {"4294967296", "is 4294967296; "},
+                         {"9223372036854775807", "is 9223372036854775807; "},
+                         {"1.5", "is a floating-point number; "},
+                         {"true", "is a boolean; "},
+                         {"[1]", "is an array; "},
+                         {"{a = 1}", "is a table; "},
+                         {"1979-05-27", "is a date or time; "}};
+    for (const auto& [pValue, sProblem] : kpCases) {
+        const ConfigReader r = reader(std::string("\n[HTTP]\nMinutes = ") + pValue);
+        EXPECT_EQ(errorOf([&] { r.getConfigValue(L"HTTP/Minutes", 10u); }),
+                  "test.toml:3: the value of \"HTTP/Minutes\" " + sProblem + sWrite);
+    }
+}
+
+TEST(ConfigReader, RefusesEveryOtherMismatch) {
+    const ConfigReader r = reader("n = 1\ns = \"x\"\ntexts = [\"a\",\n2]");
+    EXPECT_EQ(errorOf([&] { r.getConfigValue(L"n", true); }),
+              "test.toml:1: the value of \"n\" is a whole number; write true or false");
+    EXPECT_EQ(errorOf([&] { r.getConfigValue(L"n", L""); }),
+              "test.toml:1: the value of \"n\" is a whole number; write a string");
+    EXPECT_EQ(errorOf([&] { r.getConfigValue(L"s", tl::vector<ZQWString>()); }),
+              "test.toml:2: the value of \"s\" is a string; write an array of strings");
+    EXPECT_EQ(errorOf([&] { r.getConfigValue(L"texts", tl::vector<ZQWString>()); }),
+              "test.toml:4: the value of \"texts\" holds a whole number; write an array of strings");
+    EXPECT_EQ(errorOf([&] { r.getConfigValue(L"s/deeper/still", 1u); }),
+              "test.toml:2: the value of \"s\" is a string; make it a table");
+    EXPECT_EQ(errorOf([&] { r.getNames(L"s"); }),
+              "test.toml:2: the value of \"s\" is a string; make it a table");
+    EXPECT_EQ(errorOf([&] { r.throwBadValue(L"s", ZQWString(L"write 100%% or %1")); }),
+              "test.toml:2: the value of \"s\" cannot be used: write 100%% or %1");
+    EXPECT_EQ(errorOf([&] { r.throwBadValue(L"none", ZQWString(L"it must be there")); }),
+              "test.toml: the value of \"none\" cannot be used: it must be there");
+}
+
+TEST(ConfigReader, NamesThePlaceOfASyntaxError) {
+    const test::TemporaryDirectory tDirectory;
+    for (const char* pToml : {"a = 1\nb = = 2\n", "a = 1\na = 2", "a = \"\xFF\"", "[t", "a = \"open\n"}) {
+        const std::string sPath = tDirectory.write("broken.toml", pToml);
+        const std::string sError = errorOf([&] { ConfigReaderInstance::fromFile(sPath); });
+        EXPECT_TRUE(sError.starts_with(sPath + (pToml[1] == ' ' && pToml[6] == 'b' ? ":2:5: " : ":")))
+            << sError;
+        EXPECT_GT(sError.size(), sPath.size() + 15) << sError;
+    }
+}
+
+TEST(ConfigReader, SaysWhyAFileCannotBeRead) {
+    const test::TemporaryDirectory tDirectory;
+    EXPECT_EQ(errorOf([&] { ConfigReaderInstance::fromFile(tDirectory.path("none.toml")); }),
+              tDirectory.path("none.toml") + ": the file cannot be read: No such file or directory");
+    EXPECT_EQ(errorOf([&] { ConfigReaderInstance::fromFile(tDirectory.path()); }),
+              tDirectory.path() + ": the file cannot be read: Is a directory");
+    const std::string sBig = "a = 1\n#" + std::string(100000, 'x') + "\nb = 2\n";
+    const ConfigReader tBig(ConfigReaderInstance::fromFile(tDirectory.write("big.toml", sBig)));
+    EXPECT_EQ(tBig.getConfigValue(L"b", 0u), 2u);
+}
+
+TEST(ConfigReader, IsNothingWithoutAnInstance) {
+    EXPECT_TRUE(ConfigReader::getGlobalInstance().isNull());
+    EXPECT_THROW(ConfigReader(ConfigReader::getGlobalInstance()).getConfigValue(L"a", 1u),
+                 InvalidHandleException);
+}
+
+}  // namespace

@@ -1,0 +1,189 @@
+#include "zq/services/logfilewriter.h"
+
+#include <gmock/gmock.h>
+#include <rapidcheck/gtest.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/asserttext.h"
+#include "support/temporarydirectory.h"
+
+namespace {
+
+using testing::ContainsRegex;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::SizeIs;
+using EFormat = LogFileSettings::EFormat;
+
+void write(LogFileWriter& rWriter, std::wstring_view sText) {
+    rWriter.write({kSevInfo, "test.source", sText, {L"f.cpp", 12}});
+}
+
+std::vector<std::string> lines(const std::string& sText) {
+    std::vector<std::string> tLines;
+    std::istringstream tStream(sText);
+    for (std::string sLine; std::getline(tStream, sLine);)
+        tLines.push_back(sLine);
+    return tLines;
+}
+
+class LogFile : public testing::Test {
+protected:
+    LogFileSettings settings(EFormat eFormat = EFormat::kText, std::size_t nMaxBytes = 0) const {
+        return {m_tDirectory.path("x.log"), eFormat, nMaxBytes, 2};
+    }
+    std::string logged(EFormat eFormat, std::wstring_view sText) const {
+        std::filesystem::remove(m_tDirectory.path("x.log"));
+        LogFileWriter tWriter(settings(eFormat));
+        write(tWriter, sText);
+        return m_tDirectory.read("x.log");  // the writer is still open: every entry is flushed
+    }
+
+    test::TemporaryDirectory m_tDirectory;
+};
+
+TEST_F(LogFile, HasOneReadableLinePerEntry) {
+    EXPECT_THAT(logged(EFormat::kText, L"caf\u00E9 100%"),
+                testing::MatchesRegex(
+                    "20[0-9][0-9]-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}Z "
+                    "info test\\.source \\[[0-9]+\\] caf\xC3\xA9 100% \\(f\\.cpp:12\\)\n"));
+}
+
+TEST_F(LogFile, LetsNoTextForgeALine) {
+    const std::wstring sHostile =
+        L"a\nb\r\tc\\n" + std::wstring{0, 0x1B, 0x7F, 0x85, 0x9F, 0xA0, 0x2028, 0x2029, -23, 0xD800};
+    EXPECT_THAT(
+        logged(EFormat::kText, sHostile),
+        HasSubstr(
+            "] a\\nb\\r\\tc\\\\n\\x00\\x1B\\x7F\\x85\\x9F\xC2\xA0\\u2028\\u2029\xEF\xBF\xBD\xEF\xBF\xBD "
+            "(f.cpp:12)\n"));
+    const std::string sJson = logged(EFormat::kJson, sHostile);
+    EXPECT_THAT(lines(sJson), SizeIs(1));
+    EXPECT_TRUE(std::all_of(sJson.begin(), sJson.end() - 1, [](char c) { return c >= 0x20 && c < 0x7F; }))
+        << sJson;
+    const auto tObject = nlohmann::json::parse(sJson);
+    EXPECT_EQ(tObject["text"], test::narrow(sHostile));
+    EXPECT_EQ(tObject["severity"], "info");
+    EXPECT_EQ(tObject["source"], "test.source");
+    EXPECT_EQ(tObject["file"], "f.cpp");
+    EXPECT_EQ(tObject["line"], 12);
+    EXPECT_THAT(tObject["time"].get<std::string>(), ContainsRegex("T.*\\.[0-9]{3}Z$"));
+    EXPECT_GT(tObject["thread"].get<int>(), 0);
+}
+
+RC_GTEST_FIXTURE_PROP(LogFile, KeepsAnyTextOnOneLine, ()) {
+    const auto tValues = *rc::gen::container<std::vector<int>>(rc::gen::oneOf(
+        rc::gen::inRange(-3, 0x100), rc::gen::inRange(0x2020, 0x2030), rc::gen::inRange(0xD7FE, 0x110002)));
+    const std::wstring sText(tValues.begin(), tValues.end());
+    RC_ASSERT(lines(logged(EFormat::kText, sText)).size() == 1u);
+    const std::string sJson = logged(EFormat::kJson, sText);
+    RC_ASSERT(lines(sJson).size() == 1u);
+    RC_ASSERT(nlohmann::json::parse(sJson)["text"] == test::narrow(sText));
+}
+
+TEST_F(LogFile, RotatesBeforeItGrowsTooLarge) {
+    m_tDirectory.write("x.log", "before\n");
+    {
+        LogFileWriter tWriter(settings(EFormat::kText, 1000));
+        for (int n = 0; n < 100; ++n)
+            write(tWriter, std::to_wstring(n));
+    }
+    for (const char* pName : {"x.log", "x.1.log", "x.2.log"}) {
+        EXPECT_GT(std::filesystem::file_size(m_tDirectory.path(pName)), 500u) << pName;
+        EXPECT_LE(std::filesystem::file_size(m_tDirectory.path(pName)), 1000u) << pName;
+    }
+    EXPECT_THAT(m_tDirectory.read("x.3.log"), "");
+    EXPECT_THAT(lines(m_tDirectory.read("x.log")).back(), HasSubstr("] 99 ("));
+}
+
+TEST_F(LogFile, IsReopenedUnderItsName) {
+    m_tDirectory.write("x.log", "before\n");
+    LogFileWriter tWriter(settings());
+    write(tWriter, L"one");
+    std::filesystem::rename(m_tDirectory.path("x.log"), m_tDirectory.path("old.log"));
+    write(tWriter, L"two");
+    tWriter.reopen();
+    write(tWriter, L"three");
+    EXPECT_THAT(lines(m_tDirectory.read("old.log")), SizeIs(3));
+    EXPECT_THAT(lines(m_tDirectory.read("x.log")), ElementsAre(HasSubstr("three")));
+    std::filesystem::rename(m_tDirectory.path("x.log"), m_tDirectory.path("kept.log"));
+    std::filesystem::create_directory(m_tDirectory.path("x.log"));
+    tWriter.reopen();
+    write(tWriter, L"four");
+    EXPECT_THAT(lines(m_tDirectory.read("kept.log")),
+                ElementsAre(HasSubstr("three"), HasSubstr(" error services.log ["), HasSubstr("four")));
+}
+
+TEST_F(LogFile, MustBeWritableAtTheStart) {
+    std::filesystem::create_directory(m_tDirectory.path("x.log"));
+    for (std::size_t nMaxBytes : {0u, 1000u}) {
+        try {
+            LogFileWriter tWriter(settings(EFormat::kText, nMaxBytes));
+            FAIL();
+        } catch (const ConfigError& e) {
+            EXPECT_THAT(test::narrow(e.getMessageText()), HasSubstr(m_tDirectory.path("x.log")));
+            EXPECT_THAT(test::narrow(e.getMessageText()), HasSubstr("Is a directory"));
+        }
+    }
+}
+
+TEST_F(LogFile, OutlivesARotationWithoutAFreeDescriptor) {
+    LogFileWriter tWriter(settings(EFormat::kText, 500));
+    rlimit tLimit{};
+    getrlimit(RLIMIT_NOFILE, &tLimit);
+    const rlimit tNone{0, tLimit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &tNone);
+    const auto tStart = std::chrono::steady_clock::now();
+    for (int n = 0; n < 200; ++n)
+        write(tWriter, L"x" + std::wstring(n % 2 ? 300 : 0, L'y'));
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart,
+              std::chrono::seconds(5));  // no attempt for each
+    setrlimit(RLIMIT_NOFILE, &tLimit);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    write(tWriter, L"back again");
+    const auto tLines = lines(m_tDirectory.read("x.log"));
+    ASSERT_THAT(tLines, SizeIs(testing::Ge(2u)));
+    EXPECT_THAT(tLines[tLines.size() - 2],
+                ContainsRegex("warning services.log .* 1[0-9][0-9] entries were lost"));
+    EXPECT_THAT(tLines.back(), HasSubstr("back again"));
+}
+
+TEST_F(LogFile, KeepsLinesWholeWhenManyThreadsWrite) {
+    {
+        LogFileWriter tWriter(settings(EFormat::kJson, 50000));
+        std::vector<std::thread> tThreads;
+        for (int nThread = 0; nThread < 4; ++nThread)
+            tThreads.emplace_back([&tWriter] {
+                for (int n = 0; n < 50; ++n)
+                    write(tWriter, std::wstring(200, L'x'));
+            });
+        tWriter.reopen();
+        for (std::thread& rThread : tThreads)
+            rThread.join();
+    }
+    const auto tLines = lines(m_tDirectory.read("x.1.log") + m_tDirectory.read("x.log"));
+    EXPECT_THAT(tLines, SizeIs(200));
+    for (const std::string& sLine : tLines)
+        EXPECT_EQ(nlohmann::json::parse(sLine)["text"], std::string(200, 'x'));
+}
+
+TEST(LogToStandardError, NeedsNoFile) {
+    testing::internal::CaptureStderr();
+    {
+        LogFileWriter tWriter(LogFileSettings{});
+        write(tWriter, L"seen");
+        tWriter.reopen();
+        write(tWriter, L"seen again");
+    }
+    EXPECT_THAT(lines(testing::internal::GetCapturedStderr()), SizeIs(2));
+}
+
+}  // namespace

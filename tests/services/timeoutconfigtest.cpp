@@ -1,0 +1,63 @@
+#include "zq/services/timeoutconfig.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+
+#include "zq/services/systemutils.h"
+
+namespace {
+
+/// Runs f on a thread of its own, which has no timeout yet.
+template <class F>
+void onNewThread(F f) {
+    std::thread(f).join();
+}
+
+TEST(TimeoutConfig, ThreadsFollowTheProcessUntilTheySetTheirOwn) {
+    onNewThread([] {
+        EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 86400000u);
+        TimeoutConfig::setGlobalDefaultTimeout(5000);
+        EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 5000u);
+        TimeoutConfig::setThreadDefaultTimeout(0);
+        EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 0u);
+        onNewThread([] { EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 5000u); });
+        TimeoutConfig::setGlobalDefaultTimeout(86400000);
+        EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 0u);
+    });
+}
+
+TEST(TimeoutConfig, GuardsRestoreWhatWasInForceOnEveryWayOut) {
+    onNewThread([] {
+        try {
+            const TimeoutConfig::SetTimeoutGuard tOuter(100);
+            {
+                const TimeoutConfig::SetTimeoutGuard tInner(200);
+                EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 200u);
+                onNewThread([] { EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 86400000u); });
+            }
+            EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 100u);
+            throw std::runtime_error("out");
+        } catch (const std::runtime_error&) {
+            EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 86400000u);
+        }
+    });
+}
+
+std::size_t s_nSlept = 0;
+
+TEST(SystemUtils, SleepsForRealUnlessATestStepsIn) {
+    const auto pBefore = SystemUtils::setSleepFunction([](std::size_t nMsecs) { s_nSlept += nMsecs; });
+    SystemUtils::sleep(200);
+    SystemUtils::sleep(SIZE_MAX - 200);
+    EXPECT_EQ(s_nSlept, SIZE_MAX);
+    SystemUtils::setSleepFunction(nullptr);
+    const auto tStart = std::chrono::steady_clock::now();
+    SystemUtils::sleep(20);
+    EXPECT_GE(std::chrono::steady_clock::now() - tStart, std::chrono::milliseconds(20));
+    EXPECT_EQ(SystemUtils::setSleepFunction(pBefore), pBefore);
+}
+
+}  // namespace
