@@ -1,0 +1,96 @@
+#include "bodyreader.h"
+
+#include <algorithm>
+
+#include "zq/services/timeoutconfig.h"
+
+namespace webcontainer {
+
+namespace {
+
+constexpr char s_ksContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
+
+/// Logged once, by whoever answers the request, not here as well.
+[[noreturn]] void throwBodyError(BodyError::EReason eReason) {
+    ZQTHROW_prethrowProcessException(BodyError(eReason), false, ZQ_WFILE, __LINE__);
+}
+
+}  // namespace
+
+BodyReader::BodyReader(RequestInput& rInput, ClientSocket& rSocket, const Limits& rLimits)
+    : m_rInput(rInput),
+      m_rSocket(rSocket),
+      m_rLimits(rLimits),
+      m_tPatience{{rLimits.nMinimumBytesPerSecond, rLimits.nRateGraceMs}, 0},
+      m_bContinue(rInput.getHead().bExpects100) {}
+
+std::size_t BodyReader::read(void* pBuffer, std::size_t nSize) {
+    for (;;) {
+        if (const std::size_t nTaken = m_rInput.takeBody(pBuffer, nSize); nTaken != 0) return nTaken;
+        if (nSize == 0 || m_rInput.isBodyReceived()) return 0;
+        if (const std::size_t nUnreceived = m_rInput.getUnreceived(); nUnreceived != 0) {
+            // Nothing to decode, so the bytes need not pass through the input.
+            const Received tReceived = m_rSocket.receive(pBuffer, std::min(nSize, nUnreceived));
+            if (tReceived.eKind == EReceived::kBytes) {
+                m_rInput.countPastInput(tReceived.nBytes);
+                m_tPatience.tRate.countBytes(tReceived.nBytes);
+                return tReceived.nBytes;
+            }
+            if (tReceived.eKind == EReceived::kEnd) throwBodyError(BodyError::EReason::kTruncated);
+            wait();
+        } else if (fill() == 0) {
+            wait();
+        }
+    }
+}
+
+void BodyReader::wait() {
+    if (m_bContinue) return sendContinue();
+    m_tPatience.nTimeoutMs = TimeoutConfig::getDefaultTimeout();
+    switch (m_rSocket.waitForInput(m_tPatience)) {
+        case EWaited::kReady:
+            return;
+        case EWaited::kStopping:
+            throwBodyError(BodyError::EReason::kStopping);
+        default:
+            throwBodyError(BodyError::EReason::kTimeout);
+    }
+}
+
+void BodyReader::sendContinue() {
+    m_bContinue = false;
+    iovec tPiece{const_cast<char*>(s_ksContinue), sizeof s_ksContinue - 1};
+    m_tPatience.nTimeoutMs = m_rLimits.nWriteTimeoutMs;
+    if (m_rSocket.send({&tPiece, 1}, m_tPatience) != ClientSocket::ESent::kSent)
+        throwBodyError(BodyError::EReason::kTruncated);
+}
+
+/// Takes what the client has sent into the input, and returns how much that was.
+std::size_t BodyReader::fill() {
+    const std::span<char> tRoom = m_rInput.room();
+    const Received tReceived = m_rSocket.receive(tRoom.data(), tRoom.size());
+    if (tReceived.eKind == EReceived::kEnd) throwBodyError(BodyError::EReason::kTruncated);
+    m_tPatience.tRate.countBytes(tReceived.nBytes);
+    m_rInput.commit(tReceived.nBytes);
+    if (m_rInput.advance() == RequestInput::EStatus::kRefused) throwBodyError(BodyError::EReason::kMalformed);
+    return tReceived.nBytes;
+}
+
+bool BodyReader::finish() {
+    m_rInput.dropBody();
+    // A client that still waits for "100 Continue" may take the response for its answer and send no body.
+    if (m_bContinue || m_rInput.getUnreceived() > m_rLimits.nDiscardBytes) return m_rInput.isBodyReceived();
+    try {
+        for (std::size_t nDropped = 0; !m_rInput.isBodyReceived() && nDropped <= m_rLimits.nDiscardBytes;) {
+            const std::size_t nFilled = fill();
+            if (nFilled == 0) return false;
+            nDropped += nFilled;
+            m_rInput.dropBody();
+        }
+    } catch (const BodyError&) {
+        return false;
+    }
+    return m_rInput.isBodyReceived();
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,109 @@
+#include "clientsocket.h"
+
+#include <linux/sockios.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "monotonicclock.h"
+
+namespace webcontainer {
+
+namespace {
+
+/// Takes nBytes away from the front of the pieces.
+std::span<iovec> skipSent(std::span<iovec> tPieces, std::size_t nBytes) {
+    while (!tPieces.empty() && nBytes >= tPieces.front().iov_len) {
+        nBytes -= tPieces.front().iov_len;
+        tPieces = tPieces.subspan(1);
+    }
+    if (!tPieces.empty()) {
+        tPieces.front().iov_base = static_cast<char*>(tPieces.front().iov_base) + nBytes;
+        tPieces.front().iov_len -= nBytes;
+    }
+    return tPieces;
+}
+
+/// Bytes sent that the client has not acknowledged.
+std::size_t countQueued(int nFd) {
+    int nQueued = 0;
+    return ::ioctl(nFd, SIOCOUTQ, &nQueued) == 0 && nQueued > 0 ? static_cast<std::size_t>(nQueued) : 0;
+}
+
+ClientSocket::ESent toSent(EWaited eWaited) {
+    switch (eWaited) {
+        case EWaited::kOverdue:
+            return ClientSocket::ESent::kOverdue;
+        case EWaited::kStopping:
+            return ClientSocket::ESent::kStopping;
+        default:
+            return ClientSocket::ESent::kTooSlow;
+    }
+}
+
+}  // namespace
+
+Received ClientSocket::receive(void* pBuffer, std::size_t nSize) noexcept {
+    for (;;) {
+        const ssize_t nReceived = ::recv(m_nFd, pBuffer, nSize, 0);
+        if (nReceived > 0) return {EReceived::kBytes, static_cast<std::size_t>(nReceived)};
+        if (nReceived == 0) return {EReceived::kEnd};
+        if (errno == EAGAIN) return {EReceived::kNothingYet};
+        if (errno != EINTR) return {EReceived::kEnd};
+    }
+}
+
+EWaited ClientSocket::waitForInput(Patience& rPatience) noexcept {
+    return wait(POLLIN, rPatience);
+}
+
+EWaited ClientSocket::wait(short nEvents, Patience& rPatience) noexcept {
+    const std::int64_t nStart = monotonicMs();
+    const std::int64_t nLeft = rPatience.nDeadline - nStart;
+    if (nLeft <= 0) return EWaited::kOverdue;
+    const std::int64_t nSlow = std::min<std::int64_t>(rPatience.nTimeoutMs, rPatience.tRate.patienceMs());
+    const std::int64_t nWait = std::min({nLeft, nSlow, std::int64_t{std::numeric_limits<int>::max()}});
+    pollfd tFds[] = {{m_nFd, nEvents, 0}, {m_nStopFd, POLLIN, 0}};
+    const int nReady = ::poll(tFds, 2, static_cast<int>(nWait));
+    rPatience.tRate.countWait(monotonicMs() - nStart);
+    if (nReady < 0) return EWaited::kReady;  // interrupted: the caller tries again
+    if (tFds[1].revents != 0) return EWaited::kStopping;
+    if (nReady > 0) return EWaited::kReady;
+    return nLeft <= nSlow ? EWaited::kOverdue : EWaited::kTooSlow;
+}
+
+EWaited ClientSocket::waitForRoom(Patience& rPatience) noexcept {
+    for (std::size_t nQueued = countQueued(m_nFd);;) {
+        const EWaited eWaited = wait(POLLOUT, rPatience);
+        if (eWaited != EWaited::kTooSlow) return eWaited;
+        // The kernel reports room late when its buffer is large; what left the buffer shows earlier.
+        const std::size_t nLeft = countQueued(m_nFd);
+        if (nLeft >= nQueued) return EWaited::kTooSlow;
+        rPatience.tRate.countBytes(nQueued - nLeft);
+        nQueued = nLeft;
+    }
+}
+
+ClientSocket::ESent ClientSocket::send(std::span<iovec> tPieces, Patience& rPatience) noexcept {
+    for (tPieces = skipSent(tPieces, 0); !tPieces.empty();) {
+        msghdr tMessage{};
+        tMessage.msg_iov = tPieces.data();
+        tMessage.msg_iovlen = tPieces.size();
+        const ssize_t nSent = ::sendmsg(m_nFd, &tMessage, MSG_NOSIGNAL);
+        if (nSent >= 0) {
+            rPatience.tRate.countBytes(static_cast<std::size_t>(nSent));
+            tPieces = skipSent(tPieces, static_cast<std::size_t>(nSent));
+        } else if (errno == EAGAIN) {
+            const EWaited eWaited = waitForRoom(rPatience);
+            if (eWaited != EWaited::kReady) return toSent(eWaited);
+        } else if (errno != EINTR) {
+            return ESent::kGone;
+        }
+    }
+    return ESent::kSent;
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <sys/uio.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
+
+#include "rateguard.h"
+
+namespace webcontainer {
+
+/// What came of reading without waiting.
+enum class EReceived { kBytes, kNothingYet, kEnd };
+
+struct Received {
+    EReceived eKind;
+    std::size_t nBytes = 0;
+};
+
+/// What came of waiting for the client.
+enum class EWaited {
+    kReady,     ///< or it is gone, which the next attempt tells
+    kTooSlow,   ///< it used up its time
+    kOverdue,   ///< the deadline of the response has passed
+    kStopping,  ///< the server gives up on requests in flight
+};
+
+/// How long the client may be waited for.
+struct Patience {
+    RateGuard tRate;
+    unsigned nTimeoutMs;                                                ///< the longest single wait
+    std::int64_t nDeadline = std::numeric_limits<std::int64_t>::max();  ///< on the monotonic clock, in ms
+};
+
+/// A connected socket as a request sees it: never blocks in the kernel's read or write, but waits beside the
+/// signal to stop. Does not own its descriptors.
+class ClientSocket {
+public:
+    /// nStopFd becomes readable when requests in flight are given up.
+    ClientSocket(int nFd, int nStopFd) noexcept : m_nFd(nFd), m_nStopFd(nStopFd) {}
+
+    int getFd() const noexcept { return m_nFd; }
+    /// A broken connection is an end too.
+    Received receive(void* pBuffer, std::size_t nSize) noexcept;
+    /// Waits until bytes, or the end, can be received.
+    EWaited waitForInput(Patience& rPatience) noexcept;
+
+    enum class ESent { kSent, kGone, kTooSlow, kOverdue, kStopping };
+    /// Sends all pieces, with one system call when the kernel takes them; changes them. Waits when it must.
+    ESent send(std::span<iovec> tPieces, Patience& rPatience) noexcept;
+
+private:
+    EWaited wait(short nEvents, Patience& rPatience) noexcept;
+    EWaited waitForRoom(Patience& rPatience) noexcept;
+
+    int m_nFd;
+    int m_nStopFd;
+};
+
+}  // namespace webcontainer

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+namespace webcontainer {
+
+/// How the process ends.
+enum EExitCode {
+    kExitOrderly = 0,      ///< after a signal, every request answered; --check: all is well
+    kExitStartFailed = 1,  ///< the reason stands on standard error
+    kExitBadCommand = 2,   ///< the command line means nothing
+    kExitCutOff = 3,  ///< after a signal, but some requests were cut off: time was up, or a second signal
+};
+
+struct CommandLine {
+    std::string sConfig;
+    std::string sApplication;
+    std::string sListen;  ///< empty: as configured
+    bool bCheck = false;
+};
+
+/// Reads the command line. False: the process is to end with rnExitCode; help, version or what is wrong has
+/// been written. sVersion: what --version writes.
+bool parseCommandLine(int nArguments, const char* const* pArguments, const std::string& sVersion,
+                      CommandLine& rCommandLine, int& rnExitCode);
+
+/// Writes "webcontainer: ..." to standard error, as one line whatever is in it.
+void complain(std::string sWhat);
+
+}  // namespace webcontainer

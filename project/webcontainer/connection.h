@@ -1,0 +1,37 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "ownership.h"
+#include "requestinput.h"
+#include "servervariables.h"
+
+namespace webcontainer {
+
+/// What a connection waits for.
+enum class EPhase : std::uint8_t {
+    kFresh,    ///< the first byte after connecting
+    kIdle,     ///< the first byte of the next request
+    kHead,     ///< the rest of a head
+    kBody,     ///< the rest of a body that is received in advance
+    kLinger,   ///< the client's end, after the last response
+    kServing,  ///< nothing: a worker is busy with it
+};
+
+/// One client's connection. What is not atomic belongs to the owner.
+struct Connection {
+    Ownership tOwnership;
+    std::atomic<EPhase> ePhase{EPhase::kFresh};
+    std::atomic<std::int64_t> nDeadline{0};  ///< of the phase, on the monotonic clock, in ms
+    int nFd = -1;
+    ConnectionEnds tEnds;
+    std::size_t nLingerLeft = 0;           ///< bytes that may still be dropped
+    std::unique_ptr<RequestInput> pInput;  ///< an incomplete request; null while there is none
+};
+
+static_assert(sizeof(Connection) <= 128, "ten thousand idle connections are to cost about a megabyte");
+
+}  // namespace webcontainer

@@ -1,0 +1,113 @@
+#include "connectiontable.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <new>
+
+#include "monotonicclock.h"
+
+namespace webcontainer {
+
+namespace {
+
+/// Makes close() throw away what has not been sent and tell the client so: a plain end could pass for the end
+/// of a response that the end of the connection delimits.
+void setReset(int nFd) {
+    const linger tLinger{1, 0};
+    ::setsockopt(nFd, SOL_SOCKET, SO_LINGER, &tLinger, sizeof tLinger);
+}
+
+}  // namespace
+
+ConnectionTable::~ConnectionTable() {
+    for (auto& rBlock : m_tBlocks) {
+        const std::unique_ptr<Block> pBlock(rBlock.load(std::memory_order_relaxed));
+        if (!pBlock) continue;
+        for (Connection& r : *pBlock)
+            if (r.nFd >= 0) ::close(r.nFd);
+    }
+}
+
+Connection* ConnectionTable::find(int nFd) const noexcept {
+    const auto n = static_cast<std::size_t>(nFd);
+    if (n / s_knBlockSize >= s_knBlocks) return nullptr;
+    Block* const pBlock = m_tBlocks[n / s_knBlockSize].load(std::memory_order_acquire);
+    return pBlock ? &(*pBlock)[n % s_knBlockSize] : nullptr;
+}
+
+Connection* ConnectionTable::findOrMake(int nFd) {
+    const std::size_t nBlock = static_cast<std::size_t>(nFd) / s_knBlockSize;
+    if (nBlock < s_knBlocks && !m_tBlocks[nBlock].load(std::memory_order_acquire)) {
+        auto pNew = std::make_unique<Block>();
+        Block* pNone = nullptr;
+        if (m_tBlocks[nBlock].compare_exchange_strong(pNone, pNew.get(), std::memory_order_acq_rel))
+            pNew.release();
+    }
+    return find(nFd);
+}
+
+bool ConnectionTable::open(int nFd, const ConnectionEnds& rEnds) {
+    FileDescriptor tSocket(nFd);
+    Connection* const p = findOrMake(nFd);
+    if (!p) return false;
+    p->tOwnership.open();
+    p->nFd = nFd;
+    p->tEnds = rEnds;
+    setPhase(*p, EPhase::kFresh);
+    m_nOpen.fetch_add(1, std::memory_order_relaxed);
+    tSocket.release();
+    if (!m_rPoller.add(nFd)) {
+        close(*p, true);
+        return false;
+    }
+    putBack(*p);
+    return true;
+}
+
+Connection* ConnectionTable::claimForEvent(int nFd) noexcept {
+    Connection* const p = find(nFd);
+    return p && p->tOwnership.claimForEvent() ? p : nullptr;
+}
+
+unsigned ConnectionTable::timeoutOf(EPhase ePhase) const noexcept {
+    switch (ePhase) {
+        case EPhase::kIdle:
+            return m_rLimits.nIdleTimeoutMs;
+        case EPhase::kBody:
+            return m_rLimits.nPrefetchTimeoutMs;
+        case EPhase::kLinger:
+            return m_rLimits.nLingerTimeoutMs;
+        default:
+            return m_rLimits.nHeadTimeoutMs;
+    }
+}
+
+void ConnectionTable::setPhase(Connection& r, EPhase ePhase) noexcept {
+    r.ePhase.store(ePhase, std::memory_order_relaxed);
+    r.nDeadline.store(monotonicMs() + timeoutOf(ePhase), std::memory_order_relaxed);
+}
+
+bool ConnectionTable::park(Connection& r, EPhase ePhase) noexcept {
+    if (r.ePhase.load(std::memory_order_relaxed) != ePhase) setPhase(r, ePhase);
+    m_rPoller.arm(r.nFd);
+    return r.tOwnership.release();
+}
+
+void ConnectionTable::putBack(Connection& r) noexcept {
+    while (!r.tOwnership.release())
+        m_rPoller.arm(r.nFd);
+}
+
+void ConnectionTable::close(Connection& r, bool bReset) noexcept {
+    const int nFd = r.nFd;
+    if (bReset) setReset(nFd);
+    r.pInput.reset();
+    r.nFd = -1;
+    // The descriptor may be accepted anew as soon as it is closed, so the place must be free before.
+    r.tOwnership.free();
+    ::close(nFd);
+    m_nOpen.fetch_sub(1, std::memory_order_relaxed);
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <memory>
+
+#include "connection.h"
+#include "containerlimits.h"
+#include "poller.h"
+
+namespace webcontainer {
+
+/// All connections, found by their descriptor, which the kernel keeps unique: no lock, no free list. Storage
+/// is made for 256 descriptors at a time and kept, so that an event that comes late still meets a connection.
+class ConnectionTable {
+public:
+    /// Both must outlive the table.
+    ConnectionTable(Poller& rPoller, const Limits& rLimits) noexcept
+        : m_rPoller(rPoller),
+          m_rLimits(rLimits) {}
+    ~ConnectionTable();
+    ConnectionTable(const ConnectionTable&) = delete;
+    ConnectionTable& operator=(const ConnectionTable&) = delete;
+
+    /// Takes over a newly accepted socket. False: it has been closed, because memory or numbers ran out.
+    bool open(int nFd, const ConnectionEnds& rEnds);
+    /// After an event: the connection, now the caller's, or null when there is nothing for the caller to do.
+    Connection* claimForEvent(int nFd) noexcept;
+
+    /// Owner only: lets the connection wait in a phase, whose time starts unless it is in that phase already.
+    /// True: it is the caller's no longer. False: it is ready again, and still the caller's.
+    bool park(Connection& r, EPhase ePhase) noexcept;
+    /// Owner only: leaves a connection waiting that was claimed without an event.
+    void putBack(Connection& r) noexcept;
+    /// Owner only: ends the connection, with a reset instead of an orderly end if wanted.
+    void close(Connection& r, bool bReset) noexcept;
+
+    /// How many connections there are.
+    std::size_t count() const noexcept { return m_nOpen.load(std::memory_order_relaxed); }
+
+    /// Calls f with every connection that seems to wait; f claims it before it acts.
+    template <class F>
+    void forEachWaiting(F f) {
+        for (auto& rBlock : m_tBlocks) {
+            Block* const pBlock = rBlock.load(std::memory_order_acquire);
+            if (!pBlock) continue;
+            for (Connection& r : *pBlock)
+                if (r.tOwnership.isWaiting()) f(r);
+        }
+    }
+
+private:
+    static constexpr std::size_t s_knBlockSize = 256;
+    static constexpr std::size_t s_knBlocks = 8192;  ///< two million descriptors
+    using Block = std::array<Connection, s_knBlockSize>;
+
+    Connection* find(int nFd) const noexcept;
+    Connection* findOrMake(int nFd);
+    void setPhase(Connection& r, EPhase ePhase) noexcept;
+    unsigned timeoutOf(EPhase ePhase) const noexcept;
+
+    Poller& m_rPoller;
+    const Limits& m_rLimits;
+    std::atomic<std::size_t> m_nOpen{0};
+    std::array<std::atomic<Block*>, s_knBlocks> m_tBlocks{};
+};
+
+}  // namespace webcontainer

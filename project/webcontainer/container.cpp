@@ -1,0 +1,103 @@
+#include "container.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+
+#include <cerrno>
+
+#include "containerlog.h"
+#include "monotonicclock.h"
+#include "starterror.h"
+#include "sweeper.h"
+
+namespace webcontainer {
+
+namespace {
+
+/// How often drain() looks whether all is done.
+constexpr int s_knDrainStepMs = 10;
+/// How long threads may take to return after they were told; those inside the handler may not return at all.
+constexpr std::int64_t s_knJoinMs = 1000;
+
+FileDescriptor makeStopSignal() {
+    FileDescriptor tEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!tEvent.isOpen()) throwStartError("cannot make an event: " + describeError(errno));
+    return tEvent;
+}
+
+}  // namespace
+
+Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler)
+    : m_tOptions(rOptions),
+      m_rHandler(rHandler),
+      m_tStop(makeStopSignal()),
+      m_tConnections(m_tPoller, m_tOptions.tLimits),
+      m_tAcceptor(m_tOptions.tListen, m_tPoller, m_tConnections, m_tOptions.tLimits),
+      m_tShared{m_tPoller,          m_tConnections, m_tAcceptor,  m_rHandler,
+                m_tOptions.tLimits, m_bDraining,    m_tStop.get()} {
+    m_tPoller.watchAlways(m_tStop.get());
+}
+
+Container::~Container() {
+    m_tAcceptor.stop();
+    join();
+}
+
+void Container::start() {
+    const auto run = [this](auto f) {
+        ++m_nRunning;
+        try {
+            m_tThreads.emplace_back([this, f] {
+                f();
+                --m_nRunning;
+            });
+        } catch (...) {
+            --m_nRunning;
+            throw;
+        }
+    };
+    for (unsigned n = 0; n < m_tOptions.nWorkers; ++n) {
+        Worker* const pWorker = m_tWorkers.emplace_back(std::make_unique<Worker>(m_tShared)).get();
+        run([pWorker] { pWorker->run(); });
+    }
+    run([this] { Sweeper(m_tShared).run(); });
+    m_tAcceptor.start();
+}
+
+bool Container::drain(int nInterruptFd) {
+    m_tAcceptor.stop();
+    m_bDraining = true;
+    m_rHandler.startShutdown();
+    const bool bIdle = waitUntilIdle(nInterruptFd);
+    if (!bIdle)
+        logText(kSevWarning, s_lsContainer,
+                std::to_string(m_tConnections.count()) + " connections are given up before they have ended");
+    eventfd_write(m_tStop.get(), 1);
+    return waitForThreads() && bIdle;
+}
+
+/// False: the time is up, or the wait was interrupted.
+bool Container::waitUntilIdle(int nInterruptFd) const {
+    const std::int64_t nDeadline = monotonicMs() + m_tOptions.tLimits.nDrainTimeoutMs;
+    pollfd tInterrupt{nInterruptFd, POLLIN, 0};
+    while (m_tConnections.count() != 0) {
+        if (monotonicMs() >= nDeadline || ::poll(&tInterrupt, 1, s_knDrainStepMs) > 0) return false;
+    }
+    return true;
+}
+
+bool Container::waitForThreads() const {
+    for (const std::int64_t nDeadline = monotonicMs() + s_knJoinMs; m_nRunning != 0;) {
+        if (monotonicMs() >= nDeadline) return false;
+        ::poll(nullptr, 0, s_knDrainStepMs);
+    }
+    return true;
+}
+
+void Container::join() {
+    eventfd_write(m_tStop.get(), 1);
+    for (std::thread& r : m_tThreads)
+        r.join();
+}
+
+}  // namespace webcontainer

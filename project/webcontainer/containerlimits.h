@@ -1,0 +1,106 @@
+#pragma once
+
+#include <cstddef>
+
+namespace webcontainer {
+
+/// Every bound of the front end, read from the configuration at start-up and constant afterwards. What each
+/// one means, where it comes from and what happens when it is reached stands in s_tLimitInfos below, which
+/// also holds the only copy of the defaults.
+struct Limits {
+    unsigned int nMaxConnections;
+    unsigned int nListenBacklog;
+    unsigned int nMaxHeadBytes;
+    unsigned int nMaxHeaderFields;
+    unsigned int nPrefetchBytes;
+    unsigned int nDiscardBytes;
+    unsigned int nLingerBytes;
+    unsigned int nHeadTimeoutMs;
+    unsigned int nIdleTimeoutMs;
+    unsigned int nPrefetchTimeoutMs;
+    unsigned int nWriteTimeoutMs;
+    unsigned int nLingerTimeoutMs;
+    unsigned int nMinimumBytesPerSecond;
+    unsigned int nRateGraceMs;
+    unsigned int nAcceptPauseMs;
+    unsigned int nSweepIntervalMs;
+    unsigned int nDrainTimeoutMs;
+
+    /// All defaults.
+    constexpr Limits();
+};
+
+/// One limit: its key below "WebContainer/", which values it takes, and why it is there.
+struct LimitInfo {
+    unsigned int Limits::*pMember;
+    const wchar_t* pKey;
+    const char* pUnit;
+    unsigned int nDefault;
+    unsigned int nLeast;
+    unsigned int nMost;
+    const char* pReason;
+    const char* pWhenReached;
+};
+
+inline constexpr unsigned int s_knHourInMs = 3600000;
+inline constexpr unsigned int s_knMebibyte = 1048576;
+
+inline constexpr LimitInfo s_tLimitInfos[] = {
+    {&Limits::nMaxConnections, L"MaxConnections", "connections", 10000, 1, 1000000,
+     "each one costs a descriptor and kernel buffers",
+     "new clients wait in the listen backlog until a connection ends"},
+    {&Limits::nListenBacklog, L"ListenBacklog", "connections", 4096, 1, 65535,
+     "clients that connect faster than they are accepted", "the kernel lets further clients try again"},
+    {&Limits::nMaxHeadBytes, L"MaxHeadBytes", "bytes", 16384, 1024, s_knMebibyte,
+     "a head is kept in memory until it is complete; also bounds a chunk's size line and the trailers",
+     "414 for the request line, 431 for the header fields, 400 within a body; the connection is closed"},
+    {&Limits::nMaxHeaderFields, L"MaxHeaderFields", "fields", 100, 1, 10000,
+     "each field costs time in every later look-up", "431; the connection is closed"},
+    {&Limits::nPrefetchBytes, L"PrefetchBytes", "bytes", 65536, 0, 16 * s_knMebibyte,
+     "a body up to this length is received before a worker is taken by its request",
+     "a longer body is read by the worker while the request runs"},
+    {&Limits::nDiscardBytes, L"DiscardBytes", "bytes", 65536, 0, 16 * s_knMebibyte,
+     "a body that the application did not read is dropped so that the connection can go on",
+     "the connection is closed after the response"},
+    {&Limits::nLingerBytes, L"LingerBytes", "bytes", 262144, 0, 64 * s_knMebibyte,
+     "what a client still sends is dropped for a while, so that a reset does not destroy the last response",
+     "the connection is closed"},
+    {&Limits::nHeadTimeoutMs, L"HeadTimeoutMilliseconds", "ms", 20000, 1, s_knHourInMs,
+     "a head takes long only when somebody holds connections open; also from connecting to the first byte",
+     "408 when a head has begun; the connection is closed"},
+    {&Limits::nIdleTimeoutMs, L"IdleTimeoutMilliseconds", "ms", 60000, 1, s_knHourInMs,
+     "a kept connection without a request holds a descriptor", "the connection is closed"},
+    {&Limits::nPrefetchTimeoutMs, L"PrefetchTimeoutMilliseconds", "ms", 60000, 1, s_knHourInMs,
+     "from the end of the head until a body that is received in advance is complete",
+     "408; the connection is closed"},
+    {&Limits::nWriteTimeoutMs, L"WriteTimeoutMilliseconds", "ms", 30000, 1, s_knHourInMs,
+     "a client that takes no byte of the response holds a worker",
+     "the client counts as gone; the connection is reset"},
+    {&Limits::nLingerTimeoutMs, L"LingerTimeoutMilliseconds", "ms", 2000, 1, s_knHourInMs,
+     "how long LingerBytes may take to come", "the connection is closed"},
+    {&Limits::nMinimumBytesPerSecond, L"MinimumBytesPerSecond", "bytes/s", 500, 0, 1000 * s_knMebibyte,
+     "clients that send or take a body in drops hold a worker; 0 allows them to",
+     "sending: 408; taking: the client counts as gone"},
+    {&Limits::nRateGraceMs, L"RateGraceMilliseconds", "ms", 30000, 0, s_knHourInMs,
+     "the longest pause that MinimumBytesPerSecond forgives a client that was fast enough before",
+     "408 or a client that counts as gone, as above"},
+    {&Limits::nAcceptPauseMs, L"AcceptPauseMilliseconds", "ms", 200, 1, 60000,
+     "when descriptors or memory run out, trying at once would only burn the processor",
+     "clients are accepted again"},
+    {&Limits::nSweepIntervalMs, L"SweepIntervalMilliseconds", "ms", 100, 1, 60000,
+     "how often the deadlines of waiting connections are looked at: how late they may take effect",
+     "the deadlines are looked at"},
+    {&Limits::nDrainTimeoutMs, L"DrainTimeoutMilliseconds", "ms", 30000, 0, s_knHourInMs,
+     "how long requests in flight may still take after the signal to end",
+     "they are cut off and the exit code says so"},
+};
+
+constexpr Limits::Limits() {
+    for (const LimitInfo& r : s_tLimitInfos)
+        this->*r.pMember = r.nDefault;
+}
+
+static_assert(sizeof(Limits) == sizeof s_tLimitInfos / sizeof *s_tLimitInfos * sizeof(unsigned int),
+              "every limit stands in the table");
+
+}  // namespace webcontainer

@@ -1,0 +1,95 @@
+#include "containersettings.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "starterror.h"
+#include "text.h"
+#include "zq/httpstream/featuretable.h"
+
+namespace webcontainer {
+
+namespace {
+
+constexpr wchar_t s_ksTable[] = L"WebContainer";
+constexpr wchar_t s_ksListen[] = L"Listen";
+constexpr wchar_t s_ksWorkers[] = L"Workers";
+constexpr wchar_t s_ksFeatures[] = L"Features";
+constexpr wchar_t s_ksListenDefault[] = L"127.0.0.1:8080";
+constexpr char s_ksWriteAddress[] = "write an address and a port, such as 127.0.0.1:8080 or [::1]:8080";
+constexpr unsigned s_knWorkersPerCore = 16;
+constexpr unsigned s_knMostWorkers = 10000;
+
+ZQWString under(const wchar_t* pTable, std::wstring_view sName) {
+    StringBuffer tKey;
+    tKey.append(pTable);
+    tKey.append(L'/');
+    tKey.append(sName);
+    return tKey.toString();
+}
+
+unsigned readNumber(const ConfigReader& rReader, const wchar_t* pName, unsigned nDefault, unsigned nLeast,
+                    unsigned nMost) {
+    const PathFilter tKey(under(s_ksTable, pName));
+    const unsigned nValue = rReader.getConfigValue(tKey, nDefault);
+    if (nValue < nLeast || nValue > nMost)
+        rReader.throwBadValue(tKey, toWide("it is " + std::to_string(nValue) + "; write a number from " +
+                                           std::to_string(nLeast) + " to " + std::to_string(nMost)));
+    return nValue;
+}
+
+SocketAddress readListen(const ConfigReader& rReader, const std::string& sListen) {
+    SocketAddress tAddress;
+    if (!sListen.empty()) {
+        if (!SocketAddress::parse(sListen, tAddress))
+            throwStartError("--listen " + sListen + " is no address; " + s_ksWriteAddress);
+        return tAddress;
+    }
+    const PathFilter tKey(under(s_ksTable, s_ksListen));
+    if (!SocketAddress::parse(toNarrow(rReader.getConfigValue(tKey, s_ksListenDefault)), tAddress))
+        rReader.throwBadValue(tKey, toWide(std::string("it is no address; ") + s_ksWriteAddress));
+    return tAddress;
+}
+
+tl::vector<ZQWString> knownNames() {
+    tl::vector<ZQWString> tNames{s_ksListen, s_ksWorkers};
+    for (const LimitInfo& r : s_tLimitInfos)
+        tNames.emplace_back(r.pKey);
+    return tNames;
+}
+
+}  // namespace
+
+ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::string& sListen) {
+    checkNames(rReader, s_ksTable, knownNames());
+    ContainerOptions tOptions;
+    tOptions.tListen = readListen(rReader, sListen);
+    const unsigned nCores = std::max(std::thread::hardware_concurrency(), 1u);
+    tOptions.nWorkers = readNumber(
+        rReader, s_ksWorkers, std::min(s_knWorkersPerCore * nCores, s_knMostWorkers), 1, s_knMostWorkers);
+    for (const LimitInfo& r : s_tLimitInfos)
+        tOptions.tLimits.*r.pMember = readNumber(rReader, r.pKey, r.nDefault, r.nLeast, r.nMost);
+    return tOptions;
+}
+
+void applyFeatures(const ConfigReader& rReader) {
+    FeatureTable::Values tValues;
+    for (const ZQWString& sName : rReader.getNames(s_ksFeatures))
+        tValues[sName] = rReader.getConfigValue(under(s_ksFeatures, sName), false);
+    FeatureTable::setGlobal(makeHandle<FeatureTable>(std::move(tValues)));
+}
+
+void checkNames(const ConfigReader& rReader, const ZQWString& sTable, const tl::vector<ZQWString>& rKnown) {
+    for (const ZQWString& sName : rReader.getNames(sTable)) {
+        if (std::find(rKnown.begin(), rKnown.end(), sName) != rKnown.end()) continue;
+        StringBuffer tWhat;
+        tWhat.append(L"there is no such key; known are");
+        for (const ZQWString& sKnown : rKnown) {
+            tWhat.append(&sKnown == &rKnown.front() ? L" " : L", ");
+            tWhat.append(sKnown);
+        }
+        rReader.throwBadValue(under(sTable.c_str(), sName), tWhat.toString());
+    }
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,20 @@
+#include "datecache.h"
+
+#include "text.h"
+#include "zq/httpstream/httpdateutils.h"
+
+namespace webcontainer {
+
+std::string_view DateCache::now() {
+    timespec tNow{};
+    clock_gettime(CLOCK_REALTIME_COARSE, &tNow);
+    if (tNow.tv_sec != m_nFormatted) {
+        StringBuffer tText;
+        HttpDateUtils::formatHttpDate(tText, tNow.tv_sec);
+        m_sText = toNarrow(tText.view());
+        m_nFormatted = tNow.tv_sec;
+    }
+    return m_sText;
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+
+#include "zq/services/config.h"
+#include "zq/services/logfilewriter.h"
+
+namespace webcontainer {
+
+/// The process's log, as the configuration wants it:
+///
+///     Log/File      ""       a file, appended to; empty: standard error
+///     Log/Format    "text"   or "json"
+///     Log/MaxBytes  0        the file is rotated before it grows beyond that; 0: never
+///     Log/MaxFiles  5        rotated files that are kept
+///     Log/Level     "info"   the least severity written: debug, infominor, info, warning or error
+///     Log/Sources   (empty)  a table: the least severity of single sources, such as
+///     "kiv.httpserver.response"
+///
+/// A reload takes up Level and Sources; the others need a restart.
+class LogSetup {
+public:
+    LogSetup() = default;
+    ~LogSetup();
+    LogSetup(const LogSetup&) = delete;
+    LogSetup& operator=(const LogSetup&) = delete;
+
+    /// Begins to write, as the process-wide configuration says, which must exist. Throws ConfigError.
+    void start() { m_tConfig.init(this); }
+    /// For the configuration machinery.
+    bool loadConfig(const ConfigReader& rReader, EConfig eConfig);
+    /// Opens the file anew, after an outside tool has moved it away.
+    void reopen() noexcept;
+
+private:
+    Config<LogSetup> m_tConfig{kConfigSupportReload};
+    std::unique_ptr<LogFileWriter> m_pWriter;
+};
+
+/// Throws ConfigError about a value that start() could not use; opens nothing.
+void checkLogSettings(const ConfigReader& rReader);
+
+}  // namespace webcontainer

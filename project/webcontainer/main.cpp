@@ -1,0 +1,26 @@
+#include <exception>
+#include <string>
+
+#include "commandline.h"
+#include "containerlog.h"
+#include "serverprocess.h"
+#include "zq/webhttpserver/kivmakelibloaded.h"
+
+int main(int nArguments, char** pArguments) {
+    using namespace webcontainer;
+    const std::string sVersion =
+        "webcontainer " ZQ_VERSION " (" + std::string(kiv::s_version_webhttpserver4) + ")";
+    CommandLine tCommandLine;
+    int nExitCode = kExitOrderly;
+    if (!parseCommandLine(nArguments, pArguments, sVersion, tCommandLine, nExitCode)) return nExitCode;
+    try {
+        if (!tCommandLine.bCheck) return ServerProcess(tCommandLine).serve();
+        checkOnly(tCommandLine);
+        return kExitOrderly;
+    } catch (const Exception& e) {
+        complain(describe(e));
+    } catch (const std::exception& e) {
+        complain(std::string("cannot start: ") + e.what());
+    }
+    return kExitStartFailed;
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+namespace webcontainer {
+
+/// Milliseconds on a clock that never goes back; what it counts from means nothing.
+inline std::int64_t monotonicMs() noexcept {
+    timespec tNow{};
+    clock_gettime(CLOCK_MONOTONIC, &tNow);
+    return std::int64_t{tNow.tv_sec} * 1000 + tNow.tv_nsec / 1000000;
+}
+
+}  // namespace webcontainer

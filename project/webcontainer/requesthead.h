@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <string_view>
+#include <vector>
+
+namespace webcontainer {
+
+/// A stretch of a request's bytes, counted from the first byte of its head, so that it survives when the
+/// bytes move.
+struct Stretch {
+    std::uint32_t nFrom = 0;
+    std::uint32_t nLength = 0;
+};
+
+/// The header fields that the front end itself acts upon.
+enum class EKnownField : std::uint8_t { kOther, kHost, kContentType, kExpect };
+
+struct HeaderField {
+    Stretch tName;
+    Stretch tValue;
+    EKnownField eKnown = EKnownField::kOther;
+};
+
+/// How the end of a request's body is found (RFC 9112 section 6.3).
+enum class EBodyFraming : std::uint8_t { kNone, kDeclared, kChunked };
+
+/// What the parser found in a request's head. Only places: the bytes stay where they were received.
+struct RequestHead {
+    static constexpr std::uint32_t knNowhere = std::numeric_limits<std::uint32_t>::max();
+
+    Stretch tMethod;
+    Stretch tTarget;
+    Stretch tAuthority;        ///< of an absolute-form target, else empty
+    Stretch tPath;             ///< starts at knNowhere when an absolute-form target has none: "/" then
+    Stretch tQuery;            ///< without the question mark; starts at knNowhere when there is none
+    unsigned nVersion = 0;     ///< 10 or 11
+    bool bKeepAlive = false;   ///< the client wants to use the connection again
+    bool bExpects100 = false;  ///< the client waits for "100 Continue" before it sends the body
+    bool bHead = false;        ///< the method is HEAD: the response has no body bytes
+    EBodyFraming eFraming = EBodyFraming::kNone;
+    std::uint64_t nContentLength = 0;  ///< of a declared body, in bytes
+    std::vector<HeaderField> tFields;  ///< in the order they came
+
+    /// Empties it for the next request and keeps the storage.
+    void clear() {
+        std::vector<HeaderField> tStorage = std::move(tFields);
+        tStorage.clear();
+        *this = RequestHead();
+        tFields = std::move(tStorage);
+    }
+};
+
+/// A request that the front end answers itself: the status, and for log and client the reason.
+struct Refusal {
+    unsigned nStatus = 0;
+    std::string_view sReason;  ///< a constant text
+};
+
+}  // namespace webcontainer

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string_view>
+
+#include "bodyreader.h"
+#include "requestinput.h"
+#include "servervariables.h"
+#include "zq/webhttpserverproxy/httprequestprovider.h"
+
+namespace webcontainer {
+
+/// A request as it was received: copies nothing before it is asked. Method and query are handed out where
+/// they were received; header names keep their letter case.
+class RequestProvider final : public kiv::HttpRequestProvider {
+public:
+    /// The input must be settled; all arguments must outlive the provider.
+    RequestProvider(RequestInput& rInput, BodyReader& rBody, const ConnectionEnds& rEnds);
+
+    NarrowRefString getMethod() override;
+    SizedBuffer getQueryString() override;
+    /// 0 for a request with neither Content-Length nor Transfer-Encoding, which has no body (RFC 9112 section
+    /// 6.3); all bits set for a chunked body.
+    std::size_t getContentLength() override;
+    int getServerVariable(const char* pName, char* pBuffer, std::size_t& rSize) override;
+    int getFirstHeader(hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
+                       std::size_t& rValueSize) override;
+    int getNextHeader(hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
+                      std::size_t& rValueSize) override;
+    void closeHeaderEnum(hdrenum_t&) override {}
+    std::size_t readFromBody(void* pBuffer, std::size_t nSize) override;
+
+private:
+    RequestInput& m_rInput;
+    BodyReader& m_rBody;
+    ServerVariables m_tVariables;
+    char m_cNoQuery = '\0';
+};
+
+}  // namespace webcontainer

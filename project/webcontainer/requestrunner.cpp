@@ -1,0 +1,126 @@
+#include "requestrunner.h"
+
+#include <limits>
+
+#include "bodyerrors.h"
+#include "containerlog.h"
+#include "monotonicclock.h"
+#include "requestprovider.h"
+#include "responseprovider.h"
+#include "statustext.h"
+#include "zq/foundation/inputstream.h"
+
+namespace webcontainer {
+
+namespace {
+
+using EResponseCode = kiv::HttpResponseProvider::EResponseCode;
+
+constexpr Refusal s_tInternalError{500, "the server failed"};
+
+Refusal toAnswer(BodyError::EReason eReason) {
+    switch (eReason) {
+        case BodyError::EReason::kTimeout:
+            return {408, "the body came too slowly"};
+        case BodyError::EReason::kTruncated:
+            return {400, "the body ended early"};
+        case BodyError::EReason::kMalformed:
+            return {400, "a malformed chunk"};
+        default:
+            return {503, "the server stops"};
+    }
+}
+
+std::int64_t deadlineAfter(std::size_t nTimeoutMs) {
+    if (nTimeoutMs == 0) return std::numeric_limits<std::int64_t>::max();
+    return monotonicMs() + static_cast<std::int64_t>(nTimeoutMs);
+}
+
+/// A client that asked for the end of the connection sends nothing more; any other may still be sending.
+EOutcome closing(const RequestInput& rInput) {
+    return rInput.getHead().bKeepAlive || !rInput.isBodyReceived() ? EOutcome::kLinger : EOutcome::kClose;
+}
+
+/// "400 Bad Request: no Host field".
+void appendAnswerText(NarrowStringBufferBase& rBuffer, const Refusal& r) {
+    appendDecimal(rBuffer, r.nStatus);
+    rBuffer.append(' ');
+    rBuffer.append(getReasonPhrase(r.nStatus));
+    rBuffer.append(": ");
+    rBuffer.append(r.sReason);
+    rBuffer.append('\n');
+}
+
+}  // namespace
+
+EOutcome RequestRunner::run(RequestContext& rContext) {
+    rContext.rInput.settle();
+    rContext.nDeadline = deadlineAfter(m_rHandler.getResponseTimeoutMilliSeconds());
+    BodyReader tBody(rContext.rInput, rContext.rSocket, rContext.rLimits);
+    RequestProvider tRequest(rContext.rInput, tBody, rContext.rEnds);
+    ResponseProvider tResponse(rContext, tBody);
+    const Failure tFailure = process(tRequest, tResponse);
+    // What the client did to its own response has been logged, and nobody is left to be told of the rest.
+    const bool bClientDead = tResponse.getFailure() == EResponseCode::kRCClientDead;
+    if (tFailure.tAnswer.nStatus != 0 && !bClientDead) logFailure(rContext, tFailure);
+    if (tResponse.isEnded()) return tResponse.keepsConnection() ? EOutcome::kKeep : closing(rContext.rInput);
+    if (bClientDead || tResponse.isHeadOut()) return EOutcome::kAbort;
+    return answer(rContext, tFailure.tAnswer.nStatus != 0 ? tFailure.tAnswer : s_tInternalError);
+}
+
+RequestRunner::Failure RequestRunner::process(kiv::HttpRequestProvider& rRequest,
+                                              ResponseProvider& rResponse) {
+    try {
+        m_rHandler.processRequest(rRequest, rResponse);
+        if (rResponse.isEnded()) return {};
+        return {s_tInternalError, "the response was not ended", kSevError};
+    } catch (const Exception& e) {
+        return classify(e);
+    } catch (const std::exception& e) {
+        return {s_tInternalError, e.what(), kSevError};
+    } catch (...) {
+        return {s_tInternalError, "an exception of an unknown kind", kSevError};
+    }
+}
+
+RequestRunner::Failure RequestRunner::classify(const Exception& rException) const {
+    const std::string sDetail = webcontainer::describe(rException);
+    if (m_rHandler.isBodyLimit(rException)) return {{413, "the body is too long"}, sDetail, kSevInfo};
+    if (const auto* const pBody = dynamic_cast<const BodyError*>(&rException))
+        return {toAnswer(pBody->getReason()), sDetail, kSevInfo};
+    if (dynamic_cast<const InputStream::UnexpectedEOF*>(&rException))
+        return {{408, "the body did not come in time"}, sDetail, kSevInfo};
+    return {s_tInternalError, sDetail, kSevError};
+}
+
+void RequestRunner::logFailure(const RequestContext& rContext, const Failure& rFailure) const {
+    if (!isLogged(rFailure.eSeverity, s_lsRequest)) return;
+    logText(rFailure.eSeverity, s_lsRequest,
+            rContext.describe() + ": " + std::to_string(rFailure.tAnswer.nStatus) + ": " + rFailure.sDetail);
+}
+
+EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal) {
+    rContext.nDeadline = std::numeric_limits<std::int64_t>::max();
+    logFailure(rContext, {rRefusal, std::string(rRefusal.sReason), kSevInfo});
+    return answer(rContext, rRefusal);
+}
+
+EOutcome RequestRunner::answer(RequestContext& rContext, const Refusal& rRefusal) {
+    ResponseBuffers& rBuffers = rContext.rBuffers;
+    NarrowStringBuffer tText;
+    appendAnswerText(tText, rRefusal);
+    rBuffers.tHead.clear();
+    rBuffers.tHead.addField("Content-Type", "text/plain; charset=utf-8");
+    rBuffers.tWire.clear();
+    rBuffers.tHead.append(rBuffers.tWire,
+                          {rRefusal.nStatus, EResponseFraming::kLength, tText.length(), false},
+                          rBuffers.tDate.now());
+    if (!rContext.rInput.getHead().bHead) rBuffers.tWire.append(tText.view());
+    iovec tPiece{const_cast<char*>(rBuffers.tWire.data()), rBuffers.tWire.length()};
+    Patience tPatience = rContext.patience();
+    tPatience.nDeadline = std::numeric_limits<std::int64_t>::max();
+    const bool bSent = rContext.rSocket.send({&tPiece, 1}, tPatience) == ClientSocket::ESent::kSent;
+    return bSent ? EOutcome::kLinger : EOutcome::kAbort;
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,117 @@
+#include "serverprocess.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "containerlog.h"
+#include "containersettings.h"
+#include "starterror.h"
+#include "zq/foundation/messagefilesregistry.h"
+#include "zq/httpextension/httpserverinitcontext.h"
+
+namespace webcontainer {
+
+namespace {
+
+/// Descriptors that are no connections: logs, libraries, what applications open.
+constexpr rlim_t s_knOtherDescriptors = 256;
+
+ConfigReader readConfiguration(const std::string& sFile) {
+    ConfigReader::setGlobalInstance(ConfigReaderInstance::fromFile(sFile));
+    return ConfigReader(ConfigReader::getGlobalInstance());
+}
+
+/// Allows as many descriptors as the connections may need, or says that it could not.
+void raiseDescriptorLimit(const Limits& rLimits) {
+    rlimit tLimit{};
+    if (::getrlimit(RLIMIT_NOFILE, &tLimit) != 0) return;
+    const rlim_t nNeeded = rLimits.nMaxConnections + s_knOtherDescriptors;
+    if (tLimit.rlim_cur >= nNeeded) return;
+    tLimit.rlim_cur = std::min(nNeeded, tLimit.rlim_max);
+    ::setrlimit(RLIMIT_NOFILE, &tLimit);
+    if (tLimit.rlim_cur < nNeeded)
+        logText(kSevWarning, s_lsContainer,
+                "only " + std::to_string(tLimit.rlim_cur) +
+                    " descriptors are allowed, too few for WebContainer/MaxConnections; raise the limit "
+                    "(ulimit -n)");
+}
+
+std::unique_ptr<kiv::KIVHttpServer> makeServer(HttpApplication& rApplication, const ConfigReader& rReader) {
+    HttpServerInitContext tContext(rApplication);
+    auto pServer = std::make_unique<kiv::KIVHttpServer>(tContext);
+    ConfigBase::loadAll(rReader);
+    return pServer;
+}
+
+/// Stands in where only the configuration matters.
+class NoApplication final : public HttpApplication {
+    EStatus get(ZQHttpStream&, const HttpApplicationRequest&) override { return kServerInitFailed; }
+};
+
+}  // namespace
+
+ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(rCommandLine) {
+    const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
+    const ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
+    m_tLog.start();
+    loadMessages();
+    applyFeatures(tReader);
+    m_pLibrary = std::make_unique<ApplicationLibrary>(rCommandLine.sApplication);
+    m_pApplication = m_pLibrary->create();
+    m_pServer = makeServer(*m_pApplication, tReader);
+    m_pHandler = std::make_unique<ModuleHandler>(*m_pServer);
+    raiseDescriptorLimit(tOptions.tLimits);
+    m_pContainer = std::make_unique<Container>(tOptions, *m_pHandler);
+}
+
+int ServerProcess::serve() {
+    m_pContainer->start();
+    const std::string sAddress = m_pContainer->getAddress().text();
+    std::printf("webcontainer: serving http://%s/\n", sAddress.c_str());
+    std::fflush(stdout);
+    logText(kSevInfo, s_lsContainer, "serving " + sAddress);
+    while (m_tSignals.wait() == Signals::ESignal::kReload)
+        reload();
+    logText(kSevInfo, s_lsContainer, "ending: requests in flight are answered first");
+    m_tSignals.watchEndOnly();
+    const bool bOrderly = m_pContainer->drain(m_tSignals.getFd());
+    logText(kSevInfo, s_lsContainer, bOrderly ? "ended" : "ended with requests cut off");
+    // A thread that is still inside the application would be waited for; nothing is lost without that.
+    if (!m_pContainer->haveThreadsEnded()) ::_exit(kExitCutOff);
+    return bOrderly ? kExitOrderly : kExitCutOff;
+}
+
+void ServerProcess::loadMessages() {
+    std::string sProblems = MessageFilesRegistry::getInstance().loadMessages();
+    if (!sProblems.empty()) logText(kSevWarning, s_lsContainer, sProblems);
+}
+
+void ServerProcess::reload() {
+    m_tLog.reopen();
+    const auto hBefore = ConfigReader::getGlobalInstance();
+    try {
+        const auto tResult = ConfigBase::loadAll(readConfiguration(m_tCommandLine.sConfig));
+        logText(kSevInfo, s_lsContainer,
+                "configuration read again: " + std::to_string(tResult.nLoaded) + " objects took it, " +
+                    std::to_string(tResult.nRefused) + " keep their values until a restart");
+    } catch (const Exception& e) {
+        ConfigReader::setGlobalInstance(hBefore);
+        logText(kSevError, s_lsContainer, "the configuration is kept as it was: " + describe(e));
+    }
+}
+
+void checkOnly(const CommandLine& rCommandLine) {
+    const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
+    readContainerOptions(tReader, rCommandLine.sListen);
+    checkLogSettings(tReader);
+    applyFeatures(tReader);
+    NoApplication tApplication;
+    makeServer(tApplication, tReader);
+    if (!rCommandLine.sApplication.empty()) ApplicationLibrary{rCommandLine.sApplication};
+    std::printf("webcontainer: %s can be used\n", rCommandLine.sConfig.c_str());
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,147 @@
+#include "servervariables.h"
+
+#include <algorithm>
+
+namespace webcontainer {
+
+namespace {
+
+constexpr std::string_view s_ksHeaderPrefix = "HTTP_";
+
+char toUpper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+/// Whether a header field's name is the one that a variable stands for.
+bool isFieldOf(std::string_view sVariable, std::string_view sField) {
+    return std::equal(
+        sVariable.begin(), sVariable.end(), sField.begin(), sField.end(), [](char cVariable, char cField) {
+            return cField == '-' ? cVariable == '_' : cField != '_' && cVariable == toUpper(cField);
+        });
+}
+
+/// The host of "host", "host:port" or "[v6]:port".
+std::string_view cutPort(std::string_view sAuthority) {
+    const std::size_t nColon = sAuthority.rfind(':');
+    const std::size_t nBracket = sAuthority.rfind(']');
+    if (nColon == std::string_view::npos || (nBracket != std::string_view::npos && nColon < nBracket))
+        return sAuthority;
+    return sAuthority.substr(0, nColon);
+}
+
+bool store(std::string_view s, std::string_view& rsValue, NarrowStringBufferBase& rStorage) {
+    rStorage.append(s);
+    rsValue = rStorage.view();
+    return true;
+}
+
+}  // namespace
+
+const ServerVariables::Variable ServerVariables::s_tVariables[] = {
+    {"URL", &ServerVariables::getUrl},
+    {"REQUEST_METHOD", &ServerVariables::getMethod},
+    {"QUERY_STRING", &ServerVariables::getQuery},
+    {"SERVER_PROTOCOL", &ServerVariables::getProtocol},
+    {"CONTENT_TYPE", &ServerVariables::getContentType},
+    {"CONTENT_LENGTH", &ServerVariables::getContentLength},
+    {"SERVER_NAME", &ServerVariables::getServerName},
+    {"SERVER_PORT", &ServerVariables::getServerPort},
+    {"REMOTE_ADDR", &ServerVariables::getRemoteAddress},
+    {"REMOTE_PORT", &ServerVariables::getRemotePort},
+    {"HTTPS", &ServerVariables::getHttps},
+};
+
+bool ServerVariables::find(std::string_view sName, std::string_view& rsValue,
+                           NarrowStringBufferBase& rStorage) const {
+    if (sName.starts_with(s_ksHeaderPrefix))
+        return getHeader(sName.substr(s_ksHeaderPrefix.size()), rsValue, rStorage);
+    for (const Variable& r : s_tVariables)
+        if (r.sName == sName) return (this->*r.pGetter)(rsValue, rStorage);
+    return false;
+}
+
+bool ServerVariables::getUrl(std::string_view& rsValue, NarrowStringBufferBase&) const {
+    const Stretch& r = m_rInput.getHead().tPath;
+    rsValue = r.nFrom == RequestHead::knNowhere ? std::string_view("/") : m_rInput.text(r);
+    return true;
+}
+
+bool ServerVariables::getMethod(std::string_view& rsValue, NarrowStringBufferBase&) const {
+    rsValue = m_rInput.text(m_rInput.getHead().tMethod);
+    return true;
+}
+
+bool ServerVariables::getQuery(std::string_view& rsValue, NarrowStringBufferBase&) const {
+    const Stretch& r = m_rInput.getHead().tQuery;
+    rsValue = r.nFrom == RequestHead::knNowhere ? std::string_view() : m_rInput.text(r);
+    return true;
+}
+
+bool ServerVariables::getProtocol(std::string_view& rsValue, NarrowStringBufferBase&) const {
+    rsValue = m_rInput.getHead().nVersion == 10 ? "HTTP/1.0" : "HTTP/1.1";
+    return true;
+}
+
+bool ServerVariables::getContentType(std::string_view& rsValue, NarrowStringBufferBase&) const {
+    return getKnownField(EKnownField::kContentType, rsValue);
+}
+
+bool ServerVariables::getContentLength(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const {
+    const RequestHead& r = m_rInput.getHead();
+    if (r.eFraming != EBodyFraming::kDeclared) return false;
+    appendDecimal(rStorage, r.nContentLength);
+    rsValue = rStorage.view();
+    return true;
+}
+
+bool ServerVariables::getServerName(std::string_view& rsValue, NarrowStringBufferBase&) const {
+    // An absolute-form target overrides the Host field (RFC 9112 section 3.2.2).
+    rsValue = m_rInput.text(m_rInput.getHead().tAuthority);
+    if (rsValue.empty() && !getKnownField(EKnownField::kHost, rsValue)) return false;
+    rsValue = cutPort(rsValue);
+    return true;
+}
+
+bool ServerVariables::getServerPort(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const {
+    appendDecimal(rStorage, m_rEnds.nServerPort);
+    rsValue = rStorage.view();
+    return true;
+}
+
+bool ServerVariables::getRemoteAddress(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const {
+    return store(m_rEnds.tClient.host(), rsValue, rStorage);
+}
+
+bool ServerVariables::getRemotePort(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const {
+    return store(m_rEnds.tClient.port(), rsValue, rStorage);
+}
+
+bool ServerVariables::getHttps(std::string_view& rsValue, NarrowStringBufferBase&) const {
+    rsValue = "off";
+    return true;
+}
+
+bool ServerVariables::getKnownField(EKnownField eKnown, std::string_view& rsValue) const {
+    for (const HeaderField& r : m_rInput.getHead().tFields) {
+        if (r.eKnown != eKnown) continue;
+        rsValue = m_rInput.text(r.tValue);
+        return true;
+    }
+    return false;
+}
+
+bool ServerVariables::getHeader(std::string_view sName, std::string_view& rsValue,
+                                NarrowStringBufferBase& rStorage) const {
+    const std::string_view sSeparator = sName == "COOKIE" ? "; " : ", ";
+    bool bFound = false;
+    for (const HeaderField& r : m_rInput.getHead().tFields) {
+        if (!isFieldOf(sName, m_rInput.text(r.tName))) continue;
+        if (bFound) rStorage.append(sSeparator);
+        rStorage.append(m_rInput.text(r.tValue));
+        bFound = true;
+    }
+    rsValue = rStorage.view();
+    return bFound;
+}
+
+}  // namespace webcontainer

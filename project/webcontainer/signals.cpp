@@ -1,0 +1,45 @@
+#include "signals.h"
+
+#include <sys/signalfd.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "starterror.h"
+
+namespace webcontainer {
+
+namespace {
+
+sigset_t makeSet(bool bWithReload) {
+    sigset_t tSet;
+    sigemptyset(&tSet);
+    sigaddset(&tSet, SIGTERM);
+    sigaddset(&tSet, SIGINT);
+    if (bWithReload) sigaddset(&tSet, SIGHUP);
+    return tSet;
+}
+
+}  // namespace
+
+Signals::Signals() {
+    const sigset_t tSet = makeSet(true);
+    pthread_sigmask(SIG_BLOCK, &tSet, nullptr);
+    m_tSignals = FileDescriptor(::signalfd(-1, &tSet, SFD_CLOEXEC));
+    if (!m_tSignals.isOpen()) throwStartError("cannot receive signals: " + describeError(errno));
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+Signals::ESignal Signals::wait() {
+    signalfd_siginfo tInfo{};
+    while (::read(m_tSignals.get(), &tInfo, sizeof tInfo) != sizeof tInfo) {
+    }
+    return tInfo.ssi_signo == SIGHUP ? ESignal::kReload : ESignal::kEnd;
+}
+
+void Signals::watchEndOnly() {
+    const sigset_t tSet = makeSet(false);
+    ::signalfd(m_tSignals.get(), &tSet, 0);
+}
+
+}  // namespace webcontainer

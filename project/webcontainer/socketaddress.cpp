@@ -1,0 +1,60 @@
+#include "socketaddress.h"
+
+#include <arpa/inet.h>
+
+#include <charconv>
+
+namespace webcontainer {
+
+namespace {
+
+bool parsePort(std::string_view s, in_port_t& rnPort) {
+    std::uint16_t nPort = 0;
+    const auto [pEnd, eError] = std::from_chars(s.data(), s.data() + s.size(), nPort);
+    if (eError != std::errc() || pEnd != s.data() + s.size()) return false;
+    rnPort = htons(nPort);
+    return true;
+}
+
+}  // namespace
+
+bool SocketAddress::parse(std::string_view sText, SocketAddress& rAddress) {
+    const std::size_t nColon = sText.rfind(':');
+    if (nColon == std::string_view::npos) return false;
+    std::string_view sHost = sText.substr(0, nColon);
+    const std::string_view sPort = sText.substr(nColon + 1);
+    rAddress = SocketAddress();
+    if (sHost.size() > 2 && sHost.front() == '[' && sHost.back() == ']') {
+        const std::string sV6(sHost.substr(1, sHost.size() - 2));
+        rAddress.m_tV6.sin6_family = AF_INET6;
+        return inet_pton(AF_INET6, sV6.c_str(), &rAddress.m_tV6.sin6_addr) == 1 &&
+               parsePort(sPort, rAddress.m_tV6.sin6_port);
+    }
+    rAddress.m_tV4.sin_family = AF_INET;
+    return inet_pton(AF_INET, std::string(sHost).c_str(), &rAddress.m_tV4.sin_addr) == 1 &&
+           parsePort(sPort, rAddress.m_tV4.sin_port);
+}
+
+SocketAddress SocketAddress::ofSocket(int nFd) noexcept {
+    SocketAddress tAddress;
+    socklen_t nLength = capacity();
+    if (getsockname(nFd, tAddress.data(), &nLength) != 0) tAddress = SocketAddress();
+    return tAddress;
+}
+
+std::string SocketAddress::host() const {
+    char tText[INET6_ADDRSTRLEN] = "";
+    const void* const pAddress =
+        family() == AF_INET ? static_cast<const void*>(&m_tV4.sin_addr) : &m_tV6.sin6_addr;
+    return inet_ntop(family(), pAddress, tText, sizeof tText) ? tText : "";
+}
+
+std::string SocketAddress::text() const {
+    return (family() == AF_INET6 ? "[" + host() + "]" : host()) + ":" + port();
+}
+
+unsigned SocketAddress::portNumber() const noexcept {
+    return ntohs(family() == AF_INET ? m_tV4.sin_port : m_tV6.sin6_port);
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <string>
+#include <string_view>
+
+namespace webcontainer {
+
+/// An IPv4 or IPv6 address with its port: a plain value of 28 bytes.
+class SocketAddress {
+public:
+    SocketAddress() noexcept : m_tV6() {}
+
+    /// Reads "ADDRESS:PORT": "127.0.0.1:8080", "[::1]:8080". Names are not looked up. False: it is neither.
+    static bool parse(std::string_view sText, SocketAddress& rAddress);
+    /// The address that a socket is bound to; an empty value when there is none.
+    static SocketAddress ofSocket(int nFd) noexcept;
+
+    /// The address without the port, as RFC 3875 has it in REMOTE_ADDR.
+    std::string host() const;
+    std::string port() const { return std::to_string(portNumber()); }
+    /// The two as they stand in a URL.
+    std::string text() const;
+    unsigned portNumber() const noexcept;
+
+    int family() const noexcept { return m_tAny.sa_family; }
+    sockaddr* data() noexcept { return &m_tAny; }
+    const sockaddr* data() const noexcept { return &m_tAny; }
+    socklen_t size() const noexcept { return family() == AF_INET ? sizeof m_tV4 : sizeof m_tV6; }
+    static constexpr socklen_t capacity() noexcept { return sizeof(sockaddr_in6); }
+
+private:
+    union {
+        sockaddr m_tAny;
+        sockaddr_in m_tV4;
+        sockaddr_in6 m_tV6;
+    };
+};
+
+}  // namespace webcontainer

@@ -1,0 +1,31 @@
+#include "starterror.h"
+
+#include <cctype>
+#include <system_error>
+
+#include "text.h"
+
+namespace webcontainer {
+
+// The text is an insert, because percent signs in it mean nothing.
+StartError::StartError(const std::string& sWhat) : Exception(GDString(L"%1")) {
+    setMsgInsert(1, GDString(toWide(sWhat)));
+}
+
+StartError* StartError::clone() const {
+    return new StartError(*this);
+}
+
+void throwStartError(const std::string& sWhat) {
+    ZQTHROW_prethrowProcessException(StartError(sWhat), false, ZQ_WFILE, __LINE__);
+}
+
+std::string describeError(int nErrno) {
+    std::string sText = std::generic_category().message(nErrno);
+    // Only a capitalised word changes; an acronym stays as it is.
+    if (sText.size() > 1 && std::islower(static_cast<unsigned char>(sText[1])))
+        sText[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(sText[0])));
+    return sText;
+}
+
+}  // namespace webcontainer

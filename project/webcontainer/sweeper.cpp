@@ -1,0 +1,71 @@
+#include "sweeper.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <exception>
+
+#include "containerlog.h"
+#include "monotonicclock.h"
+
+namespace webcontainer {
+
+namespace {
+
+bool hasUnreadInput(int nFd) {
+    char c;
+    return ::recv(nFd, &c, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+}
+
+}  // namespace
+
+Sweeper::Sweeper(const WorkerShared& rShared)
+    : m_tShared(rShared),
+      m_tLimits(rShared.rLimits),
+      m_tRunner(rShared.rHandler) {
+    m_tLimits.nWriteTimeoutMs = 0;
+}
+
+void Sweeper::run() {
+    pollfd tStop{m_tShared.nStopFd, POLLIN, 0};
+    while (::poll(&tStop, 1, static_cast<int>(m_tLimits.nSweepIntervalMs)) <= 0)
+        sweep(monotonicMs());
+}
+
+void Sweeper::sweep(std::int64_t nNowMs) {
+    m_tShared.rAcceptor.resume(nNowMs);
+    m_tShared.rConnections.forEachWaiting([&](Connection& r) {
+        if (!isDue(r, nNowMs) || !r.tOwnership.claim()) return;
+        // It may have changed hands before the claim; and a request that has arrived is a request in flight.
+        if (isDue(r, nNowMs) && !(isIdleWhileDraining(r) && hasUnreadInput(r.nFd)))
+            end(r);
+        else
+            m_tShared.rConnections.putBack(r);
+    });
+}
+
+bool Sweeper::isDue(const Connection& r, std::int64_t nNowMs) const noexcept {
+    return nNowMs >= r.nDeadline.load(std::memory_order_relaxed) || isIdleWhileDraining(r);
+}
+
+bool Sweeper::isIdleWhileDraining(const Connection& r) const noexcept {
+    if (!m_tShared.rbDraining.load(std::memory_order_relaxed)) return false;
+    const EPhase ePhase = r.ePhase.load(std::memory_order_relaxed);
+    return ePhase == EPhase::kIdle || ePhase == EPhase::kFresh;
+}
+
+void Sweeper::end(Connection& r) noexcept {
+    try {
+        if (r.pInput) {
+            ClientSocket tSocket(r.nFd, m_tShared.nStopFd);
+            RequestContext tContext{*r.pInput, tSocket, r.tEnds, m_tLimits, m_tBuffers, m_tShared.rbDraining,
+                                    0};
+            m_tRunner.refuse(tContext, {408, "the request did not come in time"});
+        }
+    } catch (const std::exception& e) {
+        logText(kSevError, s_lsConnection, std::string("a slow client was not told: ") + e.what());
+    }
+    m_tShared.rConnections.close(r, false);
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "acceptor.h"
+#include "connectiontable.h"
+#include "requestcontext.h"
+#include "requestrunner.h"
+#include "worker.h"
+
+namespace webcontainer {
+
+/// One thread's work beside the workers': ends connections whose time is up, and while the server drains
+/// those that wait for nothing in particular; lets the acceptor go on after a pause.
+class Sweeper {
+public:
+    explicit Sweeper(const WorkerShared& rShared);
+    /// Returns when the shared descriptor says so.
+    void run();
+
+private:
+    void sweep(std::int64_t nNowMs);
+    bool isDue(const Connection& r, std::int64_t nNowMs) const noexcept;
+    bool isIdleWhileDraining(const Connection& r) const noexcept;
+    void end(Connection& r) noexcept;
+
+    const WorkerShared m_tShared;
+    Limits m_tLimits;  ///< with no patience for writing: the other connections must not wait
+    RequestRunner m_tRunner;
+    ResponseBuffers m_tBuffers;
+};
+
+}  // namespace webcontainer

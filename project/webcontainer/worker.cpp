@@ -1,0 +1,144 @@
+#include "worker.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <exception>
+
+#include "containerlog.h"
+
+namespace webcontainer {
+
+Worker::Worker(const WorkerShared& rShared)
+    : m_tShared(rShared),
+      m_tInput(rShared.rLimits, RequestInput::fullCapacity(rShared.rLimits)),
+      m_tRunner(rShared.rHandler) {}
+
+void Worker::run() {
+    for (;;) {
+        const int nFd = m_tShared.rPoller.wait();
+        if (nFd == m_tShared.nStopFd) return;
+        if (nFd == m_tShared.rAcceptor.getFd())
+            m_tShared.rAcceptor.acceptWaiting();
+        else if (Connection* const p = m_tShared.rConnections.claimForEvent(nFd))
+            serve(*p);
+    }
+}
+
+void Worker::serve(Connection& rConnection) {
+    for (;;) {
+        const Next tNext = advance(rConnection);
+        if (tNext.eKind != Next::kWait)
+            return m_tShared.rConnections.close(rConnection, tNext.eKind == Next::kAbort);
+        if (m_tShared.rConnections.park(rConnection, tNext.ePhase)) return;
+    }
+}
+
+/// Does what can be done for a connection now. Only memory can run out here; it costs the one connection.
+Worker::Next Worker::advance(Connection& rConnection) {
+    Next tNext{Next::kAbort};
+    try {
+        tNext = rConnection.ePhase == EPhase::kLinger
+                    ? discard(rConnection)
+                    : converse(rConnection, rConnection.pInput ? *rConnection.pInput : m_tInput);
+        stowInput(rConnection, tNext);
+    } catch (const std::exception& e) {
+        logText(kSevError, s_lsConnection, std::string("a connection was given up: ") + e.what());
+        tNext = {Next::kAbort};
+        m_tInput.clear();
+    }
+    return tNext;
+}
+
+Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd);
+    RequestContext tContext{
+        rInput, tSocket, rConnection.tEnds, m_tShared.rLimits, m_tBuffers, m_tShared.rbDraining, 0};
+    for (;;) {
+        const std::span<char> tRoom = rInput.room();
+        const Received tReceived = tSocket.receive(tRoom.data(), tRoom.size());
+        if (tReceived.eKind == EReceived::kEnd) return handleEnd(tContext, rConnection);
+        if (tReceived.eKind == EReceived::kNothingYet) return waitForMore(rInput);
+        rInput.commit(tReceived.nBytes);
+        Next tNext{Next::kWait};
+        if (!serveReceived(tContext, rConnection, tNext)) return tNext;
+        // A full read may have left more behind. After a request, others have their turn first.
+        const bool bServed = rConnection.ePhase == EPhase::kServing;
+        if (tReceived.nBytes < tRoom.size() || bServed) return waitForMore(rInput);
+    }
+}
+
+/// Runs every request that is ready. False: rNext says how the connection goes on.
+bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext) {
+    for (;;) {
+        switch (rContext.rInput.advance()) {
+            case RequestInput::EStatus::kNeedMore:
+                return true;
+            case RequestInput::EStatus::kRefused:
+                rNext = toNext(rConnection, m_tRunner.refuse(rContext, rContext.rInput.getRefusal()));
+                return false;
+            case RequestInput::EStatus::kReady:
+                break;
+        }
+        rConnection.ePhase.store(EPhase::kServing, std::memory_order_relaxed);
+        const EOutcome eOutcome = m_tRunner.run(rContext);
+        if (eOutcome != EOutcome::kKeep) {
+            rNext = toNext(rConnection, eOutcome);
+            return false;
+        }
+        rContext.rInput.next();
+    }
+}
+
+/// The client has ended its side.
+Worker::Next Worker::handleEnd(RequestContext& rContext, Connection& rConnection) {
+    if (!rContext.rInput.isHeadComplete()) return {Next::kClose};
+    return toNext(rConnection, m_tRunner.refuse(rContext, {400, "the body ended early"}));
+}
+
+Worker::Next Worker::toNext(Connection& rConnection, EOutcome eOutcome) {
+    if (eOutcome == EOutcome::kAbort) return {Next::kAbort};
+    if (eOutcome == EOutcome::kClose) return {Next::kClose};
+    ::shutdown(rConnection.nFd, SHUT_WR);
+    rConnection.nLingerLeft = m_tShared.rLimits.nLingerBytes;
+    return {Next::kWait, EPhase::kLinger};
+}
+
+Worker::Next Worker::waitForMore(const RequestInput& rInput) const {
+    if (rInput.isHeadComplete()) return {Next::kWait, EPhase::kBody};
+    if (!rInput.isEmpty()) return {Next::kWait, EPhase::kHead};
+    // A kept connection is of no use to a server that takes no further request.
+    if (m_tShared.rbDraining.load(std::memory_order_relaxed)) return {Next::kClose};
+    return {Next::kWait, EPhase::kIdle};
+}
+
+/// Drops what a client still sends after the last response (RFC 9112 section 9.6).
+Worker::Next Worker::discard(Connection& rConnection) {
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd);
+    const std::span<char> tRoom = m_tInput.room();
+    while (rConnection.nLingerLeft > 0) {
+        const std::size_t nMost = std::min(tRoom.size(), rConnection.nLingerLeft);
+        const Received tReceived = tSocket.receive(tRoom.data(), nMost);
+        if (tReceived.eKind == EReceived::kNothingYet) return {Next::kWait, EPhase::kLinger};
+        if (tReceived.eKind == EReceived::kEnd) break;
+        rConnection.nLingerLeft -= tReceived.nBytes;
+    }
+    return {Next::kClose};
+}
+
+/// Leaves this worker's input empty: an incomplete request goes with its connection.
+void Worker::stowInput(Connection& rConnection, const Next& rNext) {
+    const bool bIncomplete =
+        rNext.eKind == Next::kWait && (rNext.ePhase == EPhase::kHead || rNext.ePhase == EPhase::kBody);
+    if (!bIncomplete) {
+        rConnection.pInput.reset();
+        m_tInput.clear();
+    } else if (!rConnection.pInput) {
+        rConnection.pInput = m_tInput.detach();
+    } else if (rConnection.ePhase == EPhase::kServing) {
+        // It has served a request, and its storage may have grown for that one.
+        rConnection.pInput = rConnection.pInput->detach();
+    }
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <atomic>
+
+#include "acceptor.h"
+#include "connectiontable.h"
+#include "containerlimits.h"
+#include "poller.h"
+#include "requestcontext.h"
+#include "requesthandler.h"
+#include "requestrunner.h"
+
+namespace webcontainer {
+
+/// What all workers share; everything outlives them.
+struct WorkerShared {
+    Poller& rPoller;
+    ConnectionTable& rConnections;
+    Acceptor& rAcceptor;
+    RequestHandler& rHandler;
+    const Limits& rLimits;
+    const std::atomic<bool>& rbDraining;
+    int nStopFd;  ///< readable: workers return, and give up waiting for clients
+};
+
+/// One thread's work: waits for any connection that is ready, reads what has come, runs the requests that are
+/// complete, and puts the connection back. Waits for a single client only while that client's request runs.
+class Worker {
+public:
+    explicit Worker(const WorkerShared& rShared);
+    /// Returns when the shared descriptor says so.
+    void run();
+
+private:
+    /// What a connection is to do next: wait in one of the phases, or end.
+    struct Next {
+        enum EKind { kWait, kClose, kAbort } eKind;
+        EPhase ePhase = EPhase::kIdle;
+    };
+
+    void serve(Connection& rConnection);
+    Next advance(Connection& rConnection);
+    Next converse(Connection& rConnection, RequestInput& rInput);
+    bool serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext);
+    Next handleEnd(RequestContext& rContext, Connection& rConnection);
+    Next toNext(Connection& rConnection, EOutcome eOutcome);
+    Next waitForMore(const RequestInput& rInput) const;
+    Next discard(Connection& rConnection);
+    void stowInput(Connection& rConnection, const Next& rNext);
+
+    const WorkerShared m_tShared;
+    RequestInput m_tInput;  ///< empty between two connections
+    RequestRunner m_tRunner;
+    ResponseBuffers m_tBuffers;
+};
+
+}  // namespace webcontainer
