@@ -95,7 +95,7 @@ void sendAll(benchmark::State& rState, WriteT tWriteLine) {
         nUser += userSeconds() - nStart;
     }
     rState.counters["user_ms"] = nUser * 1000 / static_cast<double>(rState.iterations());
-    rState.SetBytesProcessed(static_cast<int64_t>(rState.iterations() * knTotal));
+    rState.SetBytesProcessed(rState.iterations() * static_cast<std::int64_t>(knTotal));
 }
 
 /// Both write nLines lines at a time.

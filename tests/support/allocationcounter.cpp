@@ -13,14 +13,26 @@ std::size_t AllocationCounter::getCount() const noexcept {
     return s_nAllocations - m_nStart;
 }
 
-// The replacements of [new.delete]; the array and nothrow forms call these two.
+// The replacements of [new.delete]. A sanitizer's own array forms would not come here by themselves.
 void* operator new(std::size_t nSize) {
     ++s_nAllocations;
     if (void* const p = std::malloc(nSize ? nSize : 1)) return p;
     throw std::bad_alloc();
 }
 
+void* operator new[](std::size_t nSize) {
+    return operator new(nSize);
+}
+
 void operator delete(void* p) noexcept {
+    std::free(p);
+}
+
+void operator delete[](void* p) noexcept {
+    std::free(p);
+}
+
+void operator delete[](void* p, std::size_t) noexcept {
     std::free(p);
 }
 

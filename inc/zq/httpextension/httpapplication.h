@@ -19,8 +19,8 @@ struct ZQ_EXPORT HttpApplicationRequest {
     NarrowRefString sQueryString;
     /// The body as raw bytes, when it has been read already: forms, XML, and bodies without a type.
     NarrowRefString sBody;
-    /// True: the body (a multipart upload, say) has not been read; take it from the stream with getFirstParam()
-    /// or ReadBinary().
+    /// True: the body (a multipart upload, say) has not been read; take it from the stream with
+    /// getFirstParam() or ReadBinary().
     bool bBodyInStream = false;
     /// The length in bytes of a SOAP body as the client declared it, or knUnknownLength.
     std::size_t nDeclaredLength = 0;
@@ -29,10 +29,10 @@ struct ZQ_EXPORT HttpApplicationRequest {
     Handle<const CharacterSet> hParameterCharset;
 };
 
-/// An application: one object, made by its library's factory, called on many threads at once. Each call is one
-/// request; what it returns becomes the status of an error, or leaves the status that the application set
-/// when it is kOK. An exception that leaves a call ends the request with an error page or, when headers are out
-/// already, with an aborted connection; http::MaliciousInputException becomes a 403.
+/// An application: one object, made by its library's factory, called on many threads at once. Each call is
+/// one request; what it returns becomes the status of an error, or leaves the status that the application set
+/// when it is kOK. An exception that leaves a call ends the request with an error page or, when headers are
+/// out already, with an aborted connection; http::MaliciousInputException becomes a 403.
 class ZQ_EXPORT HttpApplication : public HostAllocated, public HttpRequestStatus {
 public:
     virtual ~HttpApplication() = default;
@@ -54,10 +54,12 @@ protected:
 
 /// The C factory that an application's library exports; the caller deletes what it returns. Null or an
 /// exception: the application cannot start.
-extern "C" using HttpApplicationFactory = HttpApplication*();
+extern "C" using HttpApplicationFactory = HttpApplication * ();
 #define ZQ_HTTP_APPLICATION_FACTORY "zqCreateHttpApplication"
 
 /// Defines the factory, once in an application's library: ZQ_HTTP_APPLICATION(MyApplication).
-#define ZQ_HTTP_APPLICATION(ApplicationClass)                                    \
-    extern "C" ZQ_EXPORT HttpApplication* zqCreateHttpApplication();             \
-    extern "C" HttpApplication* zqCreateHttpApplication() { return new ApplicationClass; }
+#define ZQ_HTTP_APPLICATION(ApplicationClass)                        \
+    extern "C" ZQ_EXPORT HttpApplication* zqCreateHttpApplication(); \
+    extern "C" HttpApplication* zqCreateHttpApplication() {          \
+        return new ApplicationClass;                                 \
+    }

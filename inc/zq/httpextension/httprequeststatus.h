@@ -5,7 +5,7 @@
 /// What became of a request, as an application reports it; a base class, so that applications and extensions
 /// have the names at hand.
 struct ZQ_EXPORT HttpRequestStatus {
-    enum EStatus {
+    enum EStatus : int {
         kOK = 0,                ///< answered: the status that the application set stands (200 if none)
         kParamRequired = 1,     ///< 400
         kBadParamCount = 2,     ///< 400

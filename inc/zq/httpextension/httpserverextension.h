@@ -24,7 +24,8 @@ public:
     /// pQueryString: the query, never null.
     virtual EStatus processGET(ZQHttpStream& rStream, char* pQueryString);
     /// pBody: nLength bytes and a NUL, or null when the application is to read the body from the stream.
-    virtual EStatus processPOST(ZQHttpStream& rStream, char* pQueryString, char* pBody, unsigned long nLength);
+    virtual EStatus processPOST(ZQHttpStream& rStream, char* pQueryString, char* pBody,
+                                unsigned long nLength);
     /// nLength: the declared length of the body, which is in the stream; all bits set when none was declared.
     virtual EStatus processSOAP(ZQHttpStream& rStream, char* pQueryString, unsigned long nLength);
     /// Both of the first two, once the character set of their parameters is known; null means UTF-8.

@@ -2,7 +2,8 @@
 
 #include "zq/httpextension/httpapplication.h"
 
-/// What the host gives an extension to start with. Extensions hand it to their base and look at nothing in it.
+/// What the host gives an extension to start with. Extensions hand it to their base and look at nothing in
+/// it.
 class ZQ_EXPORT HttpServerInitContext {
 public:
     /// The application must outlive the extension.

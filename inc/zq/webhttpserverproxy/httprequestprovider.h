@@ -39,20 +39,20 @@ public:
 
     /// Copies the server variable pName (NUL-terminated) to pBuffer. rSize: bytes available on entry.
     /// Greater than 0: copied, rSize is its length (no terminator). 0: too small, nothing is copied, rSize is
-    /// the number of bytes needed; never the answer to a buffer that is large enough. Less than 0: there is no
-    /// such variable. "URL" is the path of the request target.
+    /// the number of bytes needed; never the answer to a buffer that is large enough. Less than 0: there is
+    /// no such variable. "URL" is the path of the request target.
     virtual int getServerVariable(const char* pName, char* pBuffer, std::size_t& rSize) = 0;
 
     /// Starts an enumeration of the request headers and copies the first one: its name to pName and its value
     /// to pValue, without terminators. rNameSize and rValueSize: bytes available on entry.
     /// Greater than 0: copied, the sizes are the lengths, and rCursor lets getNextHeader() go on behind it.
-    /// 0: a buffer is too small; the size that did not suffice is now the number of bytes needed, and the same
-    /// call is repeated with more room; never the answer to buffers that are large enough.
-    /// Less than 0: there is no header, or no more can be had.
+    /// 0: a buffer is too small; the size that did not suffice is now the number of bytes needed, and the
+    /// same call is repeated with more room; never the answer to buffers that are large enough. Less than 0:
+    /// there is no header, or no more can be had.
     virtual int getFirstHeader(hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
                                std::size_t& rValueSize) = 0;
-    /// Copies the header behind the last one delivered; arguments and result as for getFirstHeader(). A 0 does
-    /// not advance the enumeration.
+    /// Copies the header behind the last one delivered; arguments and result as for getFirstHeader(). A 0
+    /// does not advance the enumeration.
     virtual int getNextHeader(hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
                               std::size_t& rValueSize) = 0;
     /// Ends an enumeration early. The module never does: an enumeration must not hold anything that the

@@ -14,12 +14,12 @@ namespace kiv {
 /// first flush exactly one of setStatusCode() and setErrorStatusCode(), perhaps setContentLength(), the
 /// response's own headers, then commitHeaders(), once; then any number of writeToBody(); endResponse() last,
 /// once. After the first result other than kRCOK the module makes no further call, except that resetting the
-/// headers still calls clearHeaders(). An exception may leave processRequest() at any point, in which case the
-/// calls simply stop.
+/// headers still calls clearHeaders(). An exception may leave processRequest() at any point, in which case
+/// the calls simply stop.
 class ZQ_EXPORT HttpResponseProvider {
 public:
-    /// What became of bytes that were to be transmitted.
-    enum EResponseCode {
+    /// What became of bytes that were to be transmitted. A value without a name counts as kRCError.
+    enum EResponseCode : int {
         kRCOK = 0,
         kRCClientDead = 1,       ///< the client is gone
         kRCError = 2,            ///< the front end failed

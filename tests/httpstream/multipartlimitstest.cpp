@@ -1,0 +1,46 @@
+#include "zq/httpstream/multipartlimits.h"
+
+#include <gmock/gmock.h>
+
+#include "support/asserttext.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+ConfigReader configured(std::string_view sToml) {
+    return ConfigReader(ConfigReaderInstance::fromText(sToml, "test.toml"));
+}
+
+TEST(MultipartLimitsTest, AreReadFromTheConfigurationOnce) {
+    MultipartLimits tLimits;
+    EXPECT_TRUE(
+        tLimits.loadConfig(configured("[Multipart]\nMaxHeaderBytesPerPart = 32768\nMaxHeadersPerPart = 1\n"
+                                      "MaxParts = 2147483647"),
+                           kConfigInitialize));
+    EXPECT_EQ(tLimits.getValues().nMaxHeaderBytesPerPart, 32768U);
+    EXPECT_EQ(tLimits.getValues().nMaxHeadersPerPart, 1U);
+    EXPECT_EQ(tLimits.getValues().nMaxParts, 2147483647U);
+}
+
+TEST(MultipartLimitsTest, RefuseValuesThatCannotWork) {
+    MultipartLimits tLimits;
+    for (const auto& [sToml, sMessage] : {
+             std::pair{"MaxHeaderBytesPerPart = 32769",
+                       "\"Multipart/MaxHeaderBytesPerPart\" cannot be used: write a number from 1 to 32768"},
+             std::pair{"MaxHeaderBytesPerPart = 7\nMaxHeadersPerPart = 0",
+                       "\"Multipart/MaxHeadersPerPart\" cannot be used: write a number from 1 to 2147483647"},
+             std::pair{"MaxHeaderBytesPerPart = 7\nMaxParts = 2147483648",
+                       "\"Multipart/MaxParts\" cannot be used: write a number from 1 to 2147483647"},
+         }) {
+        try {
+            tLimits.loadConfig(configured("[Multipart]\n" + std::string(sToml)), kConfigInitialize);
+            ADD_FAILURE() << sToml;
+        } catch (const ConfigError& e) {
+            EXPECT_THAT(test::narrow(e.getMessageText()), HasSubstr(sMessage));
+        }
+        EXPECT_EQ(tLimits.getValues(), MultipartLimits::Values());
+    }
+}
+
+}  // namespace

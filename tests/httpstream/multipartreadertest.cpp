@@ -1,0 +1,241 @@
+#include "zq/httpstream/multipartreader.h"
+
+#include <gmock/gmock.h>
+#include <rapidcheck/gtest.h>
+
+#include "support/multipartbody.h"
+
+namespace {
+
+using test::knWhole;
+using test::MultipartOutcome;
+using test::PiecewiseInput;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+MultipartOutcome read(std::string_view sBody, const ZQWString& sBoundary, std::vector<std::size_t> tPieces,
+                      std::size_t nReadSize = 512, const MultipartLimits::Values& rLimits = {}) {
+    return test::readMultipart(Handle<InputStream>(new PiecewiseInput(sBody, std::move(tPieces))), sBoundary,
+                               nReadSize, rLimits);
+}
+
+struct BodyCase {
+    const char* pName;
+    std::string sBody;  ///< boundary "b"
+    std::string sExpected;
+};
+
+const std::string s_ksPadding256(256, ' ');
+
+const BodyCase s_tBodies[] = {
+    {"twoParts", "--b\r\nH: 1\r\n\r\nhi\r\n--b\r\nH: 2\r\n\r\n\r\nho\r\n\r\n--b--\r\n",
+     "{H=1}hi;{H=2}\r\nho\r\n;"},
+    {"emptyContentAndNoHeaders", "--b\r\n\r\n\r\n--b\r\n\r\n--b\r\nH:\r\n\r\n\r\n--b--", "{};{};{H=};"},
+    {"preambleAndEpilogue", "x--b\r\n--bx\r\n\r\n--b\r\n\r\nhi\r\n--b--\r\n\r\n--b\r\n\r\nno\r\n--b--",
+     "{}hi;"},
+    {"paddedDelimiters", "--b \t\r\n\r\nhi\r\n--b" + s_ksPadding256 + "\r\n\r\nho\r\n--b-- \r\n",
+     "{}hi;{}ho;"},
+    {"paddedTooFar", "--b\r\n\r\nhi\r\n--b" + s_ksPadding256 + "\t\r\n--b--",
+     "{}hi\r\n--b" + s_ksPadding256 + "\t;"},
+    {"bareLineFeeds", "--b\nH: 1\n\nh\ni\n--b\nI: 2\n\n\n--b--\n", "{H=1}h\ni;{I=2};"},
+    {"lineEndsInContent", "--b\r\n\r\n\r\n\r\r\r\n\n\r\r\n--b--", "{}\r\n\r\r\r\n\n\r;"},
+    {"longerBoundaryNested", "--b\r\n\r\n--ba\r\n\r\nx\r\n--ba--\r\n--b--b\r\n--b--",
+     "{}--ba\r\n\r\nx\r\n--ba--\r\n--b--b;"},
+    {"nearBoundaries", "--b\r\n\r\n\r\n-b\r\n--\r\n--b-\r\n--b-- x\r\n--b \rx\n\r--b\r\n--b--",
+     "{}\r\n-b\r\n--\r\n--b-\r\n--b-- x\r\n--b \rx\n\r--b;"},
+    {"noClosingDelimiter", "--b\r\n\r\nhi\r\n--b\r\n", "{}hi;"},
+    {"cutBehindBoundary", "--b\r\n\r\nhi\r\n--b \r", "{}hi\r\n--b ;!The multipart body ended inside part 1."},
+    {"noEmptyLine", "--b\r\nH: 1\r\n--b\r\n--b\r\nI: 2\r\n\r\nhi\r\n--b--", "{H=1};{I=2}hi;"},
+    {"noParts", "--b--\r\n\r\n--b\r\n\r\nhi\r\n--b--", ""},
+    {"noDelimiter", "hi\r\n--", ""},
+    {"nothing", "", ""},
+    {"headers",
+     "--b\r\ncontent-DISPOSITION :form-data; \r\n\tname=x\r\n  ;a \r\nCONTENT-type:\ttext/plain \r\nOther: "
+     "a:b\r\n"
+     "no colon\r\nContent-Type: later\r\n: no name\r\n\r\n--b--",
+     "{=no name|Content-Disposition=form-data; \tname=x  ;a|Content-Type=text/plain|Other=a:b};"},
+    {"cutInContent", "--b\r\n\r\nhi\r\n--b\r\n\r\nho\r\n--",
+     "{}hi;{}ho;!The multipart body ended inside part 2."},
+    {"cutInClosingDelimiter", "--b\r\n\r\nhi\r\n--b-",
+     "{}hi\r\n--b-;!The multipart body ended inside part 1."},
+    {"cutBeforeContent", "--b\r\n\r\n", "{};!The multipart body ended inside part 1."},
+    {"cutInHeaders", "--b\r\n\r\nhi\r\n--b\r\nH: 1", "{}hi;!The multipart body ended inside part 2."},
+};
+
+class MultipartBodies : public testing::TestWithParam<BodyCase> {};
+INSTANTIATE_TEST_SUITE_P(, MultipartBodies, testing::ValuesIn(s_tBodies),
+                         [](const auto& rInfo) { return std::string(rInfo.param.pName); });
+
+TEST_P(MultipartBodies, AreReadAlikeHoweverTheyComeIn) {
+    const auto& [pName, sBody, sExpected] = GetParam();
+    for (const std::size_t nReadSize : {1U, 2U, 512U}) {
+        EXPECT_EQ(read(sBody, L"b", {knWhole}, nReadSize).describe(), sExpected);
+        EXPECT_EQ(read(sBody, L"b", {1}, nReadSize).describe(), sExpected);
+        for (std::size_t nSplit = 1; nSplit < sBody.size(); ++nSplit)
+            EXPECT_EQ(read(sBody, L"b", {nSplit, knWhole}, nReadSize).describe(), sExpected) << nSplit;
+    }
+}
+
+TEST_P(MultipartBodies, NeverLookWholeWhenCut) {
+    const std::string& sBody = GetParam().sBody;
+    const MultipartOutcome tWhole = read(sBody, L"b", {knWhole});
+    for (std::size_t nCut = 0; nCut < sBody.size(); ++nCut) {
+        const std::string sCut = sBody.substr(0, nCut);
+        // Behind what looks like the closing delimiter, nobody can tell.
+        if (sCut.substr(0, sCut.find_last_not_of(" \r") + 1).ends_with("--b--")) continue;
+        MultipartOutcome tCut = read(sCut, L"b", {knWhole});
+        if (!tCut.sError.empty() && !tCut.tContents.empty()) tCut.tContents.pop_back();
+        ASSERT_LE(tCut.tContents.size(), tWhole.tContents.size()) << nCut;
+        EXPECT_TRUE(std::equal(tCut.tContents.begin(), tCut.tContents.end(), tWhole.tContents.begin()))
+            << nCut;
+    }
+}
+
+/// Fails once, at the n-th read.
+class InputThatFails final : public PiecewiseInput {
+public:
+    InputThatFails(std::string_view sBytes, std::size_t nFailing)
+        : PiecewiseInput(sBytes, {3}),
+          m_nLeft(nFailing) {}
+    struct Failure {};
+
+private:
+    std::size_t readBytesImpl(void* pBuffer, std::size_t nSize) override {
+        if (m_nLeft-- == 0) throw Failure();
+        return PiecewiseInput::readBytesImpl(pBuffer, nSize);
+    }
+    std::size_t m_nLeft;
+};
+
+TEST_P(MultipartBodies, GoOnAfterAFailureOfTheInput) {
+    const std::string& sBody = GetParam().sBody;
+    const MultipartOutcome tWhole = read(sBody, L"b", {knWhole});
+    for (std::size_t nFailing = 0; nFailing <= sBody.size() / 3; ++nFailing) {
+        const test::QuietExceptions tQuiet;
+        MultipartReader tReader(Handle<InputStream>(new InputThatFails(sBody, nFailing)), L"b", {});
+        MultipartOutcome tOutcome;
+        const auto repeat = [&](auto fOperation) -> std::size_t {
+            try {
+                return fOperation();
+            } catch (const InputThatFails::Failure&) {
+                return fOperation();
+            }
+        };
+        try {
+            HeadersN tHeaders;
+            while (repeat([&] { return tReader.nextPart(tHeaders); }) != MultipartReader::knNoPart) {
+                tOutcome.tHeaders.push_back(tHeaders);
+                std::string& rsContent = tOutcome.tContents.emplace_back();
+                for (char c; repeat([&] { return tReader.readPart(&c, 1); }) != 0;)
+                    rsContent += c;
+            }
+        } catch (const MultipartError& e) {
+            tOutcome.sError = test::narrow(e.getMessageText());
+        }
+        EXPECT_EQ(tOutcome.describe(), tWhole.describe()) << nFailing;
+    }
+}
+
+TEST(MultipartReaderTest, SkipsWhatIsNotReadAndStaysAtTheEnd) {
+    const std::string sBody =
+        "--b\r\n\r\n" + std::string(200'000, 'x') + "\r\n--b\r\nH: 1\r\n\r\nhi\r\n--b--\r\n\r\n--b\r\n\r\n";
+    MultipartReader tReader(Handle<InputStream>(new PiecewiseInput(sBody)), L"b");
+    HeadersN tHeaders;
+    char tBuffer[8];
+    EXPECT_EQ(tReader.readPart(tBuffer, sizeof tBuffer), 0U);
+    EXPECT_EQ(tReader.nextPart(tHeaders), 0U);
+    EXPECT_EQ(tReader.readPart(tBuffer, 0), 0U);
+    EXPECT_EQ(tReader.readPart(tBuffer, 5), 5U);
+    EXPECT_EQ(tReader.nextPart(tHeaders), 1U);
+    EXPECT_EQ(tHeaders, (HeadersN{{"H", "1"}}));
+    for (int n = 0; n < 2; ++n) {
+        EXPECT_EQ(tReader.nextPart(tHeaders), MultipartReader::knNoPart);
+        EXPECT_TRUE(tHeaders.empty());
+        EXPECT_EQ(tReader.readPart(tBuffer, sizeof tBuffer), 0U);
+    }
+}
+
+TEST(MultipartReaderTest, TakesTheLowBytesOfUsableBoundaries) {
+    EXPECT_EQ(read("--\xE9\r\n\r\nhi\r\n--\xE9--", L"\xE9", {knWhole}).describe(), "{}hi;");
+    EXPECT_EQ(read("--\r\n\r\nhi\r\n----", L"", {knWhole}).describe(), "");
+    EXPECT_EQ(read("--a\nb\n\nhi\n--a\nb--", L"a\nb", {knWhole}).describe(), "");
+    const std::wstring sLongest(250, L'b');
+    const std::string sBody = "--" + std::string(250, 'b') + "\n\nhi\n--" + std::string(250, 'b') + "--";
+    EXPECT_EQ(read(sBody, ZQWString(sLongest), {1}).describe(), "{}hi;");
+    EXPECT_THROW(read(sBody, ZQWString(sLongest + L"b"), {1}), MultipartBoundaryTooLong);
+}
+
+TEST(MultipartReaderTest, EnforcesEachLimitExactly) {
+    const std::string sTwoHeaders = "--b\r\nH: 1\r\nI: 2\r\n\r\nhi\r\n", sClosing = "--b--";
+    const MultipartLimits::Values tExact{14, 2, 2};
+    const std::string sExact = sTwoHeaders + sTwoHeaders;
+    const std::pair<std::string, std::string> tCases[] = {
+        {sExact, ""},
+        {sExact + "--b\r\n\r\n\r\n", "The multipart body has more than 2 parts."},
+        {sTwoHeaders + "--b\r\nH: 12345678\r\n\r\n\r\n",
+         "Part 2 of the multipart body has more than 14 bytes of headers."},
+        {"--b\r\nnever ends its line", "Part 1 of the multipart body has more than 14 bytes of headers."},
+        {"--b\r\nA:1\nB:2\nC:3\n\n\r\n", "Part 1 of the multipart body has more than 2 headers."},
+    };
+    for (const auto& [sBody, sError] : tCases)
+        for (const std::size_t nPiece : {std::size_t{1}, knWhole})
+            EXPECT_EQ(read(sBody + sClosing, L"b", {nPiece}, 512, tExact).sError, sError);
+}
+
+TEST(MultipartReaderTest, RepeatsAnErrorInTheBody) {
+    const std::string sBody = "--b\r\nA: 1\r\nB: 2\r\n\r\nhi\r\n--b--";
+    MultipartReader tReader(Handle<InputStream>(new PiecewiseInput(sBody)), L"b", {100, 1, 1});
+    HeadersN tHeaders;
+    for (int n = 0; n < 2; ++n)
+        EXPECT_THROW(tReader.nextPart(tHeaders), MultipartHeaderCountExceeded);
+}
+
+// The delimiter straddles the end of the reader's buffer in every way, among content that looks like it.
+TEST(MultipartReaderTest, FindsDelimitersAtTheEndOfItsBuffer) {
+    const std::string sNear = "\r\n--be";
+    std::string sContent;
+    while (sContent.size() < 131'000)
+        sContent += sNear;
+    for (std::size_t nSize = 65'500; nSize < 65'550; ++nSize)
+        for (const std::size_t nPiece : {std::size_t{1500}, knWhole}) {
+            sContent.resize(nSize + (nSize % 2) * 65'536);
+            const std::string sBody =
+                "--bd\r\n\r\n" + sContent + "\r\n--bd\r\n\r\n" + sContent + "\r\n--bd--";
+            const MultipartOutcome tOutcome = read(sBody, L"bd", {nPiece}, 100'000);
+            ASSERT_EQ(tOutcome.sError, "") << nSize;
+            EXPECT_TRUE(tOutcome.tContents == std::vector<std::string>(2, sContent)) << nSize;
+        }
+}
+
+// Anything worse than linear would not come to an end here.
+TEST(MultipartReaderTest, TakesTimeInProportionToTheBody) {
+    constexpr std::size_t knNearBoundaries = 1'000'000, knParts = 100'000;
+    std::string sContent, sParts;
+    for (std::size_t n = 0; n < knNearBoundaries; ++n)
+        sContent += "\n--b  x";
+    for (std::size_t n = 0; n < knParts; ++n)
+        sParts += "--b\r\n\r\nx\r\n";
+    const std::string sNear = "--b\r\n\r\n" + sContent + "\r\n--b--";
+    EXPECT_TRUE(read(sNear, L"b", {1}).tContents == std::vector<std::string>{sContent});
+    EXPECT_EQ(read(sParts + "--b--", L"b", {1}, 512, {8192, 32, knParts}).tContents.size(), knParts);
+}
+
+RC_GTEST_PROP(MultipartReaderTest, GivesBackWhatWasPutTogether, ()) {
+    const auto tBytes = rc::gen::container<std::string>(rc::gen::elementOf(std::string("\r\n--bcx \t")));
+    auto tContents = *rc::gen::container<std::vector<std::string>>(tBytes);
+    std::string sBody = *tBytes + "\r\n";
+    // No client chooses a boundary that its content has at the beginning of a line.
+    for (const std::string& sContent : tContents)
+        RC_PRE(("\n" + sContent).find("\n--bcx") == std::string::npos && !sContent.ends_with('\r'));
+    RC_PRE(("\n" + sBody).find("\n--bcx") == std::string::npos);
+    for (const std::string& sContent : tContents)
+        sBody += "--bcx\r\nH: 1\r\n\r\n" + sContent + "\r\n";
+    sBody += "--bcx--";
+    auto tPieces = *rc::gen::nonEmpty(
+        rc::gen::container<std::vector<std::size_t>>(rc::gen::inRange<std::size_t>(1, 40)));
+    const auto tOutcome = read(sBody, L"bcx", tPieces, *rc::gen::inRange<std::size_t>(1, 40));
+    RC_ASSERT(tOutcome.sError == "");
+    RC_ASSERT(tOutcome.tContents == tContents);
+}
+
+}  // namespace
