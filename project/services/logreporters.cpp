@@ -1,7 +1,13 @@
+#include <cxxabi.h>
+
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
 
 #include "logline.h"
 #include "zq/foundation/assertion.h"
+#include "zq/foundation/encodingutf8.h"
 #include "zq/foundation/exception.h"
 #include "zq/services/logger.h"
 
@@ -28,10 +34,24 @@ void report(ELogSeverity eSeverity, const LogSourceHandle& hSource, std::wstring
         printToStandardError({eSeverity, hSource.getSource()->getName(), sText, rLocation});
 }
 
+/// The name of an exception's class without its namespaces: "ClientDead".
+std::string className(const Exception& rException) {
+    int nStatus = 0;
+    const std::unique_ptr<char, decltype(&std::free)> pName(
+        abi::__cxa_demangle(typeid(rException).name(), nullptr, nullptr, &nStatus), &std::free);
+    const std::string_view sName = nStatus == 0 ? pName.get() : typeid(rException).name();
+    const std::size_t nScope = sName.rfind("::");
+    return std::string(nScope == sName.npos ? sName : sName.substr(nScope + 2));
+}
+
 /// A warning: whoever catches the exception decides whether it was an error.
 void reportException(const Exception& rException) noexcept {
     try {
-        report(kSevWarning, s_lsExceptions, rException.getMessageText(),
+        StringBuffer tText;
+        N2WEncodingUTF8().encode(tText, className(rException));
+        tText.append(std::wstring_view(L": "));
+        tText.append(rException.getMessageText().view());
+        report(kSevWarning, s_lsExceptions, tText.view(),
                {rException.getThrowFile(), rException.getThrowLine()});
     } catch (const std::exception&) {
         // No memory for the text; the exception itself goes its way.
