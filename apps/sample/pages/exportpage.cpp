@@ -10,7 +10,7 @@ namespace sample {
 
 namespace {
 
-constexpr std::size_t knChunkSize = 64 * 1024;
+constexpr std::size_t knChunkSize = std::size_t{64} * 1024;
 constexpr std::size_t knChunksPerGiB = (std::size_t{1} << 30) / knChunkSize;
 /// Four digits are enough for anybody's disk, and keep the number of chunks far from wrapping.
 constexpr std::size_t knMostDigits = 4;
