@@ -144,12 +144,4 @@ TEST(CharacterSet, RefusesLabelsThatNameNothing) {
         EXPECT_THROW(CharacterSet::find(sLabel), CharacterSet::UnknownCharset) << narrow(sLabel);
 }
 
-TEST(CharacterSet, NullIsNoCharset) {
-    NarrowStringBuffer tBytes;
-    EXPECT_THROW(TextEncoder(Handle<const CharacterSet>()).encode(tBytes, L"a"), InvalidHandleException);
-    StringBuffer tText;
-    EXPECT_THROW(UniversalTranscoding(Handle<const CharacterSet>()).decode(tText, "a"),
-                 InvalidHandleException);
-}
-
 }  // namespace

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "support/asserttext.h"
-#include "zq/foundation/assertion.h"
 #include "zq/foundation/characterset.h"
 #include "zq/foundation/exception.h"
 #include "zq/foundation/inputstream.h"
@@ -69,21 +68,6 @@ TEST(Exception, PrethrowNotesThePlaceAndReportsOnDemand) {
     }
     Exception::setPrethrowReporter(pBefore);
     EXPECT_EQ(s_tReported, std::vector<std::string>{"file.cpp:34"});
-}
-
-TEST(Assertion, ReportsAndGoesOn) {
-    s_tReported.clear();
-    const auto pBefore = debug_tools::Assertion::setReporter(
-        [](int nType, const wchar_t* pExpression, const wchar_t*, int nLine) noexcept {
-            s_tReported.push_back(std::to_string(nType) + narrow(pExpression) + std::to_string(nLine));
-        });
-    debug_tools::Assertion::handleFailure(1, L"m_pT", L"file.cpp", 5);
-    debug_tools::Assertion::setReporter(nullptr);
-    testing::internal::CaptureStderr();
-    debug_tools::Assertion::handleFailure(1, L"m_pT", L"file.cpp", 6);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "assertion failed: m_pT (file.cpp:6)\n");
-    debug_tools::Assertion::setReporter(pBefore);
-    EXPECT_EQ(s_tReported, std::vector<std::string>{"1m_pT5"});
 }
 
 }  // namespace

@@ -42,16 +42,6 @@ TEST(FormatMessage, FillsInserts) {
         EXPECT_EQ(formatted(r.pMessage, {GDString(L"one %2"), GDUInteger(10485760)}), r.pResult);
 }
 
-TEST(FormatMessage, ShowsBytesInTheLargestUnitThatDividesThem) {
-    struct {
-        std::uint64_t n;
-        const char* pResult;
-    } const kpCases[] = {{0, "0 bytes"},       {1023, "1023 bytes"},  {1024, "1 KiB"},
-                         {1536, "1536 bytes"}, {5ull << 40, "5 TiB"}, {1ull << 50, "1024 TiB"}};
-    for (const auto& r : kpCases)
-        EXPECT_EQ(formatted(L"%{bytes:1}", {GDUInteger(r.n)}), r.pResult);
-}
-
 TEST(MessageFormatterTagRegistrar, TakesTagsUntilThePeriodEnds) {
     const auto fShout = [](WideStringBufferBase& r, const GDValue& rValue) {
         rValue.appendTo(r);
@@ -140,19 +130,6 @@ TEST_F(MessageFiles, AreLookedUpWhileOthersAreRegistered) {
         EXPECT_EQ(load("more" + std::to_string(n) + ".xml", "<messages/>"), "");
     for (std::thread& rThread : tThreads)
         rThread.join();
-}
-
-TEST(LibLoaded, ListsWhatLivesInTheOrderOfLoading) {
-    using debug_tools::LibLoaded;
-    const LibLoaded tFirst("first", "1");
-    {
-        const LibLoaded tSecond("second", "2");
-        const auto tList = LibLoaded::list();
-        ASSERT_EQ(tList.size(), 2u);
-        EXPECT_EQ(tList[0].sName + tList[0].sVersion, "first1");
-        EXPECT_EQ(tList[1].sName + tList[1].sVersion, "second2");
-    }
-    EXPECT_EQ(LibLoaded::list().size(), 1u);
 }
 
 }  // namespace

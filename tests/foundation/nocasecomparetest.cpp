@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
-#include <rapidcheck/gtest.h>
 
-#include <map>
 #include <string>
 
 #include "zq/foundation/nocasecompareless.h"
@@ -32,24 +30,6 @@ TEST(CompareNoCase, IgnoresCaseAsUnicodeFoldsIt) {
         EXPECT_EQ(compareNoCase(r.a, r.b), r.nOrder) << testing::PrintToString(r.a);
         EXPECT_EQ(compareNoCase(r.b, r.a), -r.nOrder) << testing::PrintToString(r.a);
     }
-}
-
-RC_GTEST_PROP(CompareNoCase, IsAnOrder, ()) {
-    const auto tText =
-        rc::gen::container<std::wstring>(rc::gen::element<wchar_t>('a', 'A', 'b', '_', -23, 0xE4, 0xC4));
-    const std::wstring a = *tText, b = *tText, c = *tText;
-    RC_ASSERT(compareNoCase(a, b) == -compareNoCase(b, a));
-    RC_ASSERT(compareNoCase(a, b) > 0 || compareNoCase(b, c) > 0 || compareNoCase(a, c) <= 0);
-}
-
-TEST(NoCaseCompareLess, FindsByViewAndKeepsInsertionOrder) {
-    std::multimap<ZQWString, int, NoCaseCompareLess> tMap;
-    tMap.emplace(ZQWString(L"Cookie"), 1);
-    tMap.emplace(ZQWString(L"COOKIE"), 2);
-    tMap.emplace(ZQWString(L"Cookies"), 3);
-    const auto [itFirst, itEnd] = tMap.equal_range(std::wstring_view(L"cookie"));
-    ASSERT_EQ(std::distance(itFirst, itEnd), 2);
-    EXPECT_EQ(itFirst->second, 1);
 }
 
 TEST(PosixStrSupport, ComparesAtMostN) {

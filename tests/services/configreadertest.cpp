@@ -112,14 +112,10 @@ TEST(ConfigReader, RefusesEveryOtherMismatch) {
 }
 
 TEST(ConfigReader, NamesThePlaceOfASyntaxError) {
-    const test::TemporaryDirectory tDirectory;
-    for (const char* pToml : {"a = 1\nb = = 2\n", "a = 1\na = 2", "a = \"\xFF\"", "[t", "a = \"open\n"}) {
-        const std::string sPath = tDirectory.write("broken.toml", pToml);
-        const std::string sError = errorOf([&] { ConfigReaderInstance::fromFile(sPath); });
-        EXPECT_TRUE(sError.starts_with(sPath + (pToml[1] == ' ' && pToml[6] == 'b' ? ":2:5: " : ":")))
-            << sError;
-        EXPECT_GT(sError.size(), sPath.size() + 15) << sError;
-    }
+    EXPECT_TRUE(
+        errorOf([] { reader("a = 1\nb = = 2\n"); }).starts_with("test.toml:2:5: Error while parsing"));
+    for (const char* pToml : {"a = 1\na = 2", "a = \"\xFF\"", "[t", "a = \"open\n"})
+        EXPECT_TRUE(errorOf([&] { reader(pToml); }).starts_with("test.toml:")) << pToml;
 }
 
 TEST(ConfigReader, SaysWhyAFileCannotBeRead) {
@@ -128,15 +124,6 @@ TEST(ConfigReader, SaysWhyAFileCannotBeRead) {
               tDirectory.path("none.toml") + ": the file cannot be read: No such file or directory");
     EXPECT_EQ(errorOf([&] { ConfigReaderInstance::fromFile(tDirectory.path()); }),
               tDirectory.path() + ": the file cannot be read: Is a directory");
-    const std::string sBig = "a = 1\n#" + std::string(100000, 'x') + "\nb = 2\n";
-    const ConfigReader tBig(ConfigReaderInstance::fromFile(tDirectory.write("big.toml", sBig)));
-    EXPECT_EQ(tBig.getConfigValue(L"b", 0u), 2u);
-}
-
-TEST(ConfigReader, IsNothingWithoutAnInstance) {
-    EXPECT_TRUE(ConfigReader::getGlobalInstance().isNull());
-    EXPECT_THROW(ConfigReader(ConfigReader::getGlobalInstance()).getConfigValue(L"a", 1u),
-                 InvalidHandleException);
 }
 
 }  // namespace
