@@ -1,9 +1,10 @@
 #include "zq/foundation/textencoder.h"
 
 #include <unicode/ucnv.h>
-#include <unicode/ucnv_err.h>
+#include <unicode/ucnv_cb.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "icuconverter.h"
 #include "zq/foundation/encodingutf8.h"
@@ -35,6 +36,24 @@ void encodeUtf16(NarrowStringBufferBase& rBuffer, std::wstring_view s, std::size
         }
         rBuffer.commitAppendBuffer(static_cast<std::size_t>(pEnd - tUnits) * 2);
     }
+}
+
+/// Writes a character that the character set lacks as a numeric character reference. ICU's own callback for
+/// that drops joiners and other characters that are invisible themselves, and with them what they do to
+/// others.
+void writeReference(const void*, UConverterFromUnicodeArgs* pArguments, const char16_t*, std::int32_t,
+                    UChar32 nCodePoint, UConverterCallbackReason eReason, UErrorCode* pError) {
+    if (eReason > UCNV_IRREGULAR) return;  // not about a character
+    char16_t tText[] = u"&#1114111;";
+    const char16_t* const pEnd = tText + std::size(tText) - 1;
+    char16_t* pStart = tText + std::size(tText) - 2;  // where the semicolon stands
+    for (UChar32 n = nCodePoint; n != 0; n /= 10)
+        *--pStart = static_cast<char16_t>(u'0' + n % 10);
+    *--pStart = u'#';
+    *--pStart = u'&';
+    const char16_t* pFrom = pStart;
+    *pError = U_ZERO_ERROR;
+    ucnv_cbFromUWriteUChars(pArguments, &pFrom, pEnd, 0, pError);
 }
 
 bool isUtf8Continuation(char c) noexcept {
@@ -99,8 +118,7 @@ void TextEncoder::openConverter() {
         ZQTHROW_prethrowProcessException(CharacterSet::UnknownCharset(sLabel), true, ZQ_WFILE, __LINE__);
     UErrorCode eError = U_ZERO_ERROR;
     if (m_eUnmappable == EUnmappable::kCharacterReference) {
-        ucnv_setFromUCallBack(m_pConverter.get(), UCNV_FROM_U_CALLBACK_ESCAPE, UCNV_ESCAPE_XML_DEC, nullptr,
-                              nullptr, &eError);
+        ucnv_setFromUCallBack(m_pConverter.get(), writeReference, nullptr, nullptr, nullptr, &eError);
     } else {
         const char16_t cQuestionMark = u'?';
         ucnv_setSubstString(m_pConverter.get(), &cQuestionMark, 1, &eError);
