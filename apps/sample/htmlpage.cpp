@@ -32,6 +32,7 @@ th { width: 12rem; font-weight: 600; overflow-wrap: anywhere } td { overflow-wra
 pre, code { background: var(--code); border-radius: .3rem; font: .92em ui-monospace, "Noto Sans Mono", monospace }
 code { padding: .1rem .3rem; overflow-wrap: anywhere } pre { padding: .8rem 1rem; white-space: pre-wrap }
 pre { overflow-wrap: anywhere }
+.choices a { display: inline-block; margin-inline-end: .6rem }
 form { display: flex; flex-wrap: wrap; gap: .6rem; align-items: end; margin: 1rem 0 }
 label { flex: 1 1 15rem; color: var(--soft) }
 input, select { display: block; width: 100%; margin-top: .2rem; padding: .55rem .7rem; border: 1px solid var(--line);

@@ -9,7 +9,7 @@ namespace sample {
 namespace {
 
 constexpr Route s_tRoutes[] = {
-    {L"/", L"Sample application", L"This page.", homePage},
+    {L"/", L"Start page", L"Links to all pages.", homePage},
     {L"/text", L"Text of many scripts", L"Unicode text sent as UTF-8, beyond the basic plane too.", textPage},
     {L"/request", L"Your request", L"Headers, server variables and query string, safely escaped.",
      requestPage},

@@ -18,7 +18,7 @@ void addForm(HtmlPage& rPage, std::wstring_view sLabel) {
     rPage.text(sLabel).markup(L"\"></label><datalist id=\"labels\">");
     for (const std::wstring_view sKnown : s_ksLabels)
         rPage.markup(L"<option value=\"").text(sKnown).markup(L"\">");
-    rPage.markup(L"</datalist><button>Show</button></form>\n<p>");
+    rPage.markup(L"</datalist><button>Show</button></form>\n<p class=\"choices\">");
     for (const std::wstring_view sKnown : s_ksLabels)
         rPage.markup(L"<a href=\"?label=").text(sKnown).markup(L"\">").text(sKnown).markup(L"</a> ");
     rPage.markup(L"</p>\n");

@@ -5,8 +5,9 @@
 namespace sample {
 
 EStatus homePage(const PageRequest& rRequest) {
-    HtmlPage tPage(rRequest.rStream, L"Sample application");
-    tPage.markup(L"<p>Each page shows one thing that an application can do with its stream.</p>\n");
+    HtmlPage tPage(rRequest.rStream, L"What an application can do");
+    tPage.markup(
+        L"<p>Each page shows one thing that an application can do with the stream that it is given.</p>\n");
     tPage.markup(L"<ul class=\"cards\">\n");
     for (const Route& rRoute : getRoutes().subspan(1)) {
         tPage.markup(L"<li><a href=\"").text(rRoute.sPath).markup(L"\"><strong>").text(rRoute.sTitle);

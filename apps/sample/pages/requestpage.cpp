@@ -8,7 +8,7 @@ namespace {
 /// The variables that a host may know; it says itself which ones it does.
 constexpr const char* s_ksVariables[] = {"URL",         "REQUEST_METHOD", "QUERY_STRING",   "SERVER_PROTOCOL",
                                          "SERVER_NAME", "SERVER_PORT",    "REMOTE_ADDR",    "REMOTE_PORT",
-                                         "REMOTE_HOST", "CONTENT_TYPE",   "CONTENT_LENGTH", "HTTPS"};
+                                         "HTTP_HOST",   "CONTENT_TYPE",   "CONTENT_LENGTH", "HTTPS"};
 
 ZQWString decode(std::string_view sBytes) {
     StringBuffer tText;
