@@ -3,6 +3,7 @@
 // One of the library's assertions is wrong for a last chunk whose size line ends a read, so that a client
 // could end the process with it; what the assertion guards is safe all the same.
 #define BOOST_DISABLE_ASSERTS
+#include <algorithm>
 #include <boost/beast/http/basic_parser.hpp>
 #include <cstring>
 #include <functional>
@@ -73,7 +74,6 @@ public:
     const char* m_pBegin = nullptr;  ///< what was received of the head...
     const char* m_pEnd = nullptr;    ///< ...up to here
     char* m_pTo = nullptr;           ///< where a chunk's bytes go
-    bool m_bGotRequestLine = false;
     Refusal m_tOwnRefusal;  ///< set when the refusal is ours
 
 private:
@@ -95,7 +95,6 @@ private:
 
     void on_request_impl(http::verb eVerb, string_view sMethod, string_view sTarget, int nVersion,
                          error_code& rError) override {
-        m_bGotRequestLine = true;
         m_pHead->tMethod = stretch(sMethod);
         m_pHead->tTarget = stretch(sTarget);
         m_pHead->nVersion = static_cast<unsigned>(nVersion);
@@ -164,23 +163,28 @@ RequestParser::EResult RequestParser::putHead(const char* pBegin, std::size_t& r
     error_code eError;
     rnFrom += r.put({pBegin + rnFrom, nEnd - rnFrom}, eError);
     const bool bMore = eError == http::error::need_more;
-    if (eError == http::error::header_limit || (bMore ? nEnd : rnFrom) >= m_pLimits->nMaxHeadBytes)
-        return refuse(r.m_bGotRequestLine ? Refusal{431, "the header fields are too long"}
-                                          : Refusal{414, "the request line is too long"});
+    if (eError == http::error::header_limit || (bMore ? nEnd : rnFrom) >= m_pLimits->nMaxHeadBytes) {
+        const bool bLineFits = std::memchr(pBegin, '\n', std::min<std::size_t>(nEnd, m_pLimits->nMaxHeadBytes));
+        return refuse(bLineFits ? Refusal{431, "the header fields are too long"}
+                                : Refusal{414, "the request line is too long"});
+    }
     return bMore ? EResult::kNeedMore : checkResult(eError.value(), eError.failed());
 }
 
 RequestParser::EResult RequestParser::putChunked(const char*& p, const char* pEnd, char*& pTo) {
     Collector& r = *m_pImpl->m_tCollector;
     while (!r.is_done()) {
+        if (p == pEnd) return EResult::kNeedMore;  // offered nothing, the library does not ask for more
         error_code eError;
         r.m_pTo = pTo;
-        p += r.put({p, static_cast<std::size_t>(pEnd - p)}, eError);
+        const std::size_t nParsed = r.put({p, static_cast<std::size_t>(pEnd - p)}, eError);
+        p += nParsed;
+        const bool bData = r.m_pTo != pTo;
         pTo = r.m_pTo;
-        if (eError == http::error::need_more) {
-            if (static_cast<std::size_t>(pEnd - p) < m_pLimits->nMaxHeadBytes) return EResult::kNeedMore;
+        const bool bMore = eError == http::error::need_more;
+        if (!bData && (bMore ? static_cast<std::size_t>(pEnd - p) : nParsed) >= m_pLimits->nMaxHeadBytes)
             return refuse({400, "a chunk's size line or the trailers are too long"});
-        }
+        if (bMore) return EResult::kNeedMore;
         if (eError.failed()) return checkResult(eError.value(), true);
     }
     return EResult::kDone;

@@ -1,0 +1,223 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "bodyerrors.h"
+#include "testserver.h"
+#include "zq/foundation/inputstream.h"
+#include "zq/services/timeoutconfig.h"
+
+namespace test {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::string pattern(std::size_t nLength) {
+    std::string s(nLength, '\0');
+    for (std::size_t n = 0; n < nLength; ++n)
+        s[n] = static_cast<char>('a' + n % 23);
+    return s;
+}
+
+std::string chunked(std::string_view s, std::size_t nChunk) {
+    std::string sChunks;
+    for (; !s.empty(); s.remove_prefix(std::min(nChunk, s.size()))) {
+        char tSize[20];
+        std::snprintf(tSize, sizeof tSize, "%zx\r\n", std::min(nChunk, s.size()));
+        sChunks.append(tSize).append(s.substr(0, nChunk)).append("\r\n");
+    }
+    return sChunks + "0\r\n\r\n";
+}
+
+std::string post(std::string_view sFields, std::string_view sBody) {
+    return "POST / HTTP/1.1\r\nHost: h\r\n" + std::string(sFields) + "\r\n" + std::string(sBody);
+}
+
+std::string declared(std::string_view sBody) {
+    return post("Content-Length: " + std::to_string(sBody.size()) + "\r\n", sBody);
+}
+
+constexpr char s_ksChunked[] = "Transfer-Encoding: chunked\r\n";
+
+/// Limits so small that most bodies are read while the request runs.
+webcontainer::Limits smallLimits() {
+    webcontainer::Limits tLimits = quickLimits();
+    tLimits.nMaxHeadBytes = 1024;
+    tLimits.nPrefetchBytes = 100;
+    tLimits.nDiscardBytes = 1000;
+    return tLimits;
+}
+
+TEST(Bodies, ArriveWholeWhateverTheirLengthFramingAndReading) {
+    std::atomic<std::size_t> nPiece = 0;
+    Server tServer([&](Request& r, Response& rResponse) { answer(rResponse, readBody(r, nPiece)); },
+                   smallLimits());
+    Client tClient(tServer);  // one connection, so that a byte too many or too few would show
+    for (const std::size_t nLength : {0, 1, 99, 100, 101, 5000, 300000}) {
+        const std::string sBody = pattern(nLength);
+        for (const std::size_t nRead : {7, 1000, 1000000}) {
+            nPiece = nRead;
+            for (const std::string& sRequest : {declared(sBody), post(s_ksChunked, chunked(sBody, 13)),
+                                                post(s_ksChunked, chunked(sBody, 70000))}) {
+                tClient.send(sRequest);
+                const std::string sResponse = tClient.readResponse();
+                ASSERT_EQ(sResponse.substr(sResponse.find("\r\n\r\n") + 4), sBody)
+                    << nLength << " by " << nRead;
+            }
+        }
+    }
+}
+
+TEST(Bodies, ArriveInAnyPieces) {
+    Server tServer([](Request& r, Response& rResponse) { answer(rResponse, readBody(r)); }, smallLimits());
+    const std::string sBody = pattern(150);
+    for (const std::string& sRequest : {declared(sBody), post(s_ksChunked, chunked(sBody, 60))}) {
+        for (std::size_t n = 1; n < sRequest.size(); n += 3) {
+            Client tClient(tServer);
+            tClient.send(sRequest.substr(0, n));
+            tClient.send(sRequest.substr(n));
+            ASSERT_THAT(tClient.readResponse(), testing::EndsWith("\r\n\r\n" + sBody)) << n;
+        }
+    }
+}
+
+TEST(Bodies, AShortBodyTakesNoWorkerBeforeItIsThere) {
+    Server tServer([](Request& r, Response& rResponse) { answer(rResponse, readBody(r)); }, quickLimits(), 1);
+    Client tSlow(tServer);
+    tSlow.send(declared(pattern(5000)).substr(0, 3000));
+    Client tHalfHead(tServer);
+    tHalfHead.send("GET / HT");
+    EXPECT_THAT(ask(tServer, declared("x")), testing::EndsWith("x"));
+}
+
+TEST(Bodies, ContinueIsSentWhenTheHandlerReads) {
+    Server tServer([](Request& r, Response& rResponse) {
+        answer(rResponse, variable(r, "URL") == "/read" ? readBody(r) : "no thanks");
+    });
+    const std::string sFields = " HTTP/1.1\r\nHost: h\r\nExpect: 100-continue\r\nContent-Length: 3\r\n\r\n";
+    Client tReader(tServer);
+    tReader.send("POST /read" + sFields);
+    EXPECT_EQ(tReader.readUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");
+    tReader.send("abc");
+    EXPECT_THAT(tReader.readResponse(), testing::AllOf(StartsWith("HTTP/1.1 200"), testing::EndsWith("abc")));
+    // Whoever is not asked for the body may not send it, so nothing can follow.
+    Client tIgnored(tServer);
+    tIgnored.send("POST /ignore" + sFields);
+    EXPECT_THAT(tIgnored.readAll(), testing::AllOf(StartsWith("HTTP/1.1 200"), HasSubstr("Connection: close"),
+                                                   HasSubstr("no thanks")));
+}
+
+TEST(Bodies, WhatIsNotReadDoesNotDisturbTheNextRequest) {
+    Server tServer([](Request&, Response& rResponse) { answer(rResponse, "ok"); }, smallLimits());
+    for (const std::string& sRequest :
+         {declared(pattern(900)), post(s_ksChunked, chunked(pattern(900), 30))}) {
+        Client tClient(tServer);
+        tClient.send(sRequest + "GET / HTTP/1.0\r\n\r\n");
+        const std::string sAll = tClient.readAll();
+        EXPECT_EQ(sAll.find("HTTP/1.1 200"), 0u);
+        EXPECT_NE(sAll.find("HTTP/1.1 200", 1), std::string::npos) << sAll;
+    }
+    // Too much to drop: the response arrives all the same, then the connection ends.
+    Client tClient(tServer);
+    tClient.send(declared(pattern(100000)));
+    EXPECT_THAT(tClient.readAll(), testing::AllOf(HasSubstr("Connection: close"), testing::EndsWith("ok")));
+}
+
+TEST(Bodies, ABodyCutShortNeverLooksComplete) {
+    std::atomic<int> nComplete = 0;
+    Server tServer(
+        [&](Request& r, Response& rResponse) {
+            answer(rResponse, readBody(r));
+            ++nComplete;
+        },
+        smallLimits());
+    const std::string sBody = pattern(2000);
+    for (const std::string& sRequest :
+         {declared(pattern(50)), declared(sBody), post(s_ksChunked, chunked(sBody, 300))})
+        for (std::size_t n = 60; n < sRequest.size(); n += 37)
+            EXPECT_THAT(ask(tServer, sRequest.substr(0, n)), testing::AnyOf(StartsWith("HTTP/1.1 400"), ""));
+    EXPECT_EQ(nComplete, 0);
+}
+
+TEST(Bodies, FaultsAreAnsweredByWhatTheyAre) {
+    Server tServer(
+        [](Request& r, Response& rResponse) {
+            const std::string sUrl = variable(r, "URL");
+            if (sUrl == "/eof") throw InputStream::UnexpectedEOF(1, 0);
+            if (sUrl == "/limit") throw Exception(GDString(L"limit"));
+            if (sUrl == "/std") throw std::runtime_error("secret");
+            if (sUrl == "/odd") throw 7;
+            if (sUrl == "/forgotten") return;
+            const TimeoutConfig::SetTimeoutGuard tGuard(sUrl == "/stall" ? 30 : 5000);
+            answer(rResponse, readBody(r));
+        },
+        smallLimits());
+    tServer.m_tHandler.m_fIsBodyLimit = [](const Exception& e) {
+        return e.getMessage() == GDString(L"limit");
+    };
+    const struct {
+        std::string sRequest;
+        const char* pAnswer;
+    } tCases[] = {
+        {"GET /eof HTTP/1.1\r\nHost: h\r\n\r\n", "408 Request Timeout: the body did not come in time\n"},
+        {"GET /limit HTTP/1.1\r\nHost: h\r\n\r\n", "413 Content Too Large: the body is too long\n"},
+        {"GET /std HTTP/1.1\r\nHost: h\r\n\r\n", "500 Internal Server Error: the server failed\n"},
+        {"GET /odd HTTP/1.1\r\nHost: h\r\n\r\n", "500 Internal Server Error: the server failed\n"},
+        {"GET /forgotten HTTP/1.1\r\nHost: h\r\n\r\n", "500 Internal Server Error: the server failed\n"},
+        {"POST /stall HTTP/1.1\r\nHost: h\r\nContent-Length: 101\r\n\r\nx",
+         "408 Request Timeout: the body came too slowly\n"},
+        {post(s_ksChunked, "1\r\nabc\r\n"), "400 Bad Request: a malformed chunk\n"},
+        {"nonsense\r\n\r\n", "400 Bad Request: a malformed method\n"},
+    };
+    for (const auto& r : tCases) {
+        Client tClient(tServer);
+        tClient.send(r.sRequest);
+        EXPECT_THAT(tClient.readAll(), testing::AllOf(HasSubstr("Connection: close"), HasSubstr("text/plain"),
+                                                      testing::EndsWith("\r\n\r\n" + std::string(r.pAnswer))))
+            << r.sRequest;
+    }
+}
+
+TEST(Bodies, AMalformedChunkIsFoundWhileTheRequestRuns) {
+    std::atomic<int> nReason = -1;
+    Server tServer([&](Request& r, Response&) {
+        try {
+            readBody(r);
+        } catch (const webcontainer::BodyError& e) {
+            nReason = static_cast<int>(e.getReason());
+            throw;
+        }
+    });
+    Client tClient(tServer);
+    tClient.send(post("Expect: 100-continue\r\nTransfer-Encoding: chunked\r\n", ""));
+    tClient.readUntil("\r\n\r\n");
+    tClient.send("3\r\nabc\r\nzz\r\n");
+    EXPECT_THAT(tClient.readAll(), StartsWith("HTTP/1.1 400"));
+    EXPECT_EQ(nReason, static_cast<int>(webcontainer::BodyError::EReason::kMalformed));
+}
+
+TEST(Bodies, AFailureBehindTheHeadCutsTheConnection) {
+    Server tServer([](Request&, Response& r) {
+        r.setStatusCode(200);
+        r.commitHeaders();
+        r.writeToBody("half", 4);
+        throw std::runtime_error("too late");
+    });
+    for (const char* pRequest : {"GET / HTTP/1.1\r\nHost: h\r\n\r\n", "GET / HTTP/1.0\r\n\r\n"})
+        EXPECT_THAT(ask(tServer, pRequest), HasSubstr("<reset>"));
+}
+
+TEST(Bodies, ASlowSenderIsCutOffByTheMinimumRate) {
+    webcontainer::Limits tLimits = smallLimits();
+    tLimits.nMinimumBytesPerSecond = 100000;
+    tLimits.nRateGraceMs = 50;
+    Server tServer([](Request& r, Response& rResponse) { answer(rResponse, readBody(r)); }, tLimits);
+    Client tClient(tServer);
+    tClient.send(post("Content-Length: 1000000\r\n", "x"));
+    EXPECT_THAT(tClient.readAll(), StartsWith("HTTP/1.1 408"));
+}
+
+}  // namespace
+}  // namespace test

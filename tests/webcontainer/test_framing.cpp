@@ -1,0 +1,197 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "testserver.h"
+
+namespace test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+void addHeader(Response& r, std::string_view sName, std::string_view sValue) {
+    r.addHeader(sName.data(), sName.size(), sValue.data(), sValue.size());
+}
+
+void write(Response& r, std::string_view s) {
+    r.writeToBody(s.data(), s.size());
+}
+
+void end(Response& r, std::string_view s = {}) {
+    r.endResponse(s.empty() ? nullptr : s.data(), s.size());
+}
+
+/// What a handler does with a path, so that one server serves all cases.
+void respond(Request& rRequest, Response& r) {
+    const std::string sUrl = variable(rRequest, "URL");
+    const auto is = [&](std::string_view s) { return sUrl == s; };
+    if (is("/known")) return answer(r, "hello");
+    if (is("/empty")) return answer(r, "");
+    if (is("/204")) return answer(r, "dropped", 204);
+    if (is("/205")) return answer(r, "", 205);
+    if (is("/304")) return answer(r, "", 304);
+    if (is("/299")) return answer(r, "x", 299);
+    if (is("/99")) return answer(r, "x", 99);
+    r.setStatusCode(200);
+    if (is("/framed")) {
+        addHeader(r, "Content-Length", "7");
+        addHeader(r, "transfer-encoding", "chunked");
+        addHeader(r, "Connection", "close");
+        addHeader(r, "Keep-Alive", "x");
+        addHeader(r, "Fine", "1");
+    } else if (is("/split")) {
+        addHeader(r, "A", "b\r\nSet-Cookie: evil");
+        addHeader(r, "B\r\nC: d", "e");
+        addHeader(r, "F", {"g\0h\n", 4});
+        addHeader(r, "", "i");
+        addHeader(r, "Date", "today");
+    } else if (is("/cleared")) {
+        addHeader(r, "A", "b");
+        addHeader(r, "Date", "today");
+        r.clearHeaders();
+        addHeader(r, "C", "d");
+    }
+    r.commitHeaders();
+    if (is("/streamed")) {
+        write(r, "hello ");
+        write(r, "0123456789");
+        return end(r, "!");
+    }
+    if (is("/flushed")) {
+        write(r, "x");
+        return end(r);
+    }
+    end(r, "late");
+}
+
+struct Case {
+    const char* pRequest;
+    const char* pResponse;
+};
+
+constexpr char s_ksOk[] = "HTTP/1.1 200 OK\r\n";
+
+const Case s_tCases[] = {
+    {"GET /known HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 5\r\n\r\nhello"},
+    {"HEAD /known HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 5\r\n\r\n"},
+    {"GET /empty HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 0\r\n\r\n"},
+    {"GET /known HTTP/1.0\r\n\r\n", "Content-Length: 5\r\nConnection: close\r\n\r\nhello"},
+    {"GET /known HTTP/1.0\r\nConnection: Keep-Alive\r\n\r\n",
+     "Content-Length: 5\r\nConnection: keep-alive\r\n\r\nhello"},
+    {"GET /known HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n",
+     "Content-Length: 5\r\nConnection: close\r\n\r\nhello"},
+    {"GET /streamed HTTP/1.1\r\nHost: h\r\n\r\n",
+     "Transfer-Encoding: chunked\r\n\r\n6\r\nhello \r\na\r\n0123456789\r\n1\r\n!\r\n0\r\n\r\n"},
+    {"GET /flushed HTTP/1.1\r\nHost: h\r\n\r\n", "Transfer-Encoding: chunked\r\n\r\n1\r\nx\r\n0\r\n\r\n"},
+    {"HEAD /streamed HTTP/1.1\r\nHost: h\r\n\r\n", "Transfer-Encoding: chunked\r\n\r\n"},
+    {"GET /streamed HTTP/1.0\r\nConnection: keep-alive\r\n\r\n",
+     "Connection: close\r\n\r\nhello 0123456789!"},
+    {"GET /late HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\n\r\nlate"},
+    {"GET /framed HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\nFine: 1\r\n\r\nlate"},
+    {"GET /split HTTP/1.1\r\nHost: h\r\n\r\n",
+     "Content-Length: 4\r\nA: b  Set-Cookie: evil\r\nF: g h \r\n\r\nlate"},
+    {"GET /cleared HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\nC: d\r\n\r\nlate"},
+};
+
+TEST(Framing, EveryResponseEndsWhereItSays) {
+    Server tServer(respond);
+    for (const Case& r : s_tCases)
+        EXPECT_EQ(withoutDates(ask(tServer, r.pRequest)), std::string(s_ksOk) + r.pResponse) << r.pRequest;
+}
+
+TEST(Framing, StatusesWithoutABodyHaveNone) {
+    Server tServer(respond);
+    Client tClient(tServer);
+    const Case tCases[] = {
+        {"/204", "HTTP/1.1 204 No Content\r\n\r\n"},
+        {"/205", "HTTP/1.1 205 Reset Content\r\nContent-Length: 0\r\n\r\n"},
+        {"/304", "HTTP/1.1 304 Not Modified\r\n\r\n"},
+        {"/299", "HTTP/1.1 299 Success\r\nContent-Length: 1\r\n\r\nx"},
+        {"/99", "HTTP/1.1 500 Internal Server Error\r\nContent-Length: 1\r\n\r\nx"},
+    };
+    // All over one connection: a byte too many of one would stand before the next.
+    for (const Case& r : tCases) {
+        tClient.send(std::string("GET ") + r.pRequest + " HTTP/1.1\r\nHost: h\r\n\r\n");
+        EXPECT_EQ(withoutDates(tClient.readResponse()), r.pResponse);
+    }
+}
+
+TEST(Framing, PipelinedRequestsAreAnsweredInOrder) {
+    Server tServer(
+        [](Request& r, Response& rResponse) { answer(rResponse, variable(r, "URL") + readBody(r)); });
+    std::string sRequests;
+    std::string sResponses;
+    for (int n = 0; n < 2000; ++n) {
+        const std::string sUrl = "/" + std::to_string(n);
+        const std::string sBody = std::to_string(n) + (n % 2 ? "odd" : "");
+        sRequests += "POST " + sUrl +
+                     " HTTP/1.1\r\nHost: h\r\nContent-Length: " + std::to_string(sBody.size()) + "\r\n\r\n" +
+                     sBody;
+        sResponses += s_ksOk;
+        sResponses +=
+            "Content-Length: " + std::to_string(sUrl.size() + sBody.size()) + "\r\n\r\n" + sUrl + sBody;
+    }
+    EXPECT_EQ(withoutDates(ask(tServer, sRequests)), sResponses);
+}
+
+TEST(Framing, AFalseLengthCutsTheConnection) {
+    std::atomic<int> nResult = -1;
+    Server tServer([&](Request& rRequest, Response& r) {
+        r.setStatusCode(200);
+        r.setContentLength(5);
+        r.commitHeaders();
+        if (variable(rRequest, "URL") == "/long") {
+            write(r, "abc");
+            nResult = r.writeToBody("def", 3);
+        } else {
+            write(r, "abc");
+            nResult = r.endResponse("d", 1);
+        }
+    });
+    for (const char* pUrl : {"/long", "/short"}) {
+        const std::string sResponse =
+            ask(tServer, std::string("GET ") + pUrl + " HTTP/1.1\r\nHost: h\r\n\r\n");
+        EXPECT_THAT(sResponse, HasSubstr("<reset>")) << pUrl;
+        EXPECT_EQ(nResult, Response::kRCError) << pUrl;
+    }
+}
+
+TEST(Framing, AnErrorWithoutABodyGetsAPage) {
+    Server tServer([](Request& rRequest, Response& r) {
+        const std::string sUrl = variable(rRequest, "URL");
+        r.setErrorStatusCode(static_cast<unsigned>(std::stoul(sUrl.substr(1, 3))));
+        addHeader(r, "Content-Type", "application/x-thing");
+        addHeader(r, "X", "kept");
+        const std::string sBody = sUrl.substr(4);
+        r.setContentLength(sBody.size());
+        r.commitHeaders();
+        end(r, sBody);
+    });
+    const auto get = [&](const char* pUrl) {
+        return ask(tServer, std::string("GET ") + pUrl + " HTTP/1.0\r\n\r\n");
+    };
+    const std::string sPage = get("/404");
+    EXPECT_THAT(sPage, HasSubstr("404 Not Found</h1>"));
+    EXPECT_THAT(sPage, HasSubstr("X: kept\r\nContent-Type: text/html; charset=utf-8\r\n\r\n<!DOCTYPE"));
+    EXPECT_THAT(sPage, Not(HasSubstr("x-thing")));
+    EXPECT_THAT(get("/500own"), testing::EndsWith("x-thing\r\nX: kept\r\n\r\nown"));
+    EXPECT_THAT(get("/304"), Not(HasSubstr("DOCTYPE")));
+    EXPECT_THAT(ask(tServer, "HEAD /404 HTTP/1.0\r\n\r\n"), testing::EndsWith("utf-8\r\n\r\n"));
+}
+
+TEST(Framing, ADateIsSentOnce) {
+    Server tServer([](Request& rRequest, Response& r) {
+        r.setStatusCode(200);
+        if (variable(rRequest, "URL") == "/own") addHeader(r, "date", "today");
+        r.commitHeaders();
+        end(r);
+    });
+    EXPECT_THAT(ask(tServer, "GET / HTTP/1.0\r\n\r\n"),
+                testing::ContainsRegex("Date: [A-Z][a-z]{2}, [0-9]{2} [A-Z][a-z]{2} [0-9]{4} .{8} GMT\r\n"));
+    const std::string sOwn = ask(tServer, "GET /own HTTP/1.0\r\n\r\n");
+    EXPECT_THAT(sOwn, HasSubstr("date: today\r\n"));
+    EXPECT_THAT(sOwn, Not(HasSubstr("Date:")));
+}
+
+}  // namespace
+}  // namespace test
