@@ -34,7 +34,8 @@ EStatus conditionalPage(const PageRequest& rRequest) {
     HtmlPage tPage(rStream, L"Conditional request");
     tPage.markup(L"<p>Reload this page: your browser asks whether it has changed, and is told with ");
     tPage.markup(
-        L"<code>304 Not Modified</code> that it has not. So the second time stays what it is.</p>\n<table>");
+        L"<code>304 Not Modified</code> that it has not, so that the copy below stays the one it "
+        L"has.</p>\n<table>");
     tPage.row(L"Last changed", toDateText(rRequest.nStarted))
         .row(L"This copy made", toDateText(time(nullptr)));
     tPage.markup(L"</table>\n").end();
