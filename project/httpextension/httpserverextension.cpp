@@ -1,11 +1,35 @@
 #include "zq/httpextension/httpserverextension.h"
 
+#include "zq/foundation/nocasecompareless.h"
+#include "zq/httpstream/multipartparsingutils.h"
 #include "zq/services/performancecounters.h"
 
 namespace {
 
 performance::PerfCounterT<performance::Atomic32Policy> s_tFailedRequests(
-    "HttpServer/FailedRequests", "Failed Requests", "The total number of requests that failed in the server.");
+    "HttpServer/FailedRequests", "Failed Requests",
+    "The total number of requests that failed in the server.");
+
+const ZQWString ks_ContentType(L"Content-Type");
+const ZQWString ks_charset(L"charset");
+
+bool startsWithNoCase(std::wstring_view s, std::wstring_view sPrefix) {
+    return compareNoCase(s.substr(0, sPrefix.size()), sPrefix) == 0;
+}
+
+/// The character set that a form says it is in; null when it says nothing. Other bodies, XML for instance,
+/// have their own ways to say it, and no parameters. Throws CharacterSet::UnknownCharset.
+Handle<const CharacterSet> parameterCharset(ZQHttpStream& rStream) {
+    ZQWString sContentType;
+    if (!rStream.getRequestHeader(ks_ContentType, sContentType)) return {};
+    if (!startsWithNoCase(sContentType, L"application/x-www-form-urlencoded") &&
+        !startsWithNoCase(sContentType, L"multipart/"))
+        return {};
+    Headers tAttributes;
+    MultipartParsingUtils::parseCompositeHeader(sContentType, tAttributes);
+    const auto it = tAttributes.find(ks_charset);
+    return it == tAttributes.end() ? Handle<const CharacterSet>() : CharacterSet::find(it->second);
+}
 
 }  // namespace
 
@@ -26,7 +50,14 @@ HttpServerExtension::EStatus HttpServerExtension::processGET(ZQHttpStream& rStre
 
 HttpServerExtension::EStatus HttpServerExtension::processPOST(ZQHttpStream& rStream, char* pQueryString,
                                                               char* pBody, unsigned long nLength) {
-    return processRequest(rStream, {}, pQueryString, pBody, nLength);
+    Handle<const CharacterSet> hCharset;
+    try {
+        hCharset = parameterCharset(rStream);
+    } catch (const CharacterSet::UnknownCharset&) {
+        // Guessing would hand the application other text than the client sent.
+        return kBadParam;
+    }
+    return processRequest(rStream, hCharset, pQueryString, pBody, nLength);
 }
 
 HttpServerExtension::EStatus HttpServerExtension::processSOAP(ZQHttpStream& rStream, char* pQueryString,

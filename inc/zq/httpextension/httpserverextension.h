@@ -23,12 +23,14 @@ public:
     virtual void startShutdown();
     /// pQueryString: the query, never null.
     virtual EStatus processGET(ZQHttpStream& rStream, char* pQueryString);
-    /// pBody: nLength bytes and a NUL, or null when the application is to read the body from the stream.
+    /// pBody: nLength bytes and a NUL, or null when the application is to read the body from the stream. A
+    /// form in a character set that is not known is refused with kBadParam.
     virtual EStatus processPOST(ZQHttpStream& rStream, char* pQueryString, char* pBody,
                                 unsigned long nLength);
     /// nLength: the declared length of the body, which is in the stream; all bits set when none was declared.
     virtual EStatus processSOAP(ZQHttpStream& rStream, char* pQueryString, unsigned long nLength);
-    /// Both of the first two, once the character set of their parameters is known; null means UTF-8.
+    /// A POST whose parameters' character set is known: the one that a form's Content-Type names, or null,
+    /// which means UTF-8.
     virtual EStatus processRequest(ZQHttpStream& rStream, Handle<const CharacterSet> hCharset,
                                    const RefStringTemplate<char>& rQueryString, char* pBody,
                                    unsigned long nLength);

@@ -11,16 +11,13 @@ struct ZQ_EXPORT MultipartParsingUtils {
     /// Fills rAttributes with the attributes of a header such as
     ///     form-data; name="photo"; filename="C:\pictures\cat.jpg"
     /// and nothing else. Takes what clients send, in linear time, and never fails:
-    /// - Names are folded to lower case (ASCII only): look them up that way. "filename*" (RFC 8187) stands
-    /// under
-    ///   its own name, undecoded; RFC 7578 section 4.2 forbids it in form data.
+    /// - Names are folded to lower case (ASCII only): look them up that way. "filename*" (RFC 8187), which
+    ///   RFC 7578 section 4.2 forbids in form data, stands under its own name, undecoded.
     /// - In quotes, \" is a quotation mark, unless no other one follows to end the value; every other
-    /// backslash
-    ///   stands for itself, as in Windows paths. Percent escapes stay as they are (browsers send %22).
+    ///   backslash stands for itself, as in Windows paths. Percent escapes stay as they are.
     /// - A value without quotes goes to the next semicolon; white space inside it is kept.
-    /// - White space around names and values, empty attributes, what stands without "=" (the main value too)
-    /// and
-    ///   what follows a closing quote are ignored.
+    /// - White space around names and values, empty attributes, what stands without "=" (the main value too),
+    ///   and what follows a closing quote are ignored.
     /// - Of a repeated attribute the first one counts (as in the WHATWG's parsing of media types), so that
     ///   nothing appended to a header changes what is said before.
     static void parseCompositeHeader(const ZQWString& sHeader, Headers& rAttributes);

@@ -1,0 +1,73 @@
+#include <gtest/gtest.h>
+
+#include "support/fakerequestprovider.h"
+#include "support/fakeresponseprovider.h"
+#include "support/scriptedapplication.h"
+#include "zq/httpstream/queryparameters.h"
+#include "zq/webhttpserver/kivhttpserver.h"
+
+namespace {
+
+/// One POST with a declared body, through the module to the application.
+struct PostCase {
+    const char* pContentType;
+    const char* pBody;
+    const wchar_t* pCharset;  ///< the label that the application is told; empty: none; null: it is not called
+    const wchar_t* pValue;    ///< the parameter "v" in that character set
+};
+
+TEST(HttpServerExtension, TellsTheApplicationTheCharacterSetOfItsParameters) {
+    const PostCase tCases[] = {
+        {"application/x-www-form-urlencoded", "v=%C3%A9+x", L"", L"\u00e9 x"},
+        {"Application/X-www-form-urlencoded; CHARSET=\"ISO-8859-1\"", "v=%E9", L"ISO-8859-1", L"\u00e9"},
+        {"application/x-www-form-urlencoded;charset=shift_jis", "v=%93%FA", L"shift_jis", L"\u65e5"},
+        {"application/x-www-form-urlencoded; charset=no-such", "v=x", nullptr, nullptr},
+        {"application/xml; charset=no-such", "v=x", L"", L"x"},
+        {nullptr, "v=x", L"", L"x"},
+    };
+    for (const PostCase& c : tCases) {
+        ScriptedApplication tApplication;
+        HttpServerInitContext tContext(tApplication);
+        kiv::KIVHttpServer tServer(tContext);
+        CallLog tLog;
+        FakeRequestProvider tRequest;
+        FakeResponseProvider tResponse(&tLog);
+        tRequest.sMethod = "POST";
+        if (c.pContentType) tRequest.tHeaders = {{"Content-Type", c.pContentType}};
+        tRequest.declareBody(c.pBody);
+        bool bCalled = false;
+        tApplication.fPost = [&](ZQHttpStream&, const HttpApplicationRequest& r) {
+            bCalled = true;
+            const ZQWString sLabel =
+                r.hParameterCharset.isNull() ? ZQWString() : r.hParameterCharset->getEncodingLabel();
+            EXPECT_EQ(sLabel, c.pCharset);
+            EXPECT_EQ(QueryParameters(r.sBody, r.hParameterCharset).get(L"v"), c.pValue);
+            return ScriptedApplication::kOK;
+        };
+        tServer.processRequest(tRequest, tResponse);
+        EXPECT_EQ(bCalled, c.pCharset != nullptr) << c.pBody;
+        EXPECT_EQ(tLog[0], bCalled ? "setStatusCode 200" : "setErrorStatusCode 400") << c.pBody;
+    }
+}
+
+TEST(HttpServerExtension, RefusesPostAndSoapOfAnApplicationThatHasNeither) {
+    class OnlyGet final : public HttpApplication {
+    public:
+        EStatus get(ZQHttpStream&, const HttpApplicationRequest&) override { return kOK; }
+    };
+    for (const char* pQuery : {"", "soap"}) {
+        OnlyGet tApplication;
+        HttpServerInitContext tContext(tApplication);
+        kiv::KIVHttpServer tServer(tContext);
+        CallLog tLog;
+        FakeRequestProvider tRequest;
+        FakeResponseProvider tResponse(&tLog);
+        tRequest.sMethod = "POST";
+        tRequest.sQuery = pQuery;
+        tRequest.declareBody("x");
+        tServer.processRequest(tRequest, tResponse);
+        EXPECT_EQ(tLog[0], "setErrorStatusCode 400") << pQuery;
+    }
+}
+
+}  // namespace
