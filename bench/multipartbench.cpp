@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::size_t knPiece = 64 * 1024;
+constexpr std::size_t knPiece = std::size_t{64} * 1024;
 const std::string s_ksBoundary = "----WebKitFormBoundary7MA4YWxkTrZu0gW0";
 
 std::string part(const std::string& sContent) {

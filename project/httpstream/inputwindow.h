@@ -10,7 +10,7 @@
 /// back and are dropped at the front. Its owner drops enough that there is room for what it waits for.
 class InputWindow {
 public:
-    static constexpr std::size_t s_knCapacity = 64 * 1024;
+    static constexpr std::size_t s_knCapacity = std::size_t{64} * 1024;
 
     /// cBefore stands before the stream's first byte.
     InputWindow(const Handle<InputStream>& hInput, char cBefore) : m_hInput(hInput) { m_tBytes[0] = cBefore; }

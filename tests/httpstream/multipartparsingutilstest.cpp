@@ -24,7 +24,7 @@ TEST(MultipartParsingUtilsTest, ParsesWhatClientsSend) {
         {L"form-data; name=\"a b\"; filename=\"\"", L"filename=|name=a b"},
         {L"form-data; name=\"a;b=c\"; FileName=x", L"filename=x|name=a;b=c"},
         // white space, semicolons, attributes without a value
-        {L" ;; form-data ;\tname = \"a\" junk ; ; filename\t=  my file.txt \r\n;flag; =nameless",
+        {L" ;; form-data ;\tname = \"a\" junk=b ; ; filename\t=  my file.txt \r\n;flag; =nameless",
          L"filename=my file.txt|name=a"},
         {L"name=first; name=second; NAME=\"third\"", L"name=first"},
         {L"form-data; name=; filename", L"name="},

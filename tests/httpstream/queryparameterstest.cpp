@@ -32,6 +32,7 @@ TEST(QueryParametersTest, ParsesNamesAndValues) {
     for (const auto& [pQuery, pExpected] : tCases)
         EXPECT_EQ(parsed(pQuery), pExpected) << pQuery;
     EXPECT_EQ(parsed("a=%80", CharacterSet::find(L"windows-1252")), L"a=\x20AC");
+    EXPECT_EQ(parsed(std::string_view("a=%41", 4)), L"a=%4");
     EXPECT_EQ(parsed("a=%00b"), std::wstring(L"a=\0b", 4));
 }
 
