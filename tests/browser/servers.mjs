@@ -1,0 +1,31 @@
+// Starts servers of a build and a real browser for the scripts of this folder.
+
+import { spawn } from 'node:child_process';
+import { mkdtempSync, writeFileSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { chromium } from 'playwright-core';
+
+/// Serves the sample application under a configuration; resolves to { address, stop }.
+export function serveSample(build, configuration) {
+  const config = join(mkdtempSync(join(tmpdir(), 'sample-')), 'webcontainer.toml');
+  writeFileSync(config, configuration);
+  const server = spawn(join(build, 'bin/webcontainer'),
+    ['--config', config, '--app', join(build, 'lib/libsample.so'), '--listen', '127.0.0.1:0']);
+  return new Promise((resolve, reject) => {
+    server.stdout.on('data', text => {
+      const match = /serving (http:\S+)/.exec(text);
+      if (match) resolve({ address: match[1], stop: () => server.kill() });
+    });
+    server.stderr.on('data', text => process.stderr.write(text));
+    server.on('exit', code => reject(new Error(`the server ended with ${code}`)));
+  });
+}
+
+export function openBrowser() {
+  return chromium.launch({
+    executablePath: '/usr/bin/chromium',
+    args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
+      '--disable-component-update', '--disable-sync'],
+  });
+}
