@@ -8,7 +8,7 @@ namespace debug_tools {
 namespace {
 
 void printToStandardError(int, const wchar_t* pExpression, const wchar_t* pFile, int nLine) noexcept {
-    std::fprintf(stderr, "assertion failed: %ls (%ls:%d)\n", pExpression, pFile, nLine);
+    (void)std::fprintf(stderr, "assertion failed: %ls (%ls:%d)\n", pExpression, pFile, nLine);
 }
 
 std::atomic<Assertion::Reporter> s_pReporter{&printToStandardError};

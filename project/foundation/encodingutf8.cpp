@@ -6,7 +6,7 @@ namespace {
 
 /// Appends the 2 to 4 bytes of a scalar value from U+0080 up; pTo must have room for four.
 char* putMultibyte(char* pTo, wchar_t cWide) noexcept {
-    const auto c = static_cast<unsigned>(isUnicodeScalar(cWide) ? cWide : kReplacementCharacter);
+    const auto c = static_cast<char32_t>(isUnicodeScalar(cWide) ? cWide : kReplacementCharacter);
     const auto fTail = [c](unsigned nShift) { return static_cast<char>(0x80 | ((c >> nShift) & 0x3F)); };
     if (c < 0x800) {
         *pTo++ = static_cast<char>(0xC0 | (c >> 6));

@@ -14,7 +14,7 @@ namespace {
 /// The one or two UTF-16 code units of a character (Unicode 15, section 3.9, D91); pTo must have room for
 /// two.
 char16_t* putUtf16(char16_t* pTo, wchar_t cWide) noexcept {
-    const auto c = static_cast<unsigned>(isUnicodeScalar(cWide) ? cWide : kReplacementCharacter);
+    const auto c = static_cast<char32_t>(isUnicodeScalar(cWide) ? cWide : kReplacementCharacter);
     if (c < 0x10000) {
         *pTo++ = static_cast<char16_t>(c);
     } else {

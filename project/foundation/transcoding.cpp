@@ -76,8 +76,8 @@ void decodeByIcu(WideStringBufferBase& rBuffer, std::string_view s, std::wstring
     UErrorCode eError = U_ZERO_ERROR;
     ucnv_setToUCallBack(pConverter.get(), &replaceByIcu, nullptr, nullptr, nullptr, &eError);
     eError = U_BUFFER_OVERFLOW_ERROR;
+    char16_t tUnits[512] = {};
     while (eError == U_BUFFER_OVERFLOW_ERROR) {
-        char16_t tUnits[512];
         char16_t* pTo = tUnits;
         eError = U_ZERO_ERROR;
         ucnv_toUnicode(pConverter.get(), &pTo, std::end(tUnits), &pFrom, s.data() + s.size(), nullptr, true,

@@ -22,7 +22,7 @@ void printToStandardError(const LogEntry& rEntry) {
     NarrowStringBuffer tLine;
     appendTextLine(tLine, rEntry);
     tLine.append('\n');
-    std::fwrite(tLine.data(), 1, tLine.length(), stderr);
+    (void)std::fwrite(tLine.data(), 1, tLine.length(), stderr);
 }
 
 /// Without any writer, before the log is set up for instance, entries go to standard error: nothing is lost.

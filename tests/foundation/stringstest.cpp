@@ -74,6 +74,7 @@ TEST(StringBuffer, KeepsItsTextAcrossGrowth) {
     }
     const std::size_t nCapacity = tBuffer.capacity();
     tBuffer.erase(0, 3);
+    EXPECT_EQ(tBuffer.view(), sExpected.substr(3));
     tBuffer.truncate(5);
     EXPECT_EQ(tBuffer.view(), sExpected.substr(3, 5));
     tBuffer.clear();

