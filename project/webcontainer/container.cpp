@@ -17,7 +17,7 @@ namespace {
 /// How often drain() looks whether all is done.
 constexpr int s_knDrainStepMs = 10;
 /// How long threads may take to return after they were told; those inside the handler may not return at all.
-constexpr std::int64_t s_knJoinMs = 1000;
+constexpr std::int64_t s_knJoinMs = 200;
 
 FileDescriptor makeStopSignal() {
     FileDescriptor tEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));

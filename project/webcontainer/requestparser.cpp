@@ -74,7 +74,7 @@ public:
     const char* m_pBegin = nullptr;  ///< what was received of the head...
     const char* m_pEnd = nullptr;    ///< ...up to here
     char* m_pTo = nullptr;           ///< where a chunk's bytes go
-    Refusal m_tOwnRefusal;  ///< set when the refusal is ours
+    Refusal m_tOwnRefusal;           ///< set when the refusal is ours
 
 private:
     Stretch stretch(string_view s) const {
@@ -164,7 +164,8 @@ RequestParser::EResult RequestParser::putHead(const char* pBegin, std::size_t& r
     rnFrom += r.put({pBegin + rnFrom, nEnd - rnFrom}, eError);
     const bool bMore = eError == http::error::need_more;
     if (eError == http::error::header_limit || (bMore ? nEnd : rnFrom) >= m_pLimits->nMaxHeadBytes) {
-        const bool bLineFits = std::memchr(pBegin, '\n', std::min<std::size_t>(nEnd, m_pLimits->nMaxHeadBytes));
+        const bool bLineFits =
+            std::memchr(pBegin, '\n', std::min<std::size_t>(nEnd, m_pLimits->nMaxHeadBytes));
         return refuse(bLineFits ? Refusal{431, "the header fields are too long"}
                                 : Refusal{414, "the request line is too long"});
     }

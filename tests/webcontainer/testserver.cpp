@@ -1,6 +1,7 @@
 #include "testserver.h"
 
 #include <gtest/gtest.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -42,12 +43,13 @@ Server::Server(ScriptedHandler::Answer fAnswer, const webcontainer::Limits& rLim
     m_tContainer.start();
 }
 
-Client::Client(const Server& rServer, int nReceiveBuffer)
+Client::Client(const webcontainer::SocketAddress& rServer, int nReceiveBuffer)
     : m_nFd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     if (nReceiveBuffer != 0)
         ::setsockopt(m_nFd, SOL_SOCKET, SO_RCVBUF, &nReceiveBuffer, sizeof nReceiveBuffer);
-    if (::connect(m_nFd, rServer.address().data(), rServer.address().size()) != 0)
-        throw std::runtime_error("cannot connect");
+    const int nOn = 1;
+    ::setsockopt(m_nFd, IPPROTO_TCP, TCP_NODELAY, &nOn, sizeof nOn);
+    if (::connect(m_nFd, rServer.data(), rServer.size()) != 0) throw std::runtime_error("cannot connect");
 }
 
 Client::~Client() {
@@ -72,9 +74,13 @@ void Client::vanish() {
     ::close(std::exchange(m_nFd, -1));
 }
 
-bool Client::readSome() {
+bool Client::hasInput(int nMs) const {
     pollfd tPoll{m_nFd, POLLIN, 0};
-    if (::poll(&tPoll, 1, s_knPatienceMs) <= 0) {
+    return ::poll(&tPoll, 1, nMs) > 0;
+}
+
+bool Client::readSome() {
+    if (!hasInput(s_knPatienceMs)) {
         m_sEnd = "<silence>";
         return false;
     }
@@ -113,7 +119,7 @@ std::string Client::readResponse(std::string_view sMethod) {
     return sResponse + take(nLength);
 }
 
-std::string ask(const Server& rServer, std::string_view sRequest) {
+std::string ask(const webcontainer::SocketAddress& rServer, std::string_view sRequest) {
     Client tClient(rServer);
     tClient.send(sRequest);
     tClient.finish();

@@ -45,14 +45,14 @@ public:
     ScriptedHandler m_tHandler;
     webcontainer::Container m_tContainer;
 
-    const webcontainer::SocketAddress& address() const { return m_tContainer.getAddress(); }
+    operator const webcontainer::SocketAddress&() const { return m_tContainer.getAddress(); }
 };
 
 /// A client's connection; waits for what it wants at most some seconds.
 class Client {
 public:
     /// nReceiveBuffer: bytes that the kernel keeps for us; 0 leaves it the choice.
-    explicit Client(const Server& rServer, int nReceiveBuffer = 0);
+    explicit Client(const webcontainer::SocketAddress& rServer, int nReceiveBuffer = 0);
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
@@ -66,6 +66,8 @@ public:
     std::string readAll();
     /// Until the text contains sEnd.
     std::string readUntil(std::string_view sEnd);
+    /// Whether anything comes within so many milliseconds.
+    bool hasInput(int nMs) const;
     /// One response with a Content-Length or without a body; sMethod decides whether a body is expected.
     std::string readResponse(std::string_view sMethod = "GET");
 
@@ -79,7 +81,7 @@ private:
 };
 
 /// Sends, ends our side, and returns all that came.
-std::string ask(const Server& rServer, std::string_view sRequest);
+std::string ask(const webcontainer::SocketAddress& rServer, std::string_view sRequest);
 /// Responses without their Date fields.
 std::string withoutDates(std::string sResponses);
 /// A body of known length as the module would send it.

@@ -1,0 +1,174 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "program.h"
+#include "support/temporarydirectory.h"
+#include "testserver.h"
+
+namespace test {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr char s_ksAnyPort[] = "[WebContainer]\nListen = \"127.0.0.1:0\"\nWorkers = 4\n";
+
+/// The program, serving.
+class RunningProgram {
+public:
+    explicit RunningProgram(const std::string& sConfig = s_ksAnyPort)
+        : m_sConfig(m_tDirectory.write("c.toml", sConfig)),
+          m_tProgram({"--config", m_sConfig, "--app", TEST_APPLICATION}) {
+        const std::string sLine = m_tProgram.readLine();
+        const std::string sBefore = "webcontainer: serving http://";
+        EXPECT_THAT(sLine, testing::MatchesRegex(sBefore + "127.0.0.1:[0-9]+/"));
+        if (sLine.size() > sBefore.size())
+            webcontainer::SocketAddress::parse(
+                sLine.substr(sBefore.size(), sLine.size() - sBefore.size() - 1), m_tAddress);
+    }
+
+    TemporaryDirectory m_tDirectory;
+    const std::string m_sConfig;
+    Program m_tProgram;
+    webcontainer::SocketAddress m_tAddress;
+};
+
+TEST(Program, ServesUntilItIsTold) {
+    for (const int nSignal : {SIGTERM, SIGINT}) {
+        RunningProgram t;
+        EXPECT_THAT(ask(t.m_tAddress, "GET / HTTP/1.1\r\nHost: h\r\n\r\n"),
+                    testing::EndsWith("\r\n\r\nhello"));
+        EXPECT_THAT(ask(t.m_tAddress, "HEAD / HTTP/1.1\r\nHost: h\r\n\r\n"), StartsWith("HTTP/1.1 400"));
+        EXPECT_THAT(ask(t.m_tAddress, "GET /%2e%2e/ HTTP/1.1\r\nHost: h\r\n\r\n"),
+                    StartsWith("HTTP/1.1 400"));
+        EXPECT_THAT(ask(t.m_tAddress, "POST / HTTP/1.0\r\nContent-Length: 4\r\n\r\nbody"),
+                    testing::EndsWith("body"));
+        EXPECT_THAT(ask(t.m_tAddress, "POST / HTTP/1.0\r\n\r\n"), HasSubstr("Content-Length: 0"));
+        EXPECT_THAT(ask(t.m_tAddress, "POST / HTTP/1.0\r\nContent-Length: 10485760\r\n\r\nbody"),
+                    testing::AllOf(StartsWith("HTTP/1.1 413"), testing::EndsWith("the body is too long\n")));
+        t.m_tProgram.signal(nSignal);
+        EXPECT_EQ(t.m_tProgram.wait(), 0);
+    }
+}
+
+TEST(Program, SaysInOneLineWhyItCannotStart) {
+    TemporaryDirectory tDirectory;
+    const std::string sGood = tDirectory.write("good.toml", s_ksAnyPort);
+    auto config = [&, n = 0](std::string_view sText) mutable {
+        return tDirectory.write(std::to_string(++n) + ".toml", sText);
+    };
+    RunningProgram tOther;
+    const std::string sTaken = tOther.m_tAddress.text();
+    const std::string sApp = TEST_APPLICATION;
+    const struct {
+        std::vector<std::string> tArguments;
+        int nExitCode;
+        std::string sLine;
+    } tCases[] = {
+        {{}, 2, "--config is required; see webcontainer --help"},
+        {{"--config", sGood}, 2, "--app is required; see"},
+        {{"--config", sGood, "--app", sApp, "--bogus"}, 2, "--bogus; see"},
+        {{"--config", "/nowhere/c.toml", "--app", sApp},
+         1,
+         "/nowhere/c.toml: the file cannot be read: No such file"},
+        {{"--config", config("a = [\nb"), "--app", sApp}, 1, ".toml:2:"},
+        {{"--config", config("[WebContainer]\nWorkers = 0\n"), "--app", sApp},
+         1,
+         ".toml:2: the value of \"WebContainer/Workers\" cannot be used: it is 0; write a number from 1 to "
+         "10000"},
+        {{"--config", config("[WebContainer]\nWorker = 1\n"), "--app", sApp},
+         1,
+         "\"WebContainer/Worker\" cannot be used: there is no such key; known are Listen, Workers, "},
+        {{"--config", config("[WebContainer]\nListen = \"x\"\n"), "--app", sApp},
+         1,
+         "it is no address; write"},
+        {{"--config", config("[Log]\nLevel = \"loud\"\n"), "--app", sApp},
+         1,
+         "it is no severity; write debug,"},
+        {{"--config", config("[Log]\nFile = \"/dev/null/log\"\n"), "--app", sApp},
+         1,
+         "\"/dev/null/log\" cannot be opened"},
+        {{"--config", config("[HTTP]\nDefaultTimeoutMinutes = \"x\"\n"), "--app", sApp},
+         1,
+         "write a whole number"},
+        {{"--config", sGood, "--app", sApp, "--listen", "9"}, 1, "--listen 9 is no address; write"},
+        {{"--config", sGood, "--app", sApp, "--listen", sTaken},
+         1,
+         "cannot listen on " + sTaken + ": address already in use; choose another"},
+        {{"--config", sGood, "--app", "/nowhere/lib.so"}, 1, "cannot load the application /nowhere/lib.so: "},
+        {{"--config", sGood, "--app", TEST_NO_APPLICATION},
+         1,
+         "lacks the factory zqCreateHttpApplication; build"},
+        {{"--config", sGood, "--app", TEST_APPLICATION_NULL},
+         1,
+         "cannot start: its factory returned nothing; "},
+        {{"--config", sGood, "--app", TEST_APPLICATION_THROWS}, 1, "cannot start: no database; "},
+        {{"--check", "--config", config("[HTTP]\nDefaultTimeoutMinutes = -1\n")},
+         1,
+         "is -1; write a whole number"},
+        {{"--check", "--config", sGood, "--app", TEST_NO_APPLICATION}, 1, "lacks the factory"},
+    };
+    for (const auto& r : tCases) {
+        Program tProgram(r.tArguments);
+        const std::string sErrors = tProgram.errors();
+        EXPECT_EQ(tProgram.wait(), r.nExitCode) << sErrors;
+        EXPECT_THAT(sErrors, testing::AllOf(StartsWith("webcontainer: "), HasSubstr(r.sLine)));
+        EXPECT_EQ(std::count(sErrors.begin(), sErrors.end(), '\n'), 1) << sErrors;
+    }
+}
+
+TEST(Program, AnswersQuestionsAboutItself) {
+    TemporaryDirectory tDirectory;
+    const std::string sGood = tDirectory.write("good.toml", s_ksAnyPort);
+    const std::pair<std::vector<std::string>, std::string> tCases[] = {
+        {{"--version"}, "webcontainer [0-9.]+ \\(webhttpserver .*\\)"},
+        {{"--help"}, "Serves an application over HTTP/1.1."},
+        {{"--check", "--config", sGood, "--app", TEST_APPLICATION}, "webcontainer: .*good.toml can be used"},
+    };
+    for (const auto& [rArguments, sLine] : tCases) {
+        Program tProgram(rArguments);
+        EXPECT_THAT(tProgram.readLine(), testing::MatchesRegex(sLine));
+        EXPECT_EQ(tProgram.wait(), 0);
+    }
+}
+
+TEST(Program, ReadsItsConfigurationAgain) {
+    TemporaryDirectory tLogs;
+    const auto config = [&](const char* pLevel) {
+        return s_ksAnyPort + ("[Log]\nFile = \"" + tLogs.path("log") + "\"\nLevel = \"") + pLevel + "\"\n";
+    };
+    RunningProgram t(config("warning"));
+    const auto reload = [&](const std::string& sConfig, const char* pExpected) {
+        t.m_tDirectory.write("c.toml", sConfig);
+        std::filesystem::rename(tLogs.path("log"), tLogs.path("old"));
+        t.m_tProgram.signal(SIGHUP);
+        for (int n = 0; n < 500 && tLogs.read("log").find(pExpected) == std::string::npos; ++n)
+            ::usleep(10000);
+        return tLogs.read("log");
+    };
+    EXPECT_THAT(reload(config("info"), "read again"),
+                HasSubstr("configuration read again: 1 objects took it"));
+    EXPECT_THAT(reload("nonsense", "kept"), HasSubstr("the configuration is kept as it was: "));
+    EXPECT_THAT(ask(t.m_tAddress, "GET / HTTP/1.0\r\n\r\n"), HasSubstr("hello"));
+    EXPECT_THAT(reload(config("bad"), "kept"), HasSubstr("it is no severity"));
+    t.m_tProgram.signal(SIGTERM);
+    EXPECT_EQ(t.m_tProgram.wait(), 0);
+    EXPECT_THAT(tLogs.read("log"), HasSubstr(" ended"));
+}
+
+TEST(Program, ASecondSignalEndsItAtOnce) {
+    RunningProgram t;
+    Client tHanging(t.m_tAddress);
+    tHanging.send("GET /?hang HTTP/1.1\r\nHost: h\r\n\r\n");
+    EXPECT_THAT(tHanging.readUntil("hello"), HasSubstr("hello"));
+    t.m_tProgram.signal(SIGTERM);
+    ::usleep(50000);
+    t.m_tProgram.signal(SIGINT);
+    EXPECT_EQ(t.m_tProgram.wait(), 3);
+    EXPECT_THAT(t.m_tProgram.errors(), HasSubstr("1 connections are given up"));
+}
+
+}  // namespace
+}  // namespace test
