@@ -1,38 +1,64 @@
 #pragma once
 
-#include <emmintrin.h>
+#include <immintrin.h>
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
-#include <cstring>
 
 /// The ASCII fast paths of the encoders: they convert from the start of the text up to the first character
 /// that is not ASCII (or that no full vector holds) and return how many they converted.
 
-inline bool areAscii(__m128i tCharacters) noexcept {
-    const __m128i tHigh = _mm_and_si128(tCharacters, _mm_set1_epi32(~0x7F));
-    return _mm_movemask_epi8(_mm_cmpeq_epi32(tHigh, _mm_setzero_si128())) == 0xFFFF;
+/// Narrows blocks of 32 characters while they are ASCII, and returns how many characters that were.
+__attribute__((target("avx2"))) inline std::size_t narrowAsciiBlocks(char* pTo, const wchar_t* pFrom,
+                                                                     std::size_t nLength) noexcept {
+    std::size_t n = 0;
+    const __m256i tHighBits = _mm256_set1_epi32(~0x7F);
+    // The packing works on each half of a vector by itself; this puts the quarters back in order.
+    const __m256i tOrder = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    for (; nLength - n >= 32; n += 32) {
+        const auto* p = reinterpret_cast<const __m256i*>(pFrom + n);
+        const __m256i a = _mm256_loadu_si256(p), b = _mm256_loadu_si256(p + 1);
+        const __m256i c = _mm256_loadu_si256(p + 2), d = _mm256_loadu_si256(p + 3);
+        const __m256i tAll = _mm256_or_si256(_mm256_or_si256(a, b), _mm256_or_si256(c, d));
+        if (!_mm256_testz_si256(tAll, tHighBits)) break;
+        const __m256i tBytes = _mm256_packus_epi16(_mm256_packs_epi32(a, b), _mm256_packs_epi32(c, d));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(pTo + n), _mm256_permutevar8x32_epi32(tBytes, tOrder));
+    }
+    return n;
 }
 
-/// pTo must have room for nLength bytes.
+/// Narrows 16 characters and returns how many of them, from the first one on, are ASCII; the bytes of the
+/// others mean nothing.
+inline std::size_t narrowAsciiVector(char* pTo, const wchar_t* pFrom) noexcept {
+    const __m128i tHighBits = _mm_set1_epi32(~0x7F), tZero = _mm_setzero_si128();
+    const auto* p = reinterpret_cast<const __m128i*>(pFrom);
+    const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
+    const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
+    const __m128i tBytes = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(pTo), tBytes);
+    const auto fIsAscii = [&](__m128i t) { return _mm_cmpeq_epi32(_mm_and_si128(t, tHighBits), tZero); };
+    const __m128i tAscii =
+        _mm_packs_epi16(_mm_packs_epi32(fIsAscii(a), fIsAscii(b)), _mm_packs_epi32(fIsAscii(c), fIsAscii(d)));
+    return static_cast<std::size_t>(std::countr_one(static_cast<unsigned>(_mm_movemask_epi8(tAscii))));
+}
+
+/// pTo must have room for nLength bytes; those behind the run are overwritten with anything.
 inline std::size_t narrowAsciiRun(char* pTo, const wchar_t* pFrom, std::size_t nLength) noexcept {
+    static const bool s_bAvx2 = __builtin_cpu_supports("avx2");
     std::size_t n = 0;
-    for (; nLength - n >= 16; n += 16) {
-        const auto* p = reinterpret_cast<const __m128i*>(pFrom + n);
-        const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
-        const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
-        if (!areAscii(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)))) break;
-        const __m128i tBytes = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(pTo + n), tBytes);
+    if (nLength < 16) {
+        for (; n < nLength && static_cast<unsigned>(pFrom[n]) < 0x80; ++n)
+            pTo[n] = static_cast<char>(pFrom[n]);
+        return n;
     }
-    for (; nLength - n >= 4; n += 4) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pFrom + n));
-        if (!areAscii(a)) break;
-        const __m128i tWords = _mm_packs_epi32(a, a);
-        const int nBytes = _mm_cvtsi128_si32(_mm_packus_epi16(tWords, tWords));
-        std::memcpy(pTo + n, &nBytes, 4);
+    if (nLength >= 32 && s_bAvx2) n = narrowAsciiBlocks(pTo, pFrom, nLength);
+    for (; n != nLength; n += 16) {
+        // The last vector reaches back over characters that are known to be ASCII.
+        n = std::min(n, nLength - 16);
+        const std::size_t nAscii = narrowAsciiVector(pTo + n, pFrom + n);
+        if (nAscii < 16) return n + nAscii;
     }
-    for (; n < nLength && static_cast<unsigned>(pFrom[n]) < 0x80; ++n)
-        pTo[n] = static_cast<char>(pFrom[n]);
     return n;
 }
 

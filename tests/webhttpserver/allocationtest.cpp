@@ -2,6 +2,7 @@
 
 #include "serverfixture.h"
 #include "support/allocationcounter.h"
+#include "support/recorders.h"
 
 namespace {
 
@@ -47,6 +48,24 @@ TEST(Allocations, ShortPageNeedsOneForTheUrl) {
     // The wide text of the URL, for checkValidServerURL(). The response takes none: text, bytes, dates and
     // header values stay in the stream's own storage.
     EXPECT_EQ(tAllocations.getCount(), 1u);
+}
+
+/// The allocations of sending 4000 bytes, whose base64 text does not fit the stream's own storage.
+std::size_t allocationsOfAChunk() {
+    FakeRequestProvider tRequest;
+    SilentResponse tResponse;
+    kiv::KIVServerHttpStream tStream(tRequest, tResponse, Handle<GDExpressionEvaluator>());
+    const std::string sBytes(4000, 'x');
+    const AllocationCounter tAllocations;
+    tStream.writeBinary(sBytes.data(), sBytes.size());
+    tStream.Flush();
+    return tAllocations.getCount();
+}
+
+TEST(Allocations, LoggingTakesNoneWhileNobodyWantsIt) {
+    EXPECT_EQ(allocationsOfAChunk(), 0u);
+    const LogRecorder tLog(kSevInfoMinor);
+    EXPECT_GT(allocationsOfAChunk(), 0u);
 }
 
 }  // namespace

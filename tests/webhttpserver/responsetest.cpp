@@ -252,14 +252,6 @@ TEST(Response, NthCallFailsForEveryNAndCode) {
             }
 }
 
-TEST(Response, DisabledLoggingBuildsNoText) {
-    StreamFixture t;
-    LogRecorder tLog(kSevInfo);
-    t.tStream.writeBinary("bytes", 5);
-    t.tStream.endResponse();
-    EXPECT_THAT(tLog.takeEntries(), IsEmpty());
-}
-
 /// The body of a page whose text is flushed after nCut characters.
 std::string pageBody(const wchar_t* pCharset, const std::wstring& sText, std::size_t nCut) {
     StreamFixture t;
