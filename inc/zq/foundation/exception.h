@@ -15,7 +15,8 @@ public:
     Exception& operator=(const Exception&) = delete;
     virtual ~Exception();
 
-    /// Throws a copy of this exception as an Exception: message, inserts and place are kept, the class is not.
+    /// Throws a copy of this exception as an Exception: message, inserts and place are kept, the class is
+    /// not.
     [[noreturn]] virtual void throwMe() const;
     /// A heap copy of the same class; the caller deletes it.
     virtual Exception* clone() const;

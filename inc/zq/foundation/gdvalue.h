@@ -9,7 +9,8 @@
 #include "zq/foundation/zqstring.h"
 
 /// Something that a message shows: a text, a number, or the key of a text in a message file. A small value:
-/// copying shares its text. The derived classes only name the ways to make one, so that slicing loses nothing.
+/// copying shares its text. The derived classes only name the ways to make one, so that slicing loses
+/// nothing.
 class ZQ_EXPORT GDValue {
 public:
     enum class EKind : std::uint8_t { kText, kUnsigned, kMessageKey };
@@ -28,7 +29,9 @@ public:
 
 protected:
     GDValue(EKind eKind, const ZQWString& sText, std::uint64_t nValue) noexcept
-        : m_eKind(eKind), m_nValue(nValue), m_sText(sText) {}
+        : m_eKind(eKind),
+          m_nValue(nValue),
+          m_sText(sText) {}
 
 private:
     EKind m_eKind = EKind::kText;

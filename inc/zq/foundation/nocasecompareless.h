@@ -15,5 +15,7 @@ ZQ_EXPORT int compareNoCase(std::wstring_view a, std::wstring_view b) noexcept;
 /// anything that converts to a view, so that a search makes no string.
 struct ZQ_EXPORT NoCaseCompareLess {
     using is_transparent = void;
-    bool operator()(std::wstring_view a, std::wstring_view b) const noexcept { return compareNoCase(a, b) < 0; }
+    bool operator()(std::wstring_view a, std::wstring_view b) const noexcept {
+        return compareNoCase(a, b) < 0;
+    }
 };

@@ -77,7 +77,8 @@ private:
     };
 
     static Block* makeBlock(View s) {
-        constexpr std::size_t knMost = (std::numeric_limits<std::size_t>::max() - sizeof(Block)) / sizeof(CharT) - 1;
+        constexpr std::size_t knMost =
+            (std::numeric_limits<std::size_t>::max() - sizeof(Block)) / sizeof(CharT) - 1;
         if (s.size() > knMost) throw std::length_error("ZQString: text too long");
         auto* pBlock = new (::operator new(sizeof(Block) + (s.size() + 1) * sizeof(CharT))) Block(s.size());
         std::char_traits<CharT>::copy(pBlock->text(), s.data(), s.size());

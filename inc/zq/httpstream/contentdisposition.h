@@ -11,7 +11,8 @@ public:
     ContentDisposition() noexcept = default;
     /// sFilename may hold any characters; what browsers cannot take is replaced when it is sent.
     explicit ContentDisposition(EDisposition eDisposition, const ZQWString& sFilename = {}) noexcept
-        : m_eDisposition(eDisposition), m_sFilename(sFilename) {}
+        : m_eDisposition(eDisposition),
+          m_sFilename(sFilename) {}
 
     EDisposition getDisposition() const noexcept { return m_eDisposition; }
     /// "attachment", "inline" (RFC 6266 section 4.2), or nothing for kNone.

@@ -39,8 +39,8 @@ public:
         kClearAll = 255,
     };
 
-    /// One part of a multipart body (RFC 7578): a form field or a file. A call that fills it leaves the members
-    /// alone that it has nothing for.
+    /// One part of a multipart body (RFC 7578): a form field or a file. A call that fills it leaves the
+    /// members alone that it has nothing for.
     struct ZQ_EXPORT Param {
         enum Value {
             kUseString = 0,  ///< a form field: its value is in sParamValue
@@ -99,15 +99,16 @@ public:
     /// Starts to enumerate the parts of a multipart body and fills rParam with the first one; hCharset is the
     /// character set of field values, null for UTF-8. -1: there is no part, or it has no name.
     virtual int getFirstParam(Param& rParam, const Handle<const CharacterSet>& hCharset) = 0;
-    /// Fills the same rParam with the next part; what was not read of the current one is skipped. -1 as above.
+    /// Fills the same rParam with the next part; what was not read of the current one is skipped. -1 as
+    /// above.
     virtual int getNextParam(Param& rParam, const Handle<const CharacterSet>& hCharset) = 0;
     /// All that has been said about the response.
     virtual HttpStreamInternals& GetInternals();
     virtual const HttpStreamInternals& GetInternals() const;
     /// Called with every content type that is set; does nothing here.
     virtual void setContentTypeHook(const ZQWString& sContentType);
-    /// The value of the first request header of that name, case aside. False, and rValue untouched, when there
-    /// is none.
+    /// The value of the first request header of that name, case aside. False, and rValue untouched, when
+    /// there is none.
     virtual bool getRequestHeader(const ZQWString& sName, ZQWString& rValue) = 0;
 
     /// As getRequestHeader(), but an absent header leaves an empty value.
@@ -121,7 +122,9 @@ public:
     const ZQWString& GetContentType() const noexcept { return m_tInternals.sContentType; }
     /// The character set that text is sent in, at first UTF-8. Null: the Content-Type names none, and only
     /// bytes can be written.
-    void SetOutputCharset(const Handle<const CharacterSet>& hCharset) { m_tInternals.hOutputCharset = hCharset; }
+    void SetOutputCharset(const Handle<const CharacterSet>& hCharset) {
+        m_tInternals.hOutputCharset = hCharset;
+    }
     Handle<const CharacterSet> GetOutputCharsetHandle() const { return m_tInternals.hOutputCharset; }
     /// Raises InvalidHandleException when there is none.
     const CharacterSet& GetOutputCharset() const { return *m_tInternals.hOutputCharset; }
@@ -134,7 +137,9 @@ public:
     std::uint32_t getExpireSeconds() const noexcept { return m_tInternals.nExpireSeconds; }
     void clearExpireSeconds() noexcept { m_tInternals.nExpireSeconds = HttpStreamInternals::knExpireNotSet; }
     void setContentDisposition(const ContentDisposition& r) { m_tInternals.tContentDisposition = r; }
-    const ContentDisposition& getContentDisposition() const noexcept { return m_tInternals.tContentDisposition; }
+    const ContentDisposition& getContentDisposition() const noexcept {
+        return m_tInternals.tContentDisposition;
+    }
     /// Hints for the front end, sent as one header.
     void addResponseHint(const ZQWString& sHint) { m_tInternals.tResponseHints.insert(sHint); }
     bool responseHints_empty() const noexcept { return m_tInternals.tResponseHints.empty(); }
