@@ -14,7 +14,7 @@ using EStatus = HttpRequestStatus::EStatus;
 struct PageRequest {
     ZQHttpStream& rStream;
     const ZQWString& sPath;
-    NarrowRefString sQueryString;  ///< as it came
+    const HttpApplicationRequest& rRequest;  ///< query string and body, as they came
     const QueryParameters& rQuery;
     ShutdownSignal& rShutdown;
     std::time_t nStarted;  ///< when the application started, in seconds since 1970-01-01 UTC

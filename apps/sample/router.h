@@ -13,6 +13,8 @@ struct Route {
     std::wstring_view sTitle;
     std::wstring_view sAbout;  ///< a sentence for the home page
     Page pPage;
+    Page pPost = nullptr;  ///< answers a POST; null: there is nothing to post here
+    Page pSoap = nullptr;  ///< answers a SOAP call; null likewise
 };
 
 /// All routes, the home page first.

@@ -24,18 +24,29 @@ std::optional<QueryParameters> parseQuery(const HttpApplicationRequest& rRequest
 class SampleApplication final : public HttpApplication {
 public:
     EStatus get(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
-        const std::optional<QueryParameters> tQuery = parseQuery(rRequest);
-        if (!tQuery) return badRequestPage(rStream, L"The query has too many parameters.");
-        ZQWString sPath;
-        rStream.GetServerVariable("URL", sPath);
-        const Route* pRoute = findRoute(sPath);
-        const Page pPage = pRoute ? pRoute->pPage : missingPage;
-        return pPage({rStream, sPath, rRequest.sQueryString, *tQuery, m_tShutdown, m_nStarted});
+        return answer(rStream, rRequest, &Route::pPage);
+    }
+    EStatus post(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
+        return answer(rStream, rRequest, &Route::pPost);
+    }
+    EStatus soap(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
+        return answer(rStream, rRequest, &Route::pSoap);
     }
 
     void startShutdown() override { m_tShutdown.raise(); }
 
 private:
+    EStatus answer(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest, Page Route::*pKind) {
+        const std::optional<QueryParameters> tQuery = parseQuery(rRequest);
+        if (!tQuery) return badRequestPage(rStream, L"The query has too many parameters.");
+        ZQWString sPath;
+        rStream.GetServerVariable("URL", sPath);
+        const Route* const pRoute = findRoute(sPath);
+        const Page pPage = pRoute ? pRoute->*pKind : missingPage;
+        if (!pPage) return badRequestPage(rStream, L"Nothing can be sent to this page.");
+        return pPage({rStream, sPath, rRequest, *tQuery, m_tShutdown, m_nStarted});
+    }
+
     ShutdownSignal m_tShutdown;
     const std::time_t m_nStarted = std::time(nullptr);
 };

@@ -16,6 +16,14 @@ EStatus charsetPage(const PageRequest& rRequest);
 EStatus downloadPage(const PageRequest& rRequest);
 /// ?gib=N: N times 2^30 bytes, in chunks. Without it: a form.
 EStatus exportPage(const PageRequest& rRequest);
+/// A form, and what the last one held: of a GET its query, of a POST its body.
+EStatus formPage(const PageRequest& rRequest);
+/// How to send an order; and the answer to one: an XML document in, another one out.
+EStatus orderPage(const PageRequest& rRequest);
+EStatus orderPost(const PageRequest& rRequest);
+/// ?wsdl: the description of the SOAP service (WSDL 1.1). Without it: a page about it. And a call of it.
+EStatus calculatorPage(const PageRequest& rRequest);
+EStatus calculatorCall(const PageRequest& rRequest);
 /// Ten steps of half a second, each sent when it is done.
 EStatus slowPage(const PageRequest& rRequest);
 /// Unchanged since the application started: 304 to those who have it (RFC 9110 section 13.1.3).

@@ -48,7 +48,7 @@ void addVariables(HtmlPage& rPage, ZQHttpStream& rStream) {
 
 void addQuery(HtmlPage& rPage, const PageRequest& rRequest) {
     rPage.markup(L"<h2>Query string</h2>\n<pre>")
-        .text(decode(rRequest.sQueryString.view()))
+        .text(decode(rRequest.rRequest.sQueryString.view()))
         .markup(L"</pre>\n");
     rPage.markup(L"<form accept-charset=\"utf-8\"><label>Try another <input name=\"text\" value=\"");
     rPage.text(rRequest.rQuery.get(L"text", L"<b>5 > 4 & \"3\"</b> 𝄞 '"));
