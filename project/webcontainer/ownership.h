@@ -18,8 +18,9 @@ namespace webcontainer {
 /// at its socket once for nothing.
 class Ownership {
 public:
-    /// A new connection, whose owner is the caller.
-    void open() noexcept { m_eState.store(EState::kOwned, std::memory_order_relaxed); }
+    /// A new connection, whose owner is the caller. Acquires what the last owner under this descriptor
+    /// released.
+    void open() noexcept { m_eState.exchange(EState::kOwned, std::memory_order_acq_rel); }
     /// The descriptor may be used anew from now on, by anybody.
     void free() noexcept { m_eState.store(EState::kFree, std::memory_order_release); }
 

@@ -55,9 +55,9 @@ TEST(Bodies, ArriveWholeWhateverTheirLengthFramingAndReading) {
     Server tServer([&](Request& r, Response& rResponse) { answer(rResponse, readBody(r, nPiece)); },
                    smallLimits());
     Client tClient(tServer);  // one connection, so that a byte too many or too few would show
-    for (const std::size_t nLength : {0, 1, 99, 100, 101, 5000, 300000}) {
+    for (const std::size_t nLength : {0u, 1u, 99u, 100u, 101u, 5000u, 300000u}) {
         const std::string sBody = pattern(nLength);
-        for (const std::size_t nRead : {7, 1000, 1000000}) {
+        for (const std::size_t nRead : {7u, 1000u, 1000000u}) {
             nPiece = nRead;
             for (const std::string& sRequest : {declared(sBody), post(s_ksChunked, chunked(sBody, 13)),
                                                 post(s_ksChunked, chunked(sBody, 70000))}) {

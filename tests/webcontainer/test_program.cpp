@@ -49,7 +49,7 @@ TEST(Program, ServesUntilItIsTold) {
         EXPECT_THAT(ask(t.m_tAddress, "POST / HTTP/1.0\r\nContent-Length: 10485760\r\n\r\nbody"),
                     testing::AllOf(StartsWith("HTTP/1.1 413"), testing::EndsWith("the body is too long\n")));
         t.m_tProgram.signal(nSignal);
-        EXPECT_EQ(t.m_tProgram.wait(), 0);
+        EXPECT_EQ(t.m_tProgram.wait(), 0) << t.m_tProgram.errors();
     }
 }
 

@@ -33,7 +33,7 @@ TEST(RequestProvider, ServerVariablesFollowTheirNames) {
         {"", "<none>"},
     };
     for (const auto& [pName, pValue] : tCases)
-        EXPECT_EQ(seenBy([&](Request& r) { return variable(r, pName); }, sRequest), pValue) << pName;
+        EXPECT_EQ(seenBy([p = pName](Request& r) { return variable(r, p); }, sRequest), pValue) << pName;
 }
 
 TEST(RequestProvider, SizesAreNegotiatedWithoutCopyingTooMuch) {
