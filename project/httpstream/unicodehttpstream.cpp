@@ -49,7 +49,10 @@ void UnicodeHttpStream::transformUnicodeBuffer() {
         finishUnicodeText();
         m_tEncoder.emplace(hCharset, eUnmappable);
     }
-    m_tEncoder->encodeUtf8(m_tBytes, m_tText.getUtf8());
+    if (hCharset->getKind() == CharacterSet::EKind::kUtf8)
+        m_tText.moveTo(m_tBytes);
+    else
+        m_tEncoder->encodeUtf8(m_tBytes, m_tText.getUtf8());
 }
 
 void UnicodeHttpStream::finishUnicodeText() {

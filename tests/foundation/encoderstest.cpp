@@ -164,4 +164,23 @@ TEST(EncodingUrl, EscapesWhatIsNeitherUnreservedNorSpared) {
     }
 }
 
+// The fast paths work on 32, 16 and single characters, forwards and reaching back.
+TEST(EncodingUtf8, FindsTheOneCharacterThatIsNotAsciiWhereverItStands) {
+    for (std::size_t nLength = 1; nLength <= 100; ++nLength)
+        for (std::size_t nPos = 0; nPos < nLength; ++nPos) {
+            std::wstring sText(nLength, L'a');
+            for (std::size_t n = 0; n < nLength; ++n)
+                sText[n] = static_cast<wchar_t>(L' ' + n % 90);
+            sText[nPos] = L'\u20ac';
+            std::string sExpected(sText.begin(), sText.end());
+            sExpected.replace(nPos, 1, "\xE2\x82\xAC");
+            NarrowStringBuffer tBytes;
+            W2NEncodingUTF8().encode(tBytes, sText);
+            ASSERT_EQ(tBytes.view(), sExpected) << nLength << ' ' << nPos;
+            StringBuffer tWide;
+            N2WEncodingUTF8().encode(tWide, sExpected);
+            ASSERT_EQ(tWide.view(), sText) << nLength << ' ' << nPos;
+        }
+}
+
 }  // namespace

@@ -59,6 +59,16 @@ public:
     /// Keeps the first nLength characters; nLength must not exceed length().
     void truncate(std::size_t nLength) noexcept { setLength(nLength); }
 
+    /// Exchanges the texts without copying them when neither lies inside its object; false: nothing was done.
+    bool swapHeap(StringBufferBaseTemplate& r) noexcept {
+        if (!m_pHeap || !r.m_pHeap) return false;
+        m_pHeap.swap(r.m_pHeap);
+        std::swap(m_p, r.m_p);
+        std::swap(m_nLength, r.m_nLength);
+        std::swap(m_nCapacity, r.m_nCapacity);
+        return true;
+    }
+
     /// Makes room for at least nRoom more characters and returns where they go. What is written there counts
     /// only after commitAppendBuffer().
     CharT* getAppendBuffer(std::size_t nRoom) {

@@ -11,13 +11,26 @@
 class ZQ_EXPORT UnicodeBuffer {
 public:
     void append(std::wstring_view s) { W2NEncodingUTF8().encode(m_tUtf8, s); }
-    void clear() noexcept { m_tUtf8.clear(); }
-    bool empty() const noexcept { return m_tUtf8.empty(); }
+    void clear() noexcept {
+        m_tUtf8.clear();
+        m_pMovedTo = nullptr;
+    }
+    bool empty() const noexcept { return getUtf8().empty(); }
     /// Valid until the next append().
-    std::string_view getUtf8() const noexcept { return m_tUtf8.view(); }
+    std::string_view getUtf8() const noexcept { return m_pMovedTo ? m_pMovedTo->view() : m_tUtf8.view(); }
     /// Appends the text as it was collected.
-    void decodeTo(WideStringBufferBase& rBuffer) const { N2WEncodingUTF8().encode(rBuffer, m_tUtf8.view()); }
+    void decodeTo(WideStringBufferBase& rBuffer) const { N2WEncodingUTF8().encode(rBuffer, getUtf8()); }
+
+    /// Appends the UTF-8 to rBytes; a long text moves there without being copied when rBytes is empty and
+    /// long as well. The text can be read until rBytes changes; before the next append() comes clear().
+    void moveTo(NarrowStringBufferBase& rBytes) {
+        if (rBytes.empty() && m_tUtf8.swapHeap(rBytes))
+            m_pMovedTo = &rBytes;
+        else
+            rBytes.append(m_tUtf8.view());
+    }
 
 private:
     StringBufferTemplate<16383, char> m_tUtf8;
+    const NarrowStringBufferBase* m_pMovedTo = nullptr;  ///< where the text is, if not here any more
 };

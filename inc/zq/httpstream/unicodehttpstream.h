@@ -32,9 +32,10 @@ public:
 
 protected:
     NarrowStringBufferBase& getMutableByteBuffer() noexcept { return m_tBytes; }
-    /// Appends the text, converted, to the byte buffer and leaves it where it is. A character that the
-    /// character set lacks becomes a character reference in HTML and XML and a question mark elsewhere.
-    /// Text cut anywhere between two calls converts as it would in one piece.
+    /// Appends the text, converted, to the byte buffer; it can still be read until the next
+    /// Reset(kClearBuffer). A character that the character set lacks becomes a character reference in HTML
+    /// and XML and a question mark elsewhere. Text cut anywhere between two calls converts as it would in one
+    /// piece.
     void transformUnicodeBuffer();
     /// Ends the response's text: appends what its conversion still holds back, such as the return to ASCII of
     /// ISO-2022-JP. Nothing for nearly every character set.
