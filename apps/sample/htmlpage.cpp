@@ -39,6 +39,15 @@ input, select { display: block; width: 100%; margin-top: .2rem; padding: .55rem 
   border-radius: .5rem; background: var(--card); color: var(--ink); font: inherit }
 button { padding: .6rem 1.2rem; border: 0; border-radius: .5rem; background: var(--accent); color: var(--on-accent);
   font: inherit; font-weight: 600; cursor: pointer }
+.files th, .files td { width: auto; vertical-align: middle } .files thead { font-size: .88rem; color: var(--soft) }
+.files td:nth-child(2), .files td:nth-child(3) { white-space: nowrap; color: var(--soft) }
+.files td:last-child { text-align: end } .files form { display: block; margin: 0 }
+button.quiet { padding: .3rem .8rem; border: 1px solid var(--line); background: none; color: var(--ink); font-weight: 400 }
+button.quiet:hover, button.quiet:focus { border-color: var(--accent); color: var(--accent) }
+input[type=file] { padding: 1.1rem .9rem; border: 2px dashed var(--line) } input[type=file]:hover { border-color: var(--accent) }
+.empty { padding: 1.5rem; border: 1px dashed var(--line); border-radius: .7rem; color: var(--soft); text-align: center }
+#transfer { display: flex; gap: .9rem; align-items: center; margin: 1rem 0 } [hidden] { display: none !important }
+progress { flex: 1; height: .8rem; accent-color: var(--accent) }
 footer { margin-top: 2.5rem; padding-bottom: 1.5rem; color: var(--soft); font-size: .88rem }
 @media (max-width: 34rem) { th, td { display: block; width: auto } td { border-top: 0; padding-top: 0 } }
 )";
@@ -50,9 +59,10 @@ constexpr const wchar_t* s_ksPolicy =
 
 }  // namespace
 
-HtmlPage::HtmlPage(ZQHttpStream& rStream, std::wstring_view sTitle) : m_rStream(rStream) {
+HtmlPage::HtmlPage(ZQHttpStream& rStream, std::wstring_view sTitle, std::wstring_view sMorePolicy)
+    : m_rStream(rStream) {
     rStream.SetFormat(WebContentFormat::kHTML);
-    rStream.AddHeader(L"Content-Security-Policy", s_ksPolicy);
+    rStream.AddHeader(L"Content-Security-Policy", ZQWString(std::wstring(s_ksPolicy).append(sMorePolicy)));
     rStream.AddHeader(L"X-Content-Type-Options", L"nosniff");
     markup(L"<!DOCTYPE html>\n<html lang=\"en\"><head><title>").text(sTitle).markup(L"</title>\n");
     markup(L"<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n");

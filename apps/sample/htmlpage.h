@@ -14,8 +14,9 @@ namespace sample {
 ///     tPage.markup(L"<p>Good morning, ").text(sName).markup(L"!</p>").end();
 class HtmlPage {
 public:
-    /// sTitle is text. The stream must live as long as the page and must not have been flushed.
-    HtmlPage(ZQHttpStream& rStream, std::wstring_view sTitle);
+    /// sTitle is text. The stream must live as long as the page and must not have been flushed. sMorePolicy:
+    /// further directives of the content security policy, each after a semicolon.
+    HtmlPage(ZQHttpStream& rStream, std::wstring_view sTitle, std::wstring_view sMorePolicy = {});
 
     /// Markup, as it stands.
     HtmlPage& markup(std::wstring_view s);

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "filestore.h"
 #include "shutdownsignal.h"
 #include "zq/httpextension/httpapplication.h"
 #include "zq/httpstream/queryparameters.h"
@@ -16,6 +17,7 @@ struct PageRequest {
     const ZQWString& sPath;
     const HttpApplicationRequest& rRequest;  ///< query string and body, as they came
     const QueryParameters& rQuery;
+    const FileStore& rFiles;
     ShutdownSignal& rShutdown;
     std::time_t nStarted;  ///< when the application started, in seconds since 1970-01-01 UTC
 };

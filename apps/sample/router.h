@@ -10,7 +10,7 @@ namespace sample {
 /// A path and the page that answers it.
 struct Route {
     std::wstring_view sPath;
-    std::wstring_view sTitle;
+    std::wstring_view sTitle;  ///< empty: a part of other pages, not to be linked to
     std::wstring_view sAbout;  ///< a sentence for the home page
     Page pPage;
     Page pPost = nullptr;  ///< answers a POST; null: there is nothing to post here

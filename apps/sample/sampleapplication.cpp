@@ -44,9 +44,10 @@ private:
         const Route* const pRoute = findRoute(sPath);
         const Page pPage = pRoute ? pRoute->*pKind : missingPage;
         if (!pPage) return badRequestPage(rStream, L"Nothing can be sent to this page.");
-        return pPage({rStream, sPath, rRequest, *tQuery, m_tShutdown, m_nStarted});
+        return pPage({rStream, sPath, rRequest, *tQuery, m_tFiles, m_tShutdown, m_nStarted});
     }
 
+    const FileStore m_tFiles;
     ShutdownSignal m_tShutdown;
     const std::time_t m_nStarted = std::time(nullptr);
 };

@@ -10,6 +10,7 @@ EStatus homePage(const PageRequest& rRequest) {
         L"<p>Each page shows one thing that an application can do with the stream that it is given.</p>\n");
     tPage.markup(L"<ul class=\"cards\">\n");
     for (const Route& rRoute : getRoutes().subspan(1)) {
+        if (rRoute.sTitle.empty()) continue;
         tPage.markup(L"<li><a href=\"").text(rRoute.sPath).markup(L"\"><strong>").text(rRoute.sTitle);
         tPage.markup(L"</strong>").text(rRoute.sAbout).markup(L"</a></li>\n");
     }

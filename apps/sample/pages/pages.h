@@ -16,6 +16,14 @@ EStatus charsetPage(const PageRequest& rRequest);
 EStatus downloadPage(const PageRequest& rRequest);
 /// ?gib=N: N times 2^30 bytes, in chunks. Without it: a form.
 EStatus exportPage(const PageRequest& rRequest);
+/// The files of the store, and a form to add to them; ?get=ID: one of them. And what its forms send: files
+/// (multipart), or delete=ID.
+EStatus filesPage(const PageRequest& rRequest);
+EStatus filesPost(const PageRequest& rRequest);
+/// Takes the files of a multipart form, all or none of them.
+EStatus uploadFiles(const PageRequest& rRequest);
+/// The script of that page.
+EStatus uploadScript(const PageRequest& rRequest);
 /// A form, and what the last one held: of a GET its query, of a POST its body.
 EStatus formPage(const PageRequest& rRequest);
 /// How to send an order; and the answer to one: an XML document in, another one out.

@@ -12,6 +12,7 @@ EStatus sendForm(ZQHttpStream& rStream) {
         L"<p>The answer is <code>302 Found</code> and names the page to go to.</p>\n<form><label>Go to ");
     tPage.markup(L"<select name=\"to\">\n");
     for (const Route& rRoute : getRoutes()) {
+        if (rRoute.sTitle.empty()) continue;
         tPage.markup(L"<option value=\"").text(rRoute.sPath).markup(L"\">").text(rRoute.sTitle);
         tPage.markup(L"</option>\n");
     }

@@ -1,0 +1,59 @@
+#include "pages/pages.h"
+
+namespace sample {
+
+namespace {
+
+/// Sends the form of the file exchange in the background and shows how far it is. Without it, or when it
+/// fails, the form works as any other.
+constexpr std::wstring_view s_ksScript =
+    LR"('use strict';
+{
+  const form = document.getElementById('upload');
+  const transfer = document.getElementById('transfer');
+  const message = document.getElementById('message');
+  const bar = transfer.querySelector('progress');
+  const mebibytes = bytes => (bytes / 1048576).toFixed(1);
+
+  const finish = text => {
+    transfer.hidden = true;
+    form.hidden = false;
+    message.textContent = text;
+  };
+
+  form.addEventListener('submit', event => {
+    event.preventDefault();
+    const request = new XMLHttpRequest();
+    request.responseType = 'document';
+    request.upload.onprogress = ({ loaded, total }) => {
+      bar.value = loaded / total;
+      message.textContent =
+        `${Math.floor(100 * loaded / total)} %: ${mebibytes(loaded)} of ${mebibytes(total)} MiB`;
+    };
+    request.onload = () => {
+      if (request.status < 400) location.replace('/files');
+      else finish(request.response?.querySelector('main p')?.textContent ?? 'The server refused the files.');
+    };
+    request.onerror = () => finish('The connection broke. Nothing was kept.');
+    request.onabort = () => finish('Cancelled. Nothing was kept.');
+    transfer.querySelector('button').onclick = () => request.abort();
+    request.open('POST', form.action);
+    request.send(new FormData(form));
+    bar.value = 0;
+    form.hidden = true;
+    transfer.hidden = false;
+  });
+}
+)";
+
+}  // namespace
+
+EStatus uploadScript(const PageRequest& rRequest) {
+    rRequest.rStream.SetContentType(L"text/javascript");
+    rRequest.rStream.AddHeader(L"X-Content-Type-Options", L"nosniff");
+    rRequest.rStream.setExpireSeconds(0);
+    rRequest.rStream.addText(s_ksScript);
+    return HttpRequestStatus::kOK;
+}
+
+}  // namespace sample
