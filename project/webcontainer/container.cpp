@@ -31,10 +31,11 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler)
     : m_tOptions(rOptions),
       m_rHandler(rHandler),
       m_tStop(makeStopSignal()),
+      m_tWaitingRoom(std::thread::hardware_concurrency() + 1),  // one to take over while the others finish
       m_tConnections(m_tPoller, m_tOptions.tLimits),
       m_tAcceptor(m_tOptions.tListen, m_tPoller, m_tConnections, m_tOptions.tLimits),
-      m_tShared{m_tPoller,          m_tConnections, m_tAcceptor,  m_rHandler,
-                m_tOptions.tLimits, m_bDraining,    m_tStop.get()} {
+      m_tShared{m_tPoller,  m_tWaitingRoom,     m_tConnections, m_tAcceptor,
+                m_rHandler, m_tOptions.tLimits, m_bDraining,    m_tStop.get()} {
     m_tPoller.watchAlways(m_tStop.get());
 }
 
@@ -72,7 +73,7 @@ bool Container::drain(int nInterruptFd) {
     if (!bIdle)
         logText(kSevWarning, s_lsContainer,
                 std::to_string(m_tConnections.count()) + " connections are given up before they have ended");
-    eventfd_write(m_tStop.get(), 1);
+    stopThreads();
     return waitForThreads() && bIdle;
 }
 
@@ -94,8 +95,13 @@ bool Container::waitForThreads() const {
     return true;
 }
 
-void Container::join() {
+void Container::stopThreads() noexcept {
     eventfd_write(m_tStop.get(), 1);
+    m_tWaitingRoom.open();
+}
+
+void Container::join() {
+    stopThreads();
     for (std::thread& r : m_tThreads)
         r.join();
 }

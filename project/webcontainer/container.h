@@ -52,6 +52,7 @@ public:
 private:
     bool waitUntilIdle(int nInterruptFd) const;
     bool waitForThreads() const;
+    void stopThreads() noexcept;
     void join();
 
     const ContainerOptions m_tOptions;
@@ -60,6 +61,7 @@ private:
     std::atomic<bool> m_bDraining{false};
     std::atomic<unsigned> m_nRunning{0};  ///< threads that have not returned
     Poller m_tPoller;
+    WaitingRoom m_tWaitingRoom;
     ConnectionTable m_tConnections;
     Acceptor m_tAcceptor;
     const WorkerShared m_tShared;

@@ -16,7 +16,9 @@ Worker::Worker(const WorkerShared& rShared)
 
 void Worker::run() {
     for (;;) {
+        m_tShared.rWaitingRoom.enter();
         const int nFd = m_tShared.rPoller.wait();
+        m_tShared.rWaitingRoom.leave();
         if (nFd == m_tShared.nStopFd) return;
         if (nFd == m_tShared.rAcceptor.getFd())
             m_tShared.rAcceptor.acceptWaiting();

@@ -9,12 +9,14 @@
 #include "requestcontext.h"
 #include "requesthandler.h"
 #include "requestrunner.h"
+#include "waitingroom.h"
 
 namespace webcontainer {
 
 /// What all workers share; everything outlives them.
 struct WorkerShared {
     Poller& rPoller;
+    WaitingRoom& rWaitingRoom;
     ConnectionTable& rConnections;
     Acceptor& rAcceptor;
     RequestHandler& rHandler;

@@ -111,12 +111,15 @@ std::string Client::readUntil(std::string_view sEnd) {
     return take(nEnd + sEnd.size());
 }
 
+std::string Client::read(std::size_t nLength) {
+    while (m_sReceived.size() < nLength)
+        if (!readSome()) return take(nLength) + m_sEnd;
+    return take(nLength);
+}
+
 std::string Client::readResponse(std::string_view sMethod) {
     std::string sResponse = readUntil("\r\n\r\n");
-    const std::size_t nLength = sMethod == "HEAD" ? 0 : declaredLength(sResponse);
-    while (m_sReceived.size() < nLength && readSome()) {
-    }
-    return sResponse + take(nLength);
+    return sResponse + read(sMethod == "HEAD" ? 0 : declaredLength(sResponse));
 }
 
 std::string ask(const webcontainer::SocketAddress& rServer, std::string_view sRequest) {

@@ -66,6 +66,8 @@ public:
     std::string readAll();
     /// Until the text contains sEnd.
     std::string readUntil(std::string_view sEnd);
+    /// So many bytes, or fewer and how it ended.
+    std::string read(std::size_t nLength);
     /// Whether anything comes within so many milliseconds.
     bool hasInput(int nMs) const;
     /// One response with a Content-Length or without a body; sMethod decides whether a body is expected.
