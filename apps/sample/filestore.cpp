@@ -179,6 +179,11 @@ std::wstring FileUpload::publish(std::wstring_view sName) {
     NarrowStringBuffer tBytes;
     W2NEncodingUTF8().encode(tBytes, sName);
     writeAll(tName, tBytes.data(), tBytes.length());
+    // The file system's own clock is too coarse to tell which of two files came first.
+    std::timespec tNow{};
+    clock_gettime(CLOCK_REALTIME, &tNow);
+    const std::timespec tTimes[] = {tNow, tNow};
+    if (futimens(m_tFile.get(), tTimes) != 0) fail("cannot date a file");
     const std::string sId = makeId();
     linkFile(tName, nDirectory, sId + s_ksName);
     try {

@@ -17,7 +17,7 @@ struct StoredFile {
     std::string sId;        ///< 32 lower-case hexadecimal digits
     ZQWString sName;        ///< as the client called it: any characters at all
     std::uint64_t nSize{};  ///< bytes
-    std::timespec tTime{};  ///< when its last byte came, UTC
+    std::timespec tTime{};  ///< when it was complete, UTC
     Descriptor tContent{};  ///< open for reading from the first byte, if the file was opened
 };
 

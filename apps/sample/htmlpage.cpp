@@ -42,14 +42,19 @@ button { padding: .6rem 1.2rem; border: 0; border-radius: .5rem; background: var
 .files th, .files td { width: auto; vertical-align: middle } .files thead { font-size: .88rem; color: var(--soft) }
 .files td:nth-child(2), .files td:nth-child(3) { white-space: nowrap; color: var(--soft) }
 .files td:last-child { text-align: end } .files form { display: block; margin: 0 }
-button.quiet { padding: .3rem .8rem; border: 1px solid var(--line); background: none; color: var(--ink); font-weight: 400 }
-button.quiet:hover, button.quiet:focus { border-color: var(--accent); color: var(--accent) }
-input[type=file] { padding: 1.1rem .9rem; border: 2px dashed var(--line) } input[type=file]:hover { border-color: var(--accent) }
+button.quiet, ::file-selector-button { padding: .3rem .8rem; border: 1px solid var(--line); border-radius: .5rem;
+  background: none; color: var(--ink); font: inherit; cursor: pointer }
+::file-selector-button { margin-inline-end: .8rem; background: var(--code) }
+button.quiet:hover, button.quiet:focus, ::file-selector-button:hover { border-color: var(--accent) }
+input[type=file] { padding: 1.1rem .9rem; border: 2px dashed var(--line) }
+input[type=file]:hover { border-color: var(--accent) }
 .empty { padding: 1.5rem; border: 1px dashed var(--line); border-radius: .7rem; color: var(--soft); text-align: center }
 #transfer { display: flex; gap: .9rem; align-items: center; margin: 1rem 0 } [hidden] { display: none !important }
 progress { flex: 1; height: .8rem; accent-color: var(--accent) }
 footer { margin-top: 2.5rem; padding-bottom: 1.5rem; color: var(--soft); font-size: .88rem }
-@media (max-width: 34rem) { th, td { display: block; width: auto } td { border-top: 0; padding-top: 0 } }
+@media (max-width: 34rem) { th, td { display: block; width: auto } td { border-top: 0; padding-top: 0 }
+  .files thead { display: none } .files tbody tr { display: block; padding: .6rem 0; border-top: 1px solid var(--line) }
+  .files td { padding-bottom: 0 } .files td:last-child { margin-top: -2rem } }
 )";
 
 /// Nothing but this page's own style may be loaded or run, whatever slips into the markup.

@@ -39,7 +39,8 @@ void addUploadForm(HtmlPage& rPage) {
         L"<label>Choose files, or drop them here <input type=\"file\" name=\"files\" multiple required>"
         L"</label><button>Upload</button></form>\n"
         L"<div id=\"transfer\" hidden><progress max=\"1\" value=\"0\" aria-label=\"Upload\"></progress>"
-        L"<button type=\"button\">Cancel</button></div>\n<p id=\"message\" role=\"status\"></p>\n");
+        L"<button type=\"button\" class=\"quiet\">Cancel</button></div>\n<p id=\"message\" "
+        L"role=\"status\"></p>\n");
 }
 
 void addFile(HtmlPage& rPage, const StoredFile& rFile) {

@@ -11,6 +11,11 @@ namespace {
 
 constexpr std::size_t knChunkSize = std::size_t{64} * 1024;
 
+/// Names that are none, or would mean a directory to whoever saves the file, are replaced.
+std::wstring_view displayName(std::wstring_view sName) {
+    return sName.find_first_not_of(L". ") == sName.npos ? L"unnamed" : sName;
+}
+
 /// The files of one request. They stay together or not at all: unless keep() is reached, all go again.
 class UploadBatch {
 public:
@@ -33,7 +38,7 @@ public:
         for (; nRead > 0; nRead = rParam.hStream->readBytes(m_tChunk.data(), m_tChunk.size()))
             tFile.write(m_tChunk.data(), nRead);
         std::wstring& rsId = m_tIds.emplace_back();
-        rsId = tFile.publish(rParam.sFileName.empty() ? L"unnamed" : rParam.sFileName.view());
+        rsId = tFile.publish(displayName(rParam.sFileName));
     }
     bool empty() const noexcept { return m_tIds.empty(); }
     void keep() noexcept { m_tIds.clear(); }
