@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -23,8 +24,12 @@ public:
         : m_rStore(rStore),
           m_nRoom(FileStore::knMostFiles - std::min(rStore.count(), FileStore::knMostFiles)) {}
     ~UploadBatch() {
-        for (const std::wstring& sId : m_tIds)
-            m_rStore.remove(sId);
+        try {
+            for (const std::wstring& sId : m_tIds)
+                m_rStore.remove(sId);
+        } catch (const std::exception&) {
+            // For want of memory: a file too many is better than no server.
+        }
     }
     UploadBatch(const UploadBatch&) = delete;
     UploadBatch& operator=(const UploadBatch&) = delete;
