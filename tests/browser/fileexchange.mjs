@@ -1,8 +1,8 @@
 // node fileexchange.mjs BUILD [SCREENSHOTS]
 //
-// Drives the sample application's file exchange with Chromium, with and without scripts: files go up with progress
-// to be seen, come down byte for byte, and are deleted; an upload that is cancelled half-way leaves nothing. Needs
-// `npm install` here and Debian's chromium. Ends with 1 and the reason when a step fails.
+// Drives the sample application's file exchange with Chromium, with and without scripts: files go up with
+// progress to be seen, come down byte for byte, and are deleted; an upload that is cancelled half-way leaves
+// nothing. Needs `npm install` here and Debian's chromium. Ends with 1 and the reason when a step fails.
 
 import assert from 'node:assert/strict';
 import { randomBytes } from 'node:crypto';
@@ -70,7 +70,8 @@ async function withScripts(browser, address) {
   const progress = await watchProgress(page);
   assert.ok(progress.length >= 3, `the progress bar stood at ${progress}`);
   assert.deepEqual(progress, progress.toSorted((a, b) => a - b));
-  console.log(`three files uploaded, progress seen at ${progress.map(value => Math.round(100 * value)).join(', ')} %`);
+  console.log('three files uploaded, progress seen at',
+    `${progress.map(value => Math.round(100 * value)).join(', ')} %`);
 
   await page.locator('.files').waitFor();
   assert.deepEqual(await names(page), files.map(path => basename(path)).toReversed());
