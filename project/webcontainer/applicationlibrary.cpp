@@ -12,7 +12,8 @@ namespace webcontainer {
 namespace {
 
 std::string lastError() {
-    const char* const pError = ::dlerror();
+    // Each thread has its own in glibc.
+    const char* const pError = ::dlerror();  // NOLINT(concurrency-mt-unsafe)
     return pError ? pError : "no reason given";
 }
 

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
+#include <iostream>
 
 namespace webcontainer {
 
@@ -32,7 +32,7 @@ void addOptions(CLI::App& rApp, CommandLine& rCommandLine, const std::string& sV
 void complain(std::string sWhat) {
     std::replace_if(
         sWhat.begin(), sWhat.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
-    std::fprintf(stderr, "webcontainer: %s\n", sWhat.c_str());
+    std::cerr << "webcontainer: " << sWhat << std::endl;
 }
 
 bool parseCommandLine(int nArguments, const char* const* pArguments, const std::string& sVersion,

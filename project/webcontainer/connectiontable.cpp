@@ -42,7 +42,7 @@ Connection* ConnectionTable::findOrMake(int nFd) {
         auto pNew = std::make_unique<Block>();
         Block* pNone = nullptr;
         if (m_tBlocks[nBlock].compare_exchange_strong(pNone, pNew.get(), std::memory_order_acq_rel))
-            pNew.release();
+            static_cast<void>(pNew.release());
     }
     return find(nFd);
 }

@@ -11,6 +11,7 @@ class ModuleHandler final : public RequestHandler {
 public:
     /// rServer must outlive the handler.
     explicit ModuleHandler(kiv::KIVHttpServer& rServer) noexcept : m_rServer(rServer) {}
+    virtual ~ModuleHandler() = default;
 
     void processRequest(kiv::HttpRequestProvider& rRequest, kiv::HttpResponseProvider& rResponse) override {
         m_rServer.processRequest(rRequest, rResponse);

@@ -22,6 +22,7 @@ class ResponseProvider final : public kiv::HttpResponseProvider {
 public:
     /// Both must outlive the provider.
     ResponseProvider(RequestContext& rContext, BodyReader& rBody);
+    virtual ~ResponseProvider() = default;
 
     /// A status that is no final one (200 to 599) becomes 500.
     void setStatusCode(unsigned int nStatus) override;

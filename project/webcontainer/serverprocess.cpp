@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <iostream>
 
 #include "containerlog.h"
 #include "containersettings.h"
@@ -70,8 +70,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
 int ServerProcess::serve() {
     m_pContainer->start();
     const std::string sAddress = m_pContainer->getAddress().text();
-    std::printf("webcontainer: serving http://%s/\n", sAddress.c_str());
-    std::fflush(stdout);
+    std::cout << "webcontainer: serving http://" << sAddress << "/" << std::endl;
     logText(kSevInfo, s_lsContainer, "serving " + sAddress);
     while (m_tSignals.wait() == Signals::ESignal::kReload)
         reload();
@@ -111,7 +110,7 @@ void checkOnly(const CommandLine& rCommandLine) {
     NoApplication tApplication;
     makeServer(tApplication, tReader);
     if (!rCommandLine.sApplication.empty()) ApplicationLibrary{rCommandLine.sApplication};
-    std::printf("webcontainer: %s can be used\n", rCommandLine.sConfig.c_str());
+    std::cout << "webcontainer: " << rCommandLine.sConfig << " can be used" << std::endl;
 }
 
 }  // namespace webcontainer

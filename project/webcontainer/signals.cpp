@@ -27,7 +27,7 @@ Signals::Signals() {
     pthread_sigmask(SIG_BLOCK, &tSet, nullptr);
     m_tSignals = FileDescriptor(::signalfd(-1, &tSet, SFD_CLOEXEC));
     if (!m_tSignals.isOpen()) throwStartError("cannot receive signals: " + describeError(errno));
-    std::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 }
 
 Signals::ESignal Signals::wait() {
