@@ -49,6 +49,8 @@ void UnicodeHttpStream::transformUnicodeBuffer() {
         finishUnicodeText();
         m_tEncoder.emplace(hCharset, eUnmappable);
     }
+    // After a flush that failed half-way this text may be in the byte buffer already.
+    m_tText.forgetMoved();
     if (hCharset->getKind() == CharacterSet::EKind::kUtf8)
         m_tText.moveTo(m_tBytes);
     else

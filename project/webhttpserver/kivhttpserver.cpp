@@ -110,8 +110,9 @@ void readUndeclaredBody(HttpRequestProvider& rRequest, UndeclaredBody& rBody) {
         checkBodyLength(nProjectedInternalBufferSize);
         char* const p = rBody.getAppendBuffer(knReadChunk);
         const std::size_t nRead = rRequest.readFromBody(p, rBody.appendBufferCapacity());
-        if (nRead == 0) return;
+        // Also of nothing: the NUL is put back over what the provider may have written.
         rBody.commitAppendBuffer(nRead);
+        if (nRead == 0) return;
     }
 }
 

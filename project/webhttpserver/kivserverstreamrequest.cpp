@@ -50,6 +50,7 @@ void KIVServerHttpStream::getRequestHeaderNames(tl::vector<ZQWString>& rNames) {
 
 void KIVServerHttpStream::ensureHeadersRead() {
     if (m_bReqHeadersRead) return;
+    m_tReqHeaders.clear();  // of an enumeration that ended in an exception
     HttpRequestProvider::hdrenum_t nCursor = 0;
     FetchHeader pFetch = &HttpRequestProvider::getFirstHeader;
     while (fetchHeader(pFetch, nCursor)) {

@@ -9,7 +9,7 @@ namespace kiv {
 ///
 ///     ClientSideCaching/GeneratedContentCaching            "nostore", "none" or "session"; default "nostore"
 ///     ClientSideCaching/CacheControlHttpHeader/Default     no expiry set; default "private"
-///     ClientSideCaching/CacheControlHttpHeader/NoCache     expiry 0; default by the line above's mode
+///     ClientSideCaching/CacheControlHttpHeader/NoCache     expiry 0; default by that mode
 ///     ClientSideCaching/CacheControlHttpHeader/EnableCache a later expiry; default "private"
 ///
 /// The one instance is made when the module is loaded. It is filled then, if the process-wide reader exists,

@@ -6,6 +6,7 @@ set -euo pipefail
 dump=$(mktemp -d)
 trap 'rm -rf "$dump"' EXIT
 cat > "$dump/slots.cpp" <<'SOURCE'
+#include "inputonhttpstream.h"
 #include "kivserverstream.h"
 #include "support/fakerequestprovider.h"
 #include "support/fakeresponseprovider.h"
@@ -23,7 +24,7 @@ slots() {
 }
 
 for class in FakeRequestProvider FakeResponseProvider kiv::KIVHttpServer kiv::KIVServerHttpStream \
-    kiv::MultipartStream MultipartReader 'Config<kiv::KIVHttpServer>' Exception; do
+    kiv::MultipartStream kiv::InputOnHttpStream MultipartReader 'Config<kiv::KIVHttpServer>' Exception; do
     slots "$class"
 done > "$dump/slots.txt"
 diff -u "$4" "$dump/slots.txt"

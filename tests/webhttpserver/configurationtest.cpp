@@ -4,6 +4,7 @@
 
 #include "serverfixture.h"
 #include "support/childprocess.h"
+#include "support/recorders.h"
 #include "zq/services/timeoutconfig.h"
 
 namespace {
@@ -49,6 +50,21 @@ TEST(CachingConfiguration, ModeAndKeysChooseTheValues) {
                   }),
                   pExpected)
             << sToml;
+}
+
+TEST(CachingConfiguration, LogShowsTheWideValues) {
+    EXPECT_EQ(
+        runInChild([] {
+            ConfigBase::loadAll(
+                ConfigReader(configuration("ClientSideCaching.CacheControlHttpHeader.Default = '\u20ac'")));
+            StreamFixture t;
+            LogRecorder tLog(kSevInfoMinor);
+            t.tStream.setStatusCode(201);
+            t.tStream.endResponse();
+            return tLog.takeEntries()[0];
+        }),
+        "infominor kiv.httpserver.response.headers: Status Code: 201, Content-Length: 0, Cache-Control: "
+        "\u20ac");
 }
 
 TEST(CachingConfiguration, IsEmptyBeforeTheFirstLoadAndFixedAfterIt) {

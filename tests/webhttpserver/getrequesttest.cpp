@@ -171,6 +171,17 @@ TEST(GetRequest, OtherExceptionsLeaveWithEverythingRestored) {
     EXPECT_EQ(tCounters.tBad.get(), 0);
 }
 
+TEST(GetRequest, ProviderFailureInTheFinalCommitLeavesWithTrueCounters) {
+    ServerFixture t;
+    const RequestCounters tCounters;
+    t.tResponse.nFailingCall = 0;
+    t.tResponse.eFailure = kiv::HttpResponseProvider::kRCClientDead;
+    EXPECT_THROW(t.run(), Exception);
+    EXPECT_EQ(t.tLog.back(), "commitHeaders");
+    EXPECT_EQ(tCounters.tCompleted.get(), 1);
+    EXPECT_EQ(tCounters.tCurrent.get(), 0);
+}
+
 TEST(GetRequest, TenAtOnceRaiseThePeak) {
     constexpr int knRequests = 10;
     ScriptedApplication tApplication;

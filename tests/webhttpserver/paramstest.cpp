@@ -135,6 +135,15 @@ TEST(Params, MisuseIsAnException) {
     EXPECT_THAT(t.tAssertions.takeTexts(), ElementsAre("!rParam.hStream.isNull()"));
 }
 
+TEST(Params, SecondEnumerationGoesOnWithTheUnreadRest) {
+    // Larger than what a reader takes at once, so that there is an unread rest.
+    ParamsFixture t(part("form-data; name=\"a\"; filename=\"f\"", std::string(300000, 'a')) + "\r\n" +
+                    part("form-data; name=\"b\"", "2"));
+    EXPECT_GE(t.first(), 0);
+    EXPECT_GE(t.first(), 0);
+    EXPECT_EQ(t.tParam.sParamName, L"b");
+}
+
 TEST(Params, BodyCutOffInsideAPartNeverLooksWhole) {
     ParamsFixture t("");
     t.tRequest.tBody = {"--X\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\nhal"};

@@ -165,6 +165,7 @@ TEST(Response, ExpiryIsCountedFromNowAndReachesAYear) {
                                               {31536001, 31536000},
                                               {0xFFFFFFFE, 31536000}}) {
         StreamFixture t;
+        LogRecorder tLog(kSevInfoMinor);
         t.tStream.setStatusCode(304);
         t.tStream.setExpireSeconds(nSeconds);
         const std::time_t nBefore = time(nullptr);
@@ -173,6 +174,8 @@ TEST(Response, ExpiryIsCountedFromNowAndReachesAYear) {
         EXPECT_THAT(t.tLog[2], testing::AnyOf("addHeader Expires: " + httpDate(nBefore + nExpected),
                                               "addHeader Expires: " + httpDate(nAfter + nExpected)));
         EXPECT_EQ(t.tLog[3], "addHeader Cache-Control: ");
+        EXPECT_EQ(tLog.takeEntries()[0], s_ksHeadersLog + "Status Code: 304, Content-Length: 0, " +
+                                             t.tLog[2].substr(10) + ", Cache-Control: ");
     }
 }
 
@@ -278,6 +281,41 @@ TEST(Response, TextCutAnywhereConvertsAsOnePiece) {
     for (const auto& [pCharset, sExpected] : tCases)
         for (std::size_t nCut = 0; nCut <= sText.size(); ++nCut)
             EXPECT_EQ(pageBody(pCharset, sText, nCut), sExpected) << testing::PrintToString(pCharset) << nCut;
+}
+
+/// Long texts move from buffer to buffer instead of being copied; the log and the bytes must not notice.
+TEST(Response, LongTextsArriveWholeAndOnceEachTime) {
+    StreamFixture t;
+    LogRecorder tLog(kSevInfoMinor);
+    std::string sExpected;
+    for (wchar_t c : std::wstring_view(L"abcd\u00e9")) {
+        const std::wstring sText(20000, c);
+        if (c == L'c') t.tStream.writeBinary("bytes first", 11), sExpected += "bytes first";
+        t.tStream.addText(sText);
+        t.tStream.Flush();
+        sExpected += toUtf8(sText);
+        EXPECT_EQ(tLog.takeEntries().back(), s_ksChunkLog + toUtf8(sText));
+    }
+    t.tStream.endResponse();
+    EXPECT_EQ(t.tResponse.sBody, sExpected);
+}
+
+TEST(Response, FlushThatThrewCanBeTriedAgainInAnotherCharacterSet) {
+    StreamFixture t;
+    t.tStream.SetContentType(L"text/plain");
+    for (int n = 0; n < 2; ++n) {  // now both buffers are long
+        t.tStream.addText(std::wstring(20000, L'x'));
+        t.tStream.Flush();
+    }
+    t.tResponse.sBody.clear();
+    t.tResponse.bThrowOnWrite = true;
+    t.tStream.addText(std::wstring(20000, L'\u00e9'));
+    EXPECT_THROW(t.tStream.Flush(), std::bad_alloc);
+    t.tResponse.bThrowOnWrite = false;
+    t.tStream.SetOutputCharset(CharacterSet::find(L"iso-8859-1"));
+    t.tStream.addText(L"\u00e9");
+    t.tStream.endResponse();
+    EXPECT_EQ(t.tResponse.sBody, toUtf8(std::wstring(20000, L'\u00e9')) + "\xE9");
 }
 
 TEST(Response, UnknownCharacterSetIsRefusedBeforeAnythingIsSent) {

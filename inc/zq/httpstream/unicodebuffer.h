@@ -10,10 +10,13 @@
 /// to 16383 bytes stays within the object.
 class ZQ_EXPORT UnicodeBuffer {
 public:
-    void append(std::wstring_view s) { W2NEncodingUTF8().encode(m_tUtf8, s); }
+    void append(std::wstring_view s) {
+        forgetMoved();
+        W2NEncodingUTF8().encode(m_tUtf8, s);
+    }
     void clear() noexcept {
         m_tUtf8.clear();
-        m_pMovedTo = nullptr;
+        forgetMoved();
     }
     bool empty() const noexcept { return getUtf8().empty(); }
     /// Valid until the next append().
@@ -22,13 +25,15 @@ public:
     void decodeTo(WideStringBufferBase& rBuffer) const { N2WEncodingUTF8().encode(rBuffer, getUtf8()); }
 
     /// Appends the UTF-8 to rBytes; a long text moves there without being copied when rBytes is empty and
-    /// long as well. The text can be read until rBytes changes; before the next append() comes clear().
+    /// long as well. The text can still be read, until rBytes changes.
     void moveTo(NarrowStringBufferBase& rBytes) {
         if (rBytes.empty() && m_tUtf8.swapHeap(rBytes))
             m_pMovedTo = &rBytes;
         else
             rBytes.append(m_tUtf8.view());
     }
+    /// Shows text that has moved no longer: what is appended from now on stands for itself.
+    void forgetMoved() noexcept { m_pMovedTo = nullptr; }
 
 private:
     StringBufferTemplate<16383, char> m_tUtf8;

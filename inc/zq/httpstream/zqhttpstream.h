@@ -80,8 +80,8 @@ public:
     /// Appends the values of every request header of that name (case aside), in the order they came. False,
     /// and nothing appended, when there is none.
     virtual bool getRequestHeaders(const ZQWString& sName, tl::vector<ZQWString>& rValues) = 0;
-    /// Appends the names of all request headers in alphabetical order, case aside; a name that repeats
-    /// exactly stands once.
+    /// Appends the names of all request headers in alphabetical order, case aside; of neighbours that
+    /// are exactly alike one.
     virtual void getRequestHeaderNames(tl::vector<ZQWString>& rNames) = 0;
     virtual ZQWString getRequestMethod() const = 0;
     /// Copies at most nSize bytes of the request body; 0 is its end.

@@ -38,11 +38,12 @@ public:
     /// (400) and method (400), reads form, XML and untyped bodies, calls the entry point, and turns its
     /// result into a status. Both providers must live until it returns; it keeps nothing of them.
     ///
-    /// Every exception leaves it but http::MaliciousInputException, which becomes a 403. A body over the
-    /// limit of 10 MiB leaves as an exception with the message kmsgPOSTRequestLimitException, a declared body
-    /// that stalls for a second as InputStream::UnexpectedEOF; the response has not been ended then. Whatever
-    /// happens, the counters "HttpServer/CurrentRequests" and "HttpServer/CompletedRequests" are set right
-    /// and the thread has its default timeout back.
+    /// Every exception leaves it but http::MaliciousInputException, which becomes a 403. A body that is too
+    /// long (declared: from 10 MiB on; not declared: above 10477567 bytes) leaves as an exception with the
+    /// message kmsgPOSTRequestLimitException, a declared body that stalls for a second as
+    /// InputStream::UnexpectedEOF; the response has not been ended then. Whatever happens, the counters
+    /// "HttpServer/CurrentRequests" and "HttpServer/CompletedRequests" are set right and the thread has its
+    /// default timeout back.
     void processRequest(HttpRequestProvider& rRequest, HttpResponseProvider& rResponse);
 
     /// Reads the values above; called by the configuration machinery only. Always true.

@@ -13,11 +13,12 @@ namespace kiv {
 /// alive for the whole call of KIVHttpServer::processRequest(); every operation is called on the thread of
 /// that call, so an implementation needs no locking. All text is raw bytes; the module decodes it.
 ///
-/// Order of calls: getServerVariable("URL") first; getMethod() once or twice; getQueryString() once; for a
-/// POST getContentLength() twice; then readFromBody(), header enumeration and further server variables
-/// whenever the request's body reading and the application ask for them. The headers are enumerated at most
-/// once. Every operation may throw; the exception leaves processRequest(), except for
-/// http::MaliciousInputException, which becomes a 403.
+/// Order of calls: getServerVariable("URL") first; unless that path is refused, getMethod() once or twice;
+/// for a GET getQueryString(); for a POST getContentLength(), the header enumeration, getQueryString(), and
+/// when the module reads the body itself getContentLength() again and readFromBody(). Further server
+/// variables, the headers if they have not been read, and the rest of the body whenever the application asks
+/// for them. The headers are enumerated at most once. Every operation may throw; the exception leaves
+/// processRequest(), except for http::MaliciousInputException, which becomes a 403.
 class ZQ_EXPORT HttpRequestProvider {
 public:
     /// Bytes that belong to the provider: the first one and their number.
