@@ -14,7 +14,7 @@
 #include <system_error>
 #include <tuple>
 
-#include "zq/foundation/encodingutf8.h"
+#include "zq/httpstream/unicodebuffer.h"
 
 namespace sample {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "descriptor.h"
-#include "zq/foundation/zqstring.h"
+#include "zq/httpstream/zqhttpstream.h"
 
 namespace sample {
 

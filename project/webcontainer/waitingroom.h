@@ -31,7 +31,7 @@ public:
 
 private:
     /// Both numbers change in one step, so that nobody is held back just when the last one leaves.
-    struct Numbers {
+    struct alignas(std::uint64_t) Numbers {  // as one word, so that the processor changes both at once
         std::uint32_t nWaiting;
         std::uint32_t nHeld;
     };

@@ -3,7 +3,6 @@
 
 #include "htmlpage.h"
 #include "pages/pages.h"
-#include "zq/foundation/exception.h"
 
 namespace sample {
 
