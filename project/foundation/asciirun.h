@@ -53,6 +53,8 @@ inline std::size_t narrow16(char* pTo, const wchar_t* pFrom) noexcept {
     const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
     const __m128i tBytes = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(pTo), tBytes);
+    const __m128i tHigh = _mm_and_si128(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)), tHighBits);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(tHigh, tZero)) == 0xFFFF) return 16;
     const auto fIsAscii = [&](__m128i t) { return _mm_cmpeq_epi32(_mm_and_si128(t, tHighBits), tZero); };
     const __m128i tAscii =
         _mm_packs_epi16(_mm_packs_epi32(fIsAscii(a), fIsAscii(b)), _mm_packs_epi32(fIsAscii(c), fIsAscii(d)));
