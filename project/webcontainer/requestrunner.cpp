@@ -9,6 +9,8 @@
 #include "responseprovider.h"
 #include "statustext.h"
 #include "zq/foundation/inputstream.h"
+#include "zq/httpstream/multiparterrors.h"
+#include "zq/httpstream/queryparameters.h"
 
 namespace webcontainer {
 
@@ -90,6 +92,10 @@ RequestRunner::Failure RequestRunner::classify(const Exception& rException) cons
         return {toAnswer(pBody->getReason()), sDetail, kSevInfo};
     if (dynamic_cast<const InputStream::UnexpectedEOF*>(&rException))
         return {{408, "the body did not come in time"}, sDetail, kSevInfo};
+    if (dynamic_cast<const MultipartError*>(&rException))
+        return {{400, "a multipart body that is malformed or exceeds a limit"}, sDetail, kSevInfo};
+    if (dynamic_cast<const QueryParameters::TooManyParameters*>(&rException))
+        return {{400, "too many parameters"}, sDetail, kSevInfo};
     return {s_tInternalError, sDetail, kSevError};
 }
 

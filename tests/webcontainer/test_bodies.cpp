@@ -6,6 +6,8 @@
 #include "bodyerrors.h"
 #include "testserver.h"
 #include "zq/foundation/inputstream.h"
+#include "zq/httpstream/multiparterrors.h"
+#include "zq/httpstream/queryparameters.h"
 #include "zq/services/timeoutconfig.h"
 
 namespace test {
@@ -149,6 +151,8 @@ TEST(Bodies, FaultsAreAnsweredByWhatTheyAre) {
             if (sUrl == "/limit") throw Exception(GDString(L"limit"));
             if (sUrl == "/std") throw std::runtime_error("secret");
             if (sUrl == "/odd") throw 7;
+            if (sUrl == "/cut") throw MultipartEndedInsidePart(1);
+            if (sUrl == "/many") throw QueryParameters::TooManyParameters(1);
             if (sUrl == "/forgotten") return;
             const TimeoutConfig::SetTimeoutGuard tGuard(sUrl == "/stall" ? 30 : 5000);
             answer(rResponse, readBody(r));
@@ -163,6 +167,9 @@ TEST(Bodies, FaultsAreAnsweredByWhatTheyAre) {
     } tCases[] = {
         {"GET /eof HTTP/1.1\r\nHost: h\r\n\r\n", "408 Request Timeout: the body did not come in time\n"},
         {"GET /limit HTTP/1.1\r\nHost: h\r\n\r\n", "413 Content Too Large: the body is too long\n"},
+        {"GET /cut HTTP/1.1\r\nHost: h\r\n\r\n",
+         "400 Bad Request: a multipart body that is malformed or exceeds a limit\n"},
+        {"GET /many HTTP/1.1\r\nHost: h\r\n\r\n", "400 Bad Request: too many parameters\n"},
         {"GET /std HTTP/1.1\r\nHost: h\r\n\r\n", "500 Internal Server Error: the server failed\n"},
         {"GET /odd HTTP/1.1\r\nHost: h\r\n\r\n", "500 Internal Server Error: the server failed\n"},
         {"GET /forgotten HTTP/1.1\r\nHost: h\r\n\r\n", "500 Internal Server Error: the server failed\n"},
