@@ -65,14 +65,29 @@ EWaited ClientSocket::wait(short nEvents, Patience& rPatience) noexcept {
     const std::int64_t nLeft = rPatience.nDeadline - nStart;
     if (nLeft <= 0) return EWaited::kOverdue;
     const std::int64_t nSlow = std::min<std::int64_t>(rPatience.nTimeoutMs, rPatience.tRate.patienceMs());
-    const std::int64_t nWait = std::min({nLeft, nSlow, std::int64_t{std::numeric_limits<int>::max()}});
+    const std::int64_t nFree = std::max<std::int64_t>(m_rSlow.getPauseMs() - rPatience.tRate.deficitMs(), 0);
+    const EWaited eWaited = waitAtMost(nEvents, std::min(nLeft, nSlow), nFree);
+    const std::int64_t nWaited = monotonicMs() - nStart;
+    rPatience.tRate.countWait(nWaited);
+    return eWaited == EWaited::kTooSlow && nWaited >= nLeft ? EWaited::kOverdue : eWaited;
+}
+
+/// The first nFreeMs are free; after them the wait holds a worker, which the slow clients may not allow.
+EWaited ClientSocket::waitAtMost(short nEvents, std::int64_t nMs, std::int64_t nFreeMs) noexcept {
+    const EWaited eWaited = poll(nEvents, std::min(nMs, nFreeMs));
+    if (eWaited != EWaited::kTooSlow || nMs <= nFreeMs) return eWaited;
+    const SlowClients::Wait tWait(m_rSlow);
+    return tWait.isAllowed() ? poll(nEvents, nMs - nFreeMs) : EWaited::kTooSlow;
+}
+
+/// kTooSlow: nothing happened.
+EWaited ClientSocket::poll(short nEvents, std::int64_t nMs) noexcept {
     pollfd tFds[] = {{m_nFd, nEvents, 0}, {m_nStopFd, POLLIN, 0}};
-    const int nReady = ::poll(tFds, 2, static_cast<int>(nWait));
-    rPatience.tRate.countWait(monotonicMs() - nStart);
-    if (nReady < 0) return EWaited::kReady;  // interrupted: the caller tries again
-    if (tFds[1].revents != 0) return EWaited::kStopping;
-    if (nReady > 0) return EWaited::kReady;
-    return nLeft <= nSlow ? EWaited::kOverdue : EWaited::kTooSlow;
+    const std::int64_t nMost = std::numeric_limits<int>::max();
+    const int nReady = ::poll(tFds, 2, static_cast<int>(std::min(nMs, nMost)));
+    if (nReady == 0) return EWaited::kTooSlow;
+    // Interrupted: the caller tries again.
+    return nReady > 0 && tFds[1].revents != 0 ? EWaited::kStopping : EWaited::kReady;
 }
 
 EWaited ClientSocket::waitForRoom(Patience& rPatience) noexcept {

@@ -8,6 +8,7 @@
 #include <span>
 
 #include "rateguard.h"
+#include "slowclients.h"
 
 namespace webcontainer {
 
@@ -38,8 +39,11 @@ struct Patience {
 /// signal to stop. Does not own its descriptors.
 class ClientSocket {
 public:
-    /// nStopFd becomes readable when requests in flight are given up.
-    ClientSocket(int nFd, int nStopFd) noexcept : m_nFd(nFd), m_nStopFd(nStopFd) {}
+    /// nStopFd becomes readable when requests in flight are given up. rSlow must outlive the object.
+    ClientSocket(int nFd, int nStopFd, SlowClients& rSlow) noexcept
+        : m_nFd(nFd),
+          m_nStopFd(nStopFd),
+          m_rSlow(rSlow) {}
 
     int getFd() const noexcept { return m_nFd; }
     /// A broken connection is an end too.
@@ -54,9 +58,13 @@ public:
 private:
     EWaited wait(short nEvents, Patience& rPatience) noexcept;
     EWaited waitForRoom(Patience& rPatience) noexcept;
+    EWaited waitAtMost(short nEvents, std::int64_t nMs, std::int64_t nFreeMs) noexcept;
+
+    EWaited poll(short nEvents, std::int64_t nMs) noexcept;
 
     int m_nFd;
     int m_nStopFd;
+    SlowClients& m_rSlow;
 };
 
 }  // namespace webcontainer

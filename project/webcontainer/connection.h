@@ -28,6 +28,7 @@ struct Connection {
     std::atomic<std::int64_t> nDeadline{0};  ///< of the phase, on the monotonic clock, in ms
     int nFd = -1;
     ConnectionEnds tEnds;
+    std::int64_t nPhaseStart = 0;          ///< on the same clock
     std::size_t nLingerLeft = 0;           ///< bytes that may still be dropped
     std::unique_ptr<RequestInput> pInput;  ///< an incomplete request; null while there is none
 };

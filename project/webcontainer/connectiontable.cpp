@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <new>
 
 #include "monotonicclock.h"
@@ -85,11 +86,23 @@ unsigned ConnectionTable::timeoutOf(EPhase ePhase) const noexcept {
 
 void ConnectionTable::setPhase(Connection& r, EPhase ePhase) noexcept {
     r.ePhase.store(ePhase, std::memory_order_relaxed);
-    r.nDeadline.store(monotonicMs() + timeoutOf(ePhase), std::memory_order_relaxed);
+    r.nPhaseStart = monotonicMs();
+    r.nDeadline.store(r.nPhaseStart + timeoutOf(ePhase), std::memory_order_relaxed);
+}
+
+/// Gives a body so much time as a client with the minimum rate needs for what has come of it.
+void ConnectionTable::demandRate(Connection& r) noexcept {
+    if (m_rLimits.nMinimumBytesPerSecond == 0) return;
+    const std::uint64_t nEarned =
+        std::uint64_t{r.pInput->countBodyReceived()} * 1000 / m_rLimits.nMinimumBytesPerSecond;
+    const std::uint64_t nTimeout =
+        std::min<std::uint64_t>(m_rLimits.nPrefetchTimeoutMs, m_rLimits.nRateGraceMs + nEarned);
+    r.nDeadline.store(r.nPhaseStart + static_cast<std::int64_t>(nTimeout), std::memory_order_relaxed);
 }
 
 bool ConnectionTable::park(Connection& r, EPhase ePhase) noexcept {
     if (r.ePhase.load(std::memory_order_relaxed) != ePhase) setPhase(r, ePhase);
+    if (ePhase == EPhase::kBody) demandRate(r);
     m_rPoller.arm(r.nFd);
     return r.tOwnership.release();
 }

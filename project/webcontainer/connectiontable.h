@@ -58,6 +58,7 @@ private:
     Connection* find(int nFd) const noexcept;
     Connection* findOrMake(int nFd);
     void setPhase(Connection& r, EPhase ePhase) noexcept;
+    void demandRate(Connection& r) noexcept;
     unsigned timeoutOf(EPhase ePhase) const noexcept;
 
     Poller& m_rPoller;

@@ -32,10 +32,11 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler)
       m_rHandler(rHandler),
       m_tStop(makeStopSignal()),
       m_tWaitingRoom(std::thread::hardware_concurrency() + 1),  // one to take over while the others finish
+      m_tSlowClients((m_tOptions.nWorkers + 1) / 2, m_tOptions.tLimits.nSlowClientMs),
       m_tConnections(m_tPoller, m_tOptions.tLimits),
       m_tAcceptor(m_tOptions.tListen, m_tPoller, m_tConnections, m_tOptions.tLimits),
-      m_tShared{m_tPoller,  m_tWaitingRoom,     m_tConnections, m_tAcceptor,
-                m_rHandler, m_tOptions.tLimits, m_bDraining,    m_tStop.get()} {
+      m_tShared{m_tPoller,      m_tWaitingRoom,     m_tConnections, m_tAcceptor,  m_rHandler,
+                m_tSlowClients, m_tOptions.tLimits, m_bDraining,    m_tStop.get()} {
     m_tPoller.watchAlways(m_tStop.get());
 }
 

@@ -62,6 +62,7 @@ private:
     std::atomic<unsigned> m_nRunning{0};  ///< threads that have not returned
     Poller m_tPoller;
     WaitingRoom m_tWaitingRoom;
+    SlowClients m_tSlowClients;
     ConnectionTable m_tConnections;
     Acceptor m_tAcceptor;
     const WorkerShared m_tShared;

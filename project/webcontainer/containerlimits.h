@@ -22,6 +22,7 @@ struct Limits {
     unsigned int nLingerTimeoutMs;
     unsigned int nMinimumBytesPerSecond;
     unsigned int nRateGraceMs;
+    unsigned int nSlowClientMs;
     unsigned int nAcceptPauseMs;
     unsigned int nSweepIntervalMs;
     unsigned int nDrainTimeoutMs;
@@ -58,7 +59,7 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
      "each field costs time in every later look-up", "431; the connection is closed"},
     {&Limits::nPrefetchBytes, L"PrefetchBytes", "bytes", 65536, 0, 16 * s_knMebibyte,
      "a body up to this length is received before a worker is taken by its request",
-     "a longer body is read by the worker while the request runs"},
+     "of a longer body so much is received before, and the worker reads on while the request runs"},
     {&Limits::nDiscardBytes, L"DiscardBytes", "bytes", 65536, 0, 16 * s_knMebibyte,
      "a body that the application did not read is dropped so that the connection can go on",
      "the connection is closed after the response"},
@@ -71,7 +72,9 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
     {&Limits::nIdleTimeoutMs, L"IdleTimeoutMilliseconds", "ms", 60000, 1, s_knHourInMs,
      "a kept connection without a request holds a descriptor", "the connection is closed"},
     {&Limits::nPrefetchTimeoutMs, L"PrefetchTimeoutMilliseconds", "ms", 60000, 1, s_knHourInMs,
-     "from the end of the head until a body that is received in advance is complete",
+     "from the end of the head until what is received of a body in advance is complete; sooner when the "
+     "client "
+     "falls behind MinimumBytesPerSecond",
      "408; the connection is closed"},
     {&Limits::nWriteTimeoutMs, L"WriteTimeoutMilliseconds", "ms", 30000, 1, s_knHourInMs,
      "a client that takes no byte of the response holds a worker",
@@ -83,6 +86,10 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
      "sending: 408; taking: the client counts as gone"},
     {&Limits::nRateGraceMs, L"RateGraceMilliseconds", "ms", 30000, 0, s_knHourInMs,
      "the longest pause that MinimumBytesPerSecond forgives a client that was fast enough before",
+     "408 or a client that counts as gone, as above"},
+    {&Limits::nSlowClientMs, L"SlowClientMilliseconds", "ms", 1000, 0, s_knHourInMs,
+     "a worker may wait so long for any client, but only half of the workers at once longer, so that slow "
+     "clients never take them all",
      "408 or a client that counts as gone, as above"},
     {&Limits::nAcceptPauseMs, L"AcceptPauseMilliseconds", "ms", 200, 1, 60000,
      "when descriptors or memory run out, trying at once would only burn the processor",

@@ -23,6 +23,10 @@ public:
         if (m_nRate == 0) return std::numeric_limits<std::int64_t>::max();
         return static_cast<std::int64_t>(m_nPurse / m_nRate);
     }
+    /// How many milliseconds of waiting the bytes have not made up for.
+    std::int64_t deficitMs() const noexcept {
+        return m_nRate == 0 ? 0 : static_cast<std::int64_t>((m_nMost - m_nPurse) / m_nRate);
+    }
     void countWait(std::int64_t nMs) noexcept {
         m_nPurse -= std::min(m_nPurse, static_cast<std::uint64_t>(std::max<std::int64_t>(nMs, 0)) * m_nRate);
     }

@@ -157,8 +157,6 @@ bool RequestInput::isReady() const noexcept {
     if (m_bBodyReceived) return true;
     // This client sends nothing before the application has begun to read.
     if (m_tHead.bExpects100 && m_t.nEnd == m_t.nHeadEnd) return true;
-    if (m_tHead.eFraming == EBodyFraming::kDeclared)
-        return m_tHead.nContentLength > m_pLimits->nPrefetchBytes;
     return m_t.nBodyEnd - m_t.nBody > m_pLimits->nPrefetchBytes;
 }
 

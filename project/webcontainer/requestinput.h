@@ -61,6 +61,8 @@ public:
     std::size_t takeBody(void* pBuffer, std::size_t nSize) noexcept;
     /// Drops the body bytes that have been received.
     void dropBody() noexcept { m_t.nBody = m_t.nBodyEnd; }
+    /// How much of the body has come, in bytes as they came.
+    std::size_t countBodyReceived() const noexcept { return m_t.nEnd - m_t.nHeadEnd; }
     /// Whether all of the body has been received.
     bool isBodyReceived() const noexcept { return m_bBodyReceived; }
     /// The bytes of a declared body that have not been received. Whoever reads them past this input counts

@@ -57,7 +57,7 @@ bool Sweeper::isIdleWhileDraining(const Connection& r) const noexcept {
 void Sweeper::end(Connection& r) noexcept {
     try {
         if (r.pInput) {
-            ClientSocket tSocket(r.nFd, m_tShared.nStopFd);
+            ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients);
             RequestContext tContext{*r.pInput, tSocket, r.tEnds, m_tLimits, m_tBuffers, m_tShared.rbDraining,
                                     0};
             m_tRunner.refuse(tContext, {408, "the request did not come in time"});

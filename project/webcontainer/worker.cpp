@@ -53,7 +53,7 @@ Worker::Next Worker::advance(Connection& rConnection) {
 }
 
 Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
-    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd);
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients);
     RequestContext tContext{
         rInput, tSocket, rConnection.tEnds, m_tShared.rLimits, m_tBuffers, m_tShared.rbDraining, 0};
     for (;;) {
@@ -116,7 +116,7 @@ Worker::Next Worker::waitForMore(const RequestInput& rInput) const {
 
 /// Drops what a client still sends after the last response (RFC 9112 section 9.6).
 Worker::Next Worker::discard(Connection& rConnection) {
-    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd);
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients);
     const std::span<char> tRoom = m_tInput.room();
     while (rConnection.nLingerLeft > 0) {
         const std::size_t nMost = std::min(tRoom.size(), rConnection.nLingerLeft);

@@ -9,6 +9,7 @@
 #include "requestcontext.h"
 #include "requesthandler.h"
 #include "requestrunner.h"
+#include "slowclients.h"
 #include "waitingroom.h"
 
 namespace webcontainer {
@@ -20,6 +21,7 @@ struct WorkerShared {
     ConnectionTable& rConnections;
     Acceptor& rAcceptor;
     RequestHandler& rHandler;
+    SlowClients& rSlowClients;
     const Limits& rLimits;
     const std::atomic<bool>& rbDraining;
     int nStopFd;  ///< readable: workers return, and give up waiting for clients

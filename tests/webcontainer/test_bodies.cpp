@@ -173,7 +173,7 @@ TEST(Bodies, FaultsAreAnsweredByWhatTheyAre) {
         {"GET /std HTTP/1.1\r\nHost: h\r\n\r\n", "500 Internal Server Error: the server failed\n"},
         {"GET /odd HTTP/1.1\r\nHost: h\r\n\r\n", "500 Internal Server Error: the server failed\n"},
         {"GET /forgotten HTTP/1.1\r\nHost: h\r\n\r\n", "500 Internal Server Error: the server failed\n"},
-        {"POST /stall HTTP/1.1\r\nHost: h\r\nContent-Length: 101\r\n\r\nx",
+        {"POST /stall HTTP/1.1\r\nHost: h\r\nContent-Length: 102\r\n\r\n" + pattern(101),
          "408 Request Timeout: the body came too slowly\n"},
         {post(s_ksChunked, "1\r\nabc\r\n"), "400 Bad Request: a malformed chunk\n"},
         {"nonsense\r\n\r\n", "400 Bad Request: a malformed method\n"},
@@ -221,9 +221,26 @@ TEST(Bodies, ASlowSenderIsCutOffByTheMinimumRate) {
     tLimits.nMinimumBytesPerSecond = 100000;
     tLimits.nRateGraceMs = 50;
     Server tServer([](Request& r, Response& rResponse) { answer(rResponse, readBody(r)); }, tLimits);
-    Client tClient(tServer);
-    tClient.send(post("Content-Length: 1000000\r\n", "x"));
-    EXPECT_THAT(tClient.readAll(), StartsWith("HTTP/1.1 408"));
+    for (const std::size_t nSent : {101u, 1u}) {  // while the request runs, and in advance
+        Client tClient(tServer);
+        tClient.send(post("Content-Length: 1000000\r\n", pattern(nSent)));
+        EXPECT_THAT(tClient.readAll(), StartsWith("HTTP/1.1 408"));
+    }
+}
+
+TEST(Bodies, SlowSendersNeverHoldAllWorkers) {
+    webcontainer::Limits tLimits = smallLimits();
+    tLimits.nSlowClientMs = 50;
+    Server tServer([](Request& r, Response& rResponse) { answer(rResponse, readBody(r)); }, tLimits, 3);
+    const std::string sStart = post("Content-Length: 102\r\n", pattern(101));
+    Client tSlow[] = {Client(tServer), Client(tServer), Client(tServer), Client(tServer)};
+    for (Client& r : tSlow)
+        r.send(sStart);
+    EXPECT_THAT(ask(tServer, declared("x")), testing::EndsWith("x"));
+    int nCutOff = 0;
+    for (Client& r : tSlow)
+        nCutOff += r.hasInput(500) ? 1 : 0;
+    EXPECT_EQ(nCutOff, 2);  // the other two hold no more than their share of the workers
 }
 
 }  // namespace

@@ -46,7 +46,8 @@ TEST(Program, ServesUntilItIsTold) {
         EXPECT_THAT(ask(t.m_tAddress, "POST / HTTP/1.0\r\nContent-Length: 4\r\n\r\nbody"),
                     testing::EndsWith("body"));
         EXPECT_THAT(ask(t.m_tAddress, "POST / HTTP/1.0\r\n\r\n"), HasSubstr("Content-Length: 0"));
-        EXPECT_THAT(ask(t.m_tAddress, "POST / HTTP/1.0\r\nContent-Length: 10485760\r\n\r\nbody"),
+        EXPECT_THAT(ask(t.m_tAddress,
+                        "POST / HTTP/1.0\r\nContent-Length: 10485760\r\n\r\n" + std::string(70000, 'b')),
                     testing::AllOf(StartsWith("HTTP/1.1 413"), testing::EndsWith("the body is too long\n")));
         t.m_tProgram.signal(nSignal);
         EXPECT_EQ(t.m_tProgram.wait(), 0) << t.m_tProgram.errors();
