@@ -49,7 +49,10 @@ ClientSocket::ESent toSent(EWaited eWaited) {
 Received ClientSocket::receive(void* pBuffer, std::size_t nSize) noexcept {
     for (;;) {
         const ssize_t nReceived = ::recv(m_nFd, pBuffer, nSize, 0);
-        if (nReceived > 0) return {EReceived::kBytes, static_cast<std::size_t>(nReceived)};
+        if (nReceived > 0) {
+            m_rStatistics.countReceived(static_cast<std::size_t>(nReceived));
+            return {EReceived::kBytes, static_cast<std::size_t>(nReceived)};
+        }
         if (nReceived == 0) return {EReceived::kEnd};
         if (errno == EAGAIN) return {EReceived::kNothingYet};
         if (errno != EINTR) return {EReceived::kEnd};
@@ -109,6 +112,7 @@ ClientSocket::ESent ClientSocket::send(std::span<iovec> tPieces, Patience& rPati
         tMessage.msg_iovlen = tPieces.size();
         const ssize_t nSent = ::sendmsg(m_nFd, &tMessage, MSG_NOSIGNAL);
         if (nSent >= 0) {
+            m_rStatistics.countSent(static_cast<std::size_t>(nSent));
             rPatience.tRate.countBytes(static_cast<std::size_t>(nSent));
             tPieces = skipSent(tPieces, static_cast<std::size_t>(nSent));
         } else if (errno == EAGAIN) {

@@ -9,6 +9,7 @@
 
 #include "rateguard.h"
 #include "slowclients.h"
+#include "statistics.h"
 
 namespace webcontainer {
 
@@ -39,11 +40,13 @@ struct Patience {
 /// signal to stop. Does not own its descriptors.
 class ClientSocket {
 public:
-    /// nStopFd becomes readable when requests in flight are given up. rSlow must outlive the object.
-    ClientSocket(int nFd, int nStopFd, SlowClients& rSlow) noexcept
+    /// nStopFd becomes readable when requests in flight are given up. rSlow must outlive the object; so must
+    /// rStatistics, the calling thread's.
+    ClientSocket(int nFd, int nStopFd, SlowClients& rSlow, WorkerStatistics& rStatistics) noexcept
         : m_nFd(nFd),
           m_nStopFd(nStopFd),
-          m_rSlow(rSlow) {}
+          m_rSlow(rSlow),
+          m_rStatistics(rStatistics) {}
 
     int getFd() const noexcept { return m_nFd; }
     /// A broken connection is an end too.
@@ -65,6 +68,7 @@ private:
     int m_nFd;
     int m_nStopFd;
     SlowClients& m_rSlow;
+    WorkerStatistics& m_rStatistics;
 };
 
 }  // namespace webcontainer

@@ -57,6 +57,7 @@ bool ConnectionTable::open(int nFd, const ConnectionEnds& rEnds) {
     p->tEnds = rEnds;
     setPhase(*p, EPhase::kFresh);
     m_nOpen.fetch_add(1, std::memory_order_relaxed);
+    m_nAll.fetch_add(1, std::memory_order_relaxed);
     tSocket.release();
     if (!m_rPoller.add(nFd)) {
         close(*p, true);

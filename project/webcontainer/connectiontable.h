@@ -36,6 +36,8 @@ public:
     /// Owner only: ends the connection, with a reset instead of an orderly end if wanted.
     void close(Connection& r, bool bReset) noexcept;
 
+    /// How many there have ever been.
+    std::size_t countAll() const noexcept { return m_nAll.load(std::memory_order_relaxed); }
     /// How many connections there are.
     std::size_t count() const noexcept { return m_nOpen.load(std::memory_order_relaxed); }
 
@@ -64,6 +66,7 @@ private:
     Poller& m_rPoller;
     const Limits& m_rLimits;
     std::atomic<std::size_t> m_nOpen{0};
+    std::atomic<std::size_t> m_nAll{0};
     std::array<std::atomic<Block*>, s_knBlocks> m_tBlocks{};
 };
 

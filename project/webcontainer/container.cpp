@@ -27,7 +27,7 @@ FileDescriptor makeStopSignal() {
 
 }  // namespace
 
-Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler)
+Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler, AccessLog* pAccessLog)
     : m_tOptions(rOptions),
       m_rHandler(rHandler),
       m_tStop(makeStopSignal()),
@@ -35,8 +35,9 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler)
       m_tSlowClients((m_tOptions.nWorkers + 1) / 2, m_tOptions.tLimits.nSlowClientMs),
       m_tConnections(m_tPoller, m_tOptions.tLimits),
       m_tAcceptor(m_tOptions.tListen, m_tPoller, m_tConnections, m_tOptions.tLimits),
-      m_tShared{m_tPoller,      m_tWaitingRoom,     m_tConnections, m_tAcceptor,  m_rHandler,
-                m_tSlowClients, m_tOptions.tLimits, m_bDraining,    m_tStop.get()} {
+      m_tShared{m_tPoller,      m_tWaitingRoom,     m_tConnections, m_tAcceptor, m_rHandler,
+                m_tSlowClients, m_tOptions.tLimits, m_bDraining,    pAccessLog,  m_tStop.get()},
+      m_tStatistics(m_tOptions.nWorkers + 1) {
     m_tPoller.watchAlways(m_tStop.get());
 }
 
@@ -59,10 +60,11 @@ void Container::start() {
         }
     };
     for (unsigned n = 0; n < m_tOptions.nWorkers; ++n) {
-        Worker* const pWorker = m_tWorkers.emplace_back(std::make_unique<Worker>(m_tShared)).get();
+        Worker* const pWorker =
+            m_tWorkers.emplace_back(std::make_unique<Worker>(m_tShared, m_tStatistics[n])).get();
         run([pWorker] { pWorker->run(); });
     }
-    run([this] { Sweeper(m_tShared).run(); });
+    run([this] { Sweeper(m_tShared, m_tStatistics.back()).run(); });
     m_tAcceptor.start();
 }
 
@@ -76,6 +78,15 @@ bool Container::drain(int nInterruptFd) {
                 std::to_string(m_tConnections.count()) + " connections are given up before they have ended");
     stopThreads();
     return waitForThreads() && bIdle;
+}
+
+Statistics Container::readStatistics() const noexcept {
+    Statistics tSum;
+    for (const WorkerStatistics& r : m_tStatistics)
+        r.addTo(tSum);
+    tSum.nAccepted = m_tConnections.countAll();
+    tSum.nConnections = m_tConnections.count();
+    return tSum;
 }
 
 /// False: the time is up, or the wait was interrupted.

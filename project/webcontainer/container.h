@@ -12,6 +12,7 @@
 #include "poller.h"
 #include "requesthandler.h"
 #include "socketaddress.h"
+#include "statistics.h"
 #include "worker.h"
 
 namespace webcontainer {
@@ -27,11 +28,11 @@ struct ContainerOptions {
 ///
 ///     construction: the socket listens --- start(): threads serve --- drain(): they end --- destruction
 ///
-/// All operations belong to one thread.
+/// All operations belong to one thread, unless they say otherwise.
 class Container {
 public:
-    /// rHandler must outlive the container. Throws StartError.
-    Container(const ContainerOptions& rOptions, RequestHandler& rHandler);
+    /// rHandler and pAccessLog (null: none) must outlive the container. Throws StartError.
+    Container(const ContainerOptions& rOptions, RequestHandler& rHandler, AccessLog* pAccessLog = nullptr);
     /// Ends what drain() has left, and waits for it: a handler that does not return is waited for.
     ~Container();
     Container(const Container&) = delete;
@@ -46,6 +47,10 @@ public:
     /// rest. True: every request was answered, and all threads have ended. False: some were cut off; a thread
     /// may still be inside the handler.
     bool drain(int nInterruptFd);
+    /// True from the beginning of drain() on. On any thread.
+    bool isDraining() const noexcept { return m_bDraining.load(std::memory_order_relaxed); }
+    /// On any thread.
+    Statistics readStatistics() const noexcept;
     /// Whether destruction would not have to wait.
     bool haveThreadsEnded() const noexcept { return m_nRunning == 0; }
 
@@ -66,6 +71,7 @@ private:
     ConnectionTable m_tConnections;
     Acceptor m_tAcceptor;
     const WorkerShared m_tShared;
+    std::vector<WorkerStatistics> m_tStatistics;  ///< one for each thread
     std::vector<std::unique_ptr<Worker>> m_tWorkers;
     std::vector<std::thread> m_tThreads;
 };

@@ -4,21 +4,27 @@
 #include <cstdint>
 #include <string>
 
+#include "accessline.h"
 #include "bodyreader.h"
 #include "clientsocket.h"
 #include "containerlimits.h"
 #include "datecache.h"
+#include "requestid.h"
 #include "requestinput.h"
 #include "responsehead.h"
 #include "servervariables.h"
+#include "statistics.h"
 
 namespace webcontainer {
+
+class AccessLog;
 
 /// What a worker keeps from one response to the next, so that it allocates nothing in the long run.
 struct ResponseBuffers {
     ResponseHead tHead;
     NarrowStringBuffer tWire;  ///< what the front end sends around an application's bytes
     DateCache tDate;
+    AccessLine tAccessLine;
 };
 
 /// One request on its way through the front end: all of it belongs to the worker that runs it.
@@ -29,10 +35,20 @@ struct RequestContext {
     const Limits& rLimits;
     ResponseBuffers& rBuffers;
     const std::atomic<bool>& rbDraining;  ///< true: no further request is taken from any connection
-    std::int64_t nDeadline;  ///< when the response must have ended, on the monotonic clock, in ms
+    WorkerStatistics& rStatistics;
+    AccessLog* pAccessLog;      ///< null: there is none
+    std::int64_t& rnArrivedUs;  ///< when the request's first byte came, on the monotonic clock
+    std::int64_t nDeadline = std::numeric_limits<std::int64_t>::max();  ///< when the response must have
+                                                                        ///< ended, on that clock, in ms
+    unsigned nStatus = 0;  ///< of the response of which bytes have been sent; 0: none
+    RequestId tId{};
 
-    /// For log entries: "GET /path from 127.0.0.1:40000".
-    std::string describe() const;
+    /// Sends bytes of a response with that status; as ClientSocket::send().
+    ClientSocket::ESent send(std::span<iovec> tPieces, Patience& rPatience, unsigned nResponseStatus);
+    /// Valid as long as the context.
+    ServerVariables variables() { return {rInput, rEnds, tId}; }
+    /// For log entries: "GET /path from 127.0.0.1:40000 (request 0af7651916cd43dd8448eb211c80319c)".
+    std::string describe();
     Patience patience() const noexcept {
         return {{rLimits.nMinimumBytesPerSecond, rLimits.nRateGraceMs}, rLimits.nWriteTimeoutMs, nDeadline};
     }

@@ -68,6 +68,7 @@ std::unique_ptr<RequestInput> RequestInput::detach() {
     std::swap(pInput->m_tParser, m_tParser);
     std::swap(pInput->m_tHead, m_tHead);
     pInput->m_nUnreceived = m_nUnreceived;
+    pInput->m_nUnchunked = m_nUnchunked;
     pInput->m_bHeadComplete = m_bHeadComplete;
     m_t = Marks();
     m_bHeadComplete = false;
@@ -125,6 +126,7 @@ void RequestInput::beginBody() noexcept {
     m_bHeadComplete = true;
     m_t.nBody = m_t.nBodyEnd = m_t.nRaw = m_t.nHeadEnd;
     m_nUnreceived = m_tHead.eFraming == EBodyFraming::kDeclared ? m_tHead.nContentLength : 0;
+    m_nUnchunked = 0;
     m_bBodyReceived = m_tHead.eFraming == EBodyFraming::kNone;
     // Behind either stands the space that ended it.
     data(m_tHead.tMethod)[m_tHead.tMethod.nLength] = '\0';
@@ -141,6 +143,7 @@ RequestInput::EStatus RequestInput::advanceBody() {
         char* pTo = m_pData.get() + m_t.nBodyEnd;
         const auto eResult = m_tParser.putChunked(pFrom, m_pData.get() + m_t.nEnd, pTo);
         m_t.nRaw = static_cast<std::size_t>(pFrom - m_pData.get());
+        m_nUnchunked += static_cast<std::size_t>(pTo - m_pData.get()) - m_t.nBodyEnd;
         m_t.nBodyEnd = static_cast<std::size_t>(pTo - m_pData.get());
         if (eResult == RequestParser::EResult::kRefused) return refuse(m_tParser.getRefusal());
         m_bBodyReceived = eResult == RequestParser::EResult::kDone;
@@ -151,6 +154,12 @@ RequestInput::EStatus RequestInput::advanceBody() {
 void RequestInput::countPastInput(std::size_t nReceived) noexcept {
     m_nUnreceived -= nReceived;
     m_bBodyReceived = m_nUnreceived == 0;
+}
+
+std::uint64_t RequestInput::getBodyReceived() const noexcept {
+    if (!m_bHeadComplete) return 0;
+    return m_tHead.eFraming == EBodyFraming::kDeclared ? m_tHead.nContentLength - m_nUnreceived
+                                                       : m_nUnchunked;
 }
 
 bool RequestInput::isReady() const noexcept {

@@ -65,6 +65,8 @@ public:
     std::size_t countBodyReceived() const noexcept { return m_t.nEnd - m_t.nHeadEnd; }
     /// Whether all of the body has been received.
     bool isBodyReceived() const noexcept { return m_bBodyReceived; }
+    /// How many bytes of the body have been received, without framing.
+    std::uint64_t getBodyReceived() const noexcept;
     /// The bytes of a declared body that have not been received. Whoever reads them past this input counts
     /// them.
     std::size_t getUnreceived() const noexcept { return m_nUnreceived; }
@@ -104,6 +106,7 @@ private:
     RequestHead m_tHead;
     Refusal m_tRefusal;
     std::size_t m_nUnreceived = 0;
+    std::uint64_t m_nUnchunked = 0;  ///< bytes of a chunked body that have been decoded
     bool m_bHeadComplete = false;
     bool m_bBodyReceived = false;
 };

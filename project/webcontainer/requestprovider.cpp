@@ -19,10 +19,10 @@ void copy(std::string_view s, char* pBuffer) {
 
 }  // namespace
 
-RequestProvider::RequestProvider(RequestInput& rInput, BodyReader& rBody, const ConnectionEnds& rEnds)
-    : m_rInput(rInput),
+RequestProvider::RequestProvider(RequestContext& rContext, BodyReader& rBody)
+    : m_rInput(rContext.rInput),
       m_rBody(rBody),
-      m_tVariables(rInput, rEnds) {}
+      m_tVariables(rContext.variables()) {}
 
 NarrowRefString RequestProvider::getMethod() {
     return m_rInput.text(m_rInput.getHead().tMethod);

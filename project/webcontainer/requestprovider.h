@@ -3,8 +3,7 @@
 #include <string_view>
 
 #include "bodyreader.h"
-#include "requestinput.h"
-#include "servervariables.h"
+#include "requestcontext.h"
 #include "zq/webhttpserverproxy/httprequestprovider.h"
 
 namespace webcontainer {
@@ -13,8 +12,8 @@ namespace webcontainer {
 /// they were received; header names keep their letter case.
 class RequestProvider final : public kiv::HttpRequestProvider {
 public:
-    /// The input must be settled; all arguments must outlive the provider.
-    RequestProvider(RequestInput& rInput, BodyReader& rBody, const ConnectionEnds& rEnds);
+    /// The context's input must be settled; both must outlive the provider.
+    RequestProvider(RequestContext& rContext, BodyReader& rBody);
 
     NarrowRefString getMethod() override;
     SizedBuffer getQueryString() override;

@@ -6,6 +6,7 @@
 #include "containerlog.h"
 #include "monotonicclock.h"
 #include "requestprovider.h"
+#include "requestwatch.h"
 #include "responseprovider.h"
 #include "statustext.h"
 #include "zq/foundation/inputstream.h"
@@ -56,10 +57,17 @@ void appendAnswerText(NarrowStringBufferBase& rBuffer, const Refusal& r) {
 }  // namespace
 
 EOutcome RequestRunner::run(RequestContext& rContext) {
+    RequestWatch tWatch(rContext);
+    const EOutcome eOutcome = serve(rContext);
+    if (eOutcome != EOutcome::kAbort) tWatch.setWhole();
+    return eOutcome;
+}
+
+EOutcome RequestRunner::serve(RequestContext& rContext) {
     rContext.rInput.settle();
     rContext.nDeadline = deadlineAfter(m_rHandler.getResponseTimeoutMilliSeconds());
     BodyReader tBody(rContext.rInput, rContext.rSocket, rContext.rLimits);
-    RequestProvider tRequest(rContext.rInput, tBody, rContext.rEnds);
+    RequestProvider tRequest(rContext, tBody);
     ResponseProvider tResponse(rContext, tBody);
     const Failure tFailure = process(tRequest, tResponse);
     // What the client did to its own response has been logged, and nobody is left to be told of the rest.
@@ -99,16 +107,20 @@ RequestRunner::Failure RequestRunner::classify(const Exception& rException) cons
     return {s_tInternalError, sDetail, kSevError};
 }
 
-void RequestRunner::logFailure(const RequestContext& rContext, const Failure& rFailure) const {
+void RequestRunner::logFailure(RequestContext& rContext, const Failure& rFailure) const {
     if (!isLogged(rFailure.eSeverity, s_lsRequest)) return;
     logText(rFailure.eSeverity, s_lsRequest,
             rContext.describe() + ": " + std::to_string(rFailure.tAnswer.nStatus) + ": " + rFailure.sDetail);
 }
 
 EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal) {
+    RequestWatch tWatch(rContext);
+    rContext.rStatistics.countRefused();
     rContext.nDeadline = std::numeric_limits<std::int64_t>::max();
     logFailure(rContext, {rRefusal, std::string(rRefusal.sReason), kSevInfo});
-    return answer(rContext, rRefusal);
+    const EOutcome eOutcome = answer(rContext, rRefusal);
+    if (eOutcome != EOutcome::kAbort) tWatch.setWhole();
+    return eOutcome;
 }
 
 EOutcome RequestRunner::answer(RequestContext& rContext, const Refusal& rRefusal) {
@@ -125,7 +137,7 @@ EOutcome RequestRunner::answer(RequestContext& rContext, const Refusal& rRefusal
     iovec tPiece{const_cast<char*>(rBuffers.tWire.data()), rBuffers.tWire.length()};
     Patience tPatience = rContext.patience();
     tPatience.nDeadline = std::numeric_limits<std::int64_t>::max();
-    const bool bSent = rContext.rSocket.send({&tPiece, 1}, tPatience) == ClientSocket::ESent::kSent;
+    const bool bSent = rContext.send({&tPiece, 1}, tPatience, rRefusal.nStatus) == ClientSocket::ESent::kSent;
     return bSent ? EOutcome::kLinger : EOutcome::kAbort;
 }
 

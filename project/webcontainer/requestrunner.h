@@ -40,7 +40,8 @@ private:
 
     Failure process(kiv::HttpRequestProvider& rRequest, ResponseProvider& rResponse);
     Failure classify(const Exception& rException) const;
-    void logFailure(const RequestContext& rContext, const Failure& rFailure) const;
+    void logFailure(RequestContext& rContext, const Failure& rFailure) const;
+    EOutcome serve(RequestContext& rContext);
     EOutcome answer(RequestContext& rContext, const Refusal& rRefusal);
 
     RequestHandler& m_rHandler;

@@ -118,7 +118,7 @@ ResponseProvider::EResponseCode ResponseProvider::send(std::string_view sBytes, 
     iovec tPieces[] = {piece(rWire.view()), piece(sBytes), piece(sTail)};
     Patience tPatience = m_rContext.patience();
     m_bHeadOut = true;
-    const ClientSocket::ESent eSent = m_rContext.rSocket.send(tPieces, tPatience);
+    const ClientSocket::ESent eSent = m_rContext.send(tPieces, tPatience, m_tLine.nStatus);
     if (eSent != ClientSocket::ESent::kSent) return failSending(eSent);
     m_eState = bFinal ? EState::kEnded : EState::kSending;
     return kRCOK;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "accesslogsettings.h"
 #include "containerlog.h"
 #include "containersettings.h"
 #include "starterror.h"
@@ -56,6 +57,7 @@ class NoApplication final : public HttpApplication {
 ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(rCommandLine) {
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     const ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
+    const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
     m_tLog.start();
     loadMessages();
     applyFeatures(tReader);
@@ -64,7 +66,8 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     m_pServer = makeServer(*m_pApplication, tReader);
     m_pHandler = std::make_unique<ModuleHandler>(*m_pServer);
     raiseDescriptorLimit(tOptions.tLimits);
-    m_pContainer = std::make_unique<Container>(tOptions, *m_pHandler);
+    if (!tAccessLog.sFile.empty()) m_pAccessLog = std::make_unique<AccessLog>(tAccessLog);
+    m_pContainer = std::make_unique<Container>(tOptions, *m_pHandler, m_pAccessLog.get());
 }
 
 int ServerProcess::serve() {
@@ -90,6 +93,7 @@ void ServerProcess::loadMessages() {
 
 void ServerProcess::reload() {
     m_tLog.reopen();
+    if (m_pAccessLog) m_pAccessLog->reopen();
     const auto hBefore = ConfigReader::getGlobalInstance();
     try {
         const auto tResult = ConfigBase::loadAll(readConfiguration(m_tCommandLine.sConfig));
@@ -105,6 +109,7 @@ void ServerProcess::reload() {
 void checkOnly(const CommandLine& rCommandLine) {
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     readContainerOptions(tReader, rCommandLine.sListen);
+    readAccessLogSettings(tReader);
     checkLogSettings(tReader);
     applyFeatures(tReader);
     NoApplication tApplication;

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "accesslog.h"
 #include "applicationlibrary.h"
 #include "commandline.h"
 #include "container.h"
@@ -33,6 +34,7 @@ private:
     std::unique_ptr<HttpApplication> m_pApplication;
     std::unique_ptr<kiv::KIVHttpServer> m_pServer;
     std::unique_ptr<ModuleHandler> m_pHandler;
+    std::unique_ptr<AccessLog> m_pAccessLog;  ///< null: not wanted
     std::unique_ptr<Container> m_pContainer;
 };
 

@@ -49,6 +49,7 @@ const ServerVariables::Variable ServerVariables::s_tVariables[] = {
     {"REMOTE_ADDR", &ServerVariables::getRemoteAddress},
     {"REMOTE_PORT", &ServerVariables::getRemotePort},
     {"HTTPS", &ServerVariables::getHttps},
+    {"REQUEST_ID", &ServerVariables::getRequestId},
 };
 
 bool ServerVariables::find(std::string_view sName, std::string_view& rsValue,
@@ -118,6 +119,11 @@ bool ServerVariables::getRemotePort(std::string_view& rsValue, NarrowStringBuffe
 
 bool ServerVariables::getHttps(std::string_view& rsValue, NarrowStringBufferBase&) const {
     rsValue = "off";
+    return true;
+}
+
+bool ServerVariables::getRequestId(std::string_view& rsValue, NarrowStringBufferBase&) const {
+    rsValue = m_rId.get(m_rInput);
     return true;
 }
 

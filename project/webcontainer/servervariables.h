@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "requestid.h"
 #include "requestinput.h"
 #include "socketaddress.h"
 #include "zq/foundation/stringbuffer.h"
@@ -24,15 +25,17 @@ struct ConnectionEnds {
 ///     SERVER_PORT      the port that it reached
 ///     REMOTE_ADDR, REMOTE_PORT
 ///     HTTPS            "off"
+///     REQUEST_ID       what the logs call the request by: 32 hexadecimal digits (see requestid.h)
 ///     HTTP_<NAME>      the header fields of that name, case aside and hyphens as underscores, joined by
 ///     commas
 ///                      (Cookie: by semicolons). A field with an underscore in its name cannot be asked for,
 ///                      so that it cannot pass for another one.
 class ServerVariables {
 public:
-    ServerVariables(RequestInput& rInput, const ConnectionEnds& rEnds) noexcept
+    ServerVariables(RequestInput& rInput, const ConnectionEnds& rEnds, RequestId& rId) noexcept
         : m_rInput(rInput),
-          m_rEnds(rEnds) {}
+          m_rEnds(rEnds),
+          m_rId(rId) {}
 
     /// False: there is no such variable. The value lies in the request or in rStorage.
     bool find(std::string_view sName, std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
@@ -57,12 +60,14 @@ private:
     bool getRemoteAddress(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
     bool getRemotePort(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
     bool getHttps(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
+    bool getRequestId(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
 
     bool getKnownField(EKnownField eKnown, std::string_view& rsValue) const;
     bool getHeader(std::string_view sName, std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
 
     RequestInput& m_rInput;
     const ConnectionEnds& m_rEnds;
+    RequestId& m_rId;
 };
 
 }  // namespace webcontainer

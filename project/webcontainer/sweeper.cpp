@@ -19,8 +19,9 @@ bool hasUnreadInput(int nFd) {
 
 }  // namespace
 
-Sweeper::Sweeper(const WorkerShared& rShared)
+Sweeper::Sweeper(const WorkerShared& rShared, WorkerStatistics& rStatistics)
     : m_tShared(rShared),
+      m_rStatistics(rStatistics),
       m_tLimits(rShared.rLimits),
       m_tRunner(rShared.rHandler) {
     m_tLimits.nWriteTimeoutMs = 0;
@@ -57,9 +58,12 @@ bool Sweeper::isIdleWhileDraining(const Connection& r) const noexcept {
 void Sweeper::end(Connection& r) noexcept {
     try {
         if (r.pInput) {
-            ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients);
-            RequestContext tContext{*r.pInput, tSocket, r.tEnds, m_tLimits, m_tBuffers, m_tShared.rbDraining,
-                                    0};
+            ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics);
+            RequestContext tContext{*r.pInput,     tSocket,
+                                    r.tEnds,       m_tLimits,
+                                    m_tBuffers,    m_tShared.rbDraining,
+                                    m_rStatistics, m_tShared.pAccessLog,
+                                    r.nArrivedUs};
             m_tRunner.refuse(tContext, {408, "the request did not come in time"});
         }
     } catch (const std::exception& e) {

@@ -15,7 +15,8 @@ namespace webcontainer {
 /// those that wait for nothing in particular; lets the acceptor go on after a pause.
 class Sweeper {
 public:
-    explicit Sweeper(const WorkerShared& rShared);
+    /// rStatistics: this thread's, which outlive it.
+    Sweeper(const WorkerShared& rShared, WorkerStatistics& rStatistics);
     /// Returns when the shared descriptor says so.
     void run();
 
@@ -26,6 +27,7 @@ private:
     void end(Connection& r) noexcept;
 
     const WorkerShared m_tShared;
+    WorkerStatistics& m_rStatistics;
     Limits m_tLimits;  ///< with no patience for writing: the other connections must not wait
     RequestRunner m_tRunner;
     ResponseBuffers m_tBuffers;

@@ -6,11 +6,13 @@
 #include <exception>
 
 #include "containerlog.h"
+#include "monotonicclock.h"
 
 namespace webcontainer {
 
-Worker::Worker(const WorkerShared& rShared)
+Worker::Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics)
     : m_tShared(rShared),
+      m_rStatistics(rStatistics),
       m_tInput(rShared.rLimits, RequestInput::fullCapacity(rShared.rLimits)),
       m_tRunner(rShared.rHandler) {}
 
@@ -53,14 +55,22 @@ Worker::Next Worker::advance(Connection& rConnection) {
 }
 
 Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
-    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients);
-    RequestContext tContext{
-        rInput, tSocket, rConnection.tEnds, m_tShared.rLimits, m_tBuffers, m_tShared.rbDraining, 0};
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics);
+    RequestContext tContext{rInput,
+                            tSocket,
+                            rConnection.tEnds,
+                            m_tShared.rLimits,
+                            m_tBuffers,
+                            m_tShared.rbDraining,
+                            m_rStatistics,
+                            m_tShared.pAccessLog,
+                            rConnection.nArrivedUs};
     for (;;) {
         const std::span<char> tRoom = rInput.room();
         const Received tReceived = tSocket.receive(tRoom.data(), tRoom.size());
         if (tReceived.eKind == EReceived::kEnd) return handleEnd(tContext, rConnection);
         if (tReceived.eKind == EReceived::kNothingYet) return waitForMore(rInput);
+        if (rInput.isEmpty()) rConnection.nArrivedUs = monotonicUs();
         rInput.commit(tReceived.nBytes);
         Next tNext{Next::kWait};
         if (!serveReceived(tContext, rConnection, tNext)) return tNext;
@@ -116,7 +126,7 @@ Worker::Next Worker::waitForMore(const RequestInput& rInput) const {
 
 /// Drops what a client still sends after the last response (RFC 9112 section 9.6).
 Worker::Next Worker::discard(Connection& rConnection) {
-    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients);
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics);
     const std::span<char> tRoom = m_tInput.room();
     while (rConnection.nLingerLeft > 0) {
         const std::size_t nMost = std::min(tRoom.size(), rConnection.nLingerLeft);

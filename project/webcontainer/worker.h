@@ -14,6 +14,8 @@
 
 namespace webcontainer {
 
+class AccessLog;
+
 /// What all workers share; everything outlives them.
 struct WorkerShared {
     Poller& rPoller;
@@ -24,14 +26,16 @@ struct WorkerShared {
     SlowClients& rSlowClients;
     const Limits& rLimits;
     const std::atomic<bool>& rbDraining;
-    int nStopFd;  ///< readable: workers return, and give up waiting for clients
+    AccessLog* pAccessLog;  ///< null: there is none
+    int nStopFd;            ///< readable: workers return, and give up waiting for clients
 };
 
 /// One thread's work: waits for any connection that is ready, reads what has come, runs the requests that are
 /// complete, and puts the connection back. Waits for a single client only while that client's request runs.
 class Worker {
 public:
-    explicit Worker(const WorkerShared& rShared);
+    /// rStatistics: this thread's, which outlive it.
+    Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics);
     /// Returns when the shared descriptor says so.
     void run();
 
@@ -53,6 +57,7 @@ private:
     void stowInput(Connection& rConnection, const Next& rNext);
 
     const WorkerShared m_tShared;
+    WorkerStatistics& m_rStatistics;
     RequestInput m_tInput;  ///< empty between two connections
     RequestRunner m_tRunner;
     ResponseBuffers m_tBuffers;

@@ -37,9 +37,10 @@ webcontainer::Limits quickLimits() {
     return tLimits;
 }
 
-Server::Server(ScriptedHandler::Answer fAnswer, const webcontainer::Limits& rLimits, unsigned nWorkers)
+Server::Server(ScriptedHandler::Answer fAnswer, const webcontainer::Limits& rLimits, unsigned nWorkers,
+               webcontainer::AccessLog* pAccessLog)
     : m_tHandler(std::move(fAnswer)),
-      m_tContainer(localOptions(rLimits, nWorkers), m_tHandler) {
+      m_tContainer(localOptions(rLimits, nWorkers), m_tHandler, pAccessLog) {
     m_tContainer.start();
 }
 

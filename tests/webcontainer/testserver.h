@@ -40,7 +40,7 @@ webcontainer::Limits quickLimits();
 class Server {
 public:
     explicit Server(ScriptedHandler::Answer fAnswer, const webcontainer::Limits& rLimits = quickLimits(),
-                    unsigned nWorkers = 2);
+                    unsigned nWorkers = 2, webcontainer::AccessLog* pAccessLog = nullptr);
 
     ScriptedHandler m_tHandler;
     webcontainer::Container m_tContainer;

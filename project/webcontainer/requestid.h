@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string_view>
+
+#include "requestinput.h"
+
+namespace webcontainer {
+
+/// The name under which logs of this server, its proxies and its applications speak of one request: 32
+/// lower-case hexadecimal digits, never all zero. It is the trace-id that the client sent (W3C Trace Context,
+/// field "traceparent"), or else random. Found or made when somebody first asks.
+class RequestId {
+public:
+    /// Forgets it, for the next request.
+    void reset() noexcept { m_bKnown = false; }
+    /// rInput: the request, as far as it has been received. The text is valid until reset().
+    std::string_view get(const RequestInput& rInput) noexcept;
+
+private:
+    static constexpr std::size_t s_knDigits = 32;
+
+    bool take(const RequestInput& rInput) noexcept;
+    void make() noexcept;
+
+    char m_tDigits[s_knDigits];
+    bool m_bKnown = false;
+};
+
+/// The trace-id in the value of a "traceparent" field; empty when the field is not valid.
+std::string_view findTraceId(std::string_view sTraceParent) noexcept;
+
+}  // namespace webcontainer

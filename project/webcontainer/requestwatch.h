@@ -1,0 +1,29 @@
+#pragma once
+
+#include "requestcontext.h"
+
+namespace webcontainer {
+
+/// Sees one request from its beginning to its end: counts it, and writes its line in the access log, however
+/// the scope ends.
+class RequestWatch {
+public:
+    /// The context's input is ready, or what was received of the request is refused. It must outlive the
+    /// watch.
+    explicit RequestWatch(RequestContext& rContext) noexcept;
+    ~RequestWatch();
+    RequestWatch(const RequestWatch&) = delete;
+    RequestWatch& operator=(const RequestWatch&) = delete;
+
+    /// The client has got the whole response; otherwise it counts as cut.
+    void setWhole() noexcept { m_bCut = false; }
+
+private:
+    void writeLine(std::int64_t nDurationUs) const;
+
+    RequestContext& m_rContext;
+    const std::uint64_t m_nSentBefore;
+    bool m_bCut = true;
+};
+
+}  // namespace webcontainer
