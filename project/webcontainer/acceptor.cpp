@@ -1,6 +1,5 @@
 #include "acceptor.h"
 
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -12,62 +11,38 @@
 
 namespace webcontainer {
 
-namespace {
-
-[[noreturn]] void throwCannotListen(const SocketAddress& rAddress, int nError) {
-    throwStartError("cannot listen on " + rAddress.text() + ": " + describeError(nError) +
-                    "; choose another address or port with --listen or WebContainer/Listen");
-}
-
-void setOption(int nFd, int nLevel, int nOption) {
-    const int nOn = 1;
-    ::setsockopt(nFd, nLevel, nOption, &nOn, sizeof nOn);
-}
-
-FileDescriptor listenOn(const SocketAddress& rAddress, unsigned nBacklog) {
-    FileDescriptor tSocket(::socket(rAddress.family(), SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    if (!tSocket.isOpen()) throwCannotListen(rAddress, errno);
-    setOption(tSocket.get(), SOL_SOCKET, SO_REUSEADDR);
-    // Accepted sockets inherit it: a response goes out in one piece, so waiting to fill packets only delays.
-    setOption(tSocket.get(), IPPROTO_TCP, TCP_NODELAY);
-    if (::bind(tSocket.get(), rAddress.data(), rAddress.size()) != 0 ||
-        ::listen(tSocket.get(), static_cast<int>(nBacklog)) != 0)
-        throwCannotListen(rAddress, errno);
-    return tSocket;
-}
-
-}  // namespace
-
-Acceptor::Acceptor(const SocketAddress& rAddress, Poller& rPoller, ConnectionTable& rConnections,
-                   const Limits& rLimits)
+Acceptor::Acceptor(const ListenAddress& rAddress, mode_t nUnixMode, Poller& rPoller,
+                   ConnectionTable& rConnections, const Limits& rLimits)
     : m_rPoller(rPoller),
       m_rConnections(rConnections),
       m_rLimits(rLimits),
-      m_tListener(listenOn(rAddress, rLimits.nListenBacklog)),
-      m_tAddress(SocketAddress::ofSocket(m_tListener.get())) {}
+      m_tListener(rAddress, rLimits.nListenBacklog, nUnixMode) {}
 
 void Acceptor::start() {
-    if (!m_rPoller.add(m_tListener.get())) throwCannotListen(m_tAddress, errno);
+    if (!m_rPoller.add(m_tListener.getFd()))
+        throwStartError("cannot wait for clients at " + m_tListener.getPlace() + ": " + describeError(errno));
 }
 
 void Acceptor::acceptWaiting() noexcept {
+    if (m_bStopped.load(std::memory_order_acquire)) return;  // finish() goes on
     for (int n = 0; n < s_knMostAtOnce; ++n) {
-        if (m_rConnections.count() >= m_rLimits.nMaxConnections) return pause(monotonicMs());
+        if (!hasRoom()) return pause(monotonicMs());
         if (acceptOne()) continue;
         if (!handleError(errno)) return;
         if (errno == EAGAIN) break;
     }
-    m_rPoller.arm(m_tListener.get());
+    m_rPoller.arm(m_tListener.getFd());
 }
 
 /// False: errno says why.
 bool Acceptor::acceptOne() noexcept {
     ConnectionEnds tEnds;
-    tEnds.nServerPort = m_tAddress.portNumber();
+    tEnds.nServerPort = m_tListener.getAddress().portNumber();
     socklen_t nLength = SocketAddress::capacity();
     const int nFd =
-        ::accept4(m_tListener.get(), tEnds.tClient.data(), &nLength, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        ::accept4(m_tListener.getFd(), tEnds.tClient.data(), &nLength, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (nFd < 0) return false;
+    tEnds.tClient.unmap();
     try {
         m_rConnections.open(nFd, tEnds);
     } catch (const std::bad_alloc&) {
@@ -101,15 +76,27 @@ void Acceptor::pause(std::int64_t nUntilMs) noexcept {
 void Acceptor::resume(std::int64_t nNowMs) noexcept {
     const std::int64_t nUntilMs = m_nPausedUntilMs.load(std::memory_order_acquire);
     if (nUntilMs == s_knNotPaused || nNowMs < nUntilMs) return;
-    if (m_rConnections.count() >= m_rLimits.nMaxConnections) return;
+    if (!hasRoom()) return;
     m_nPausedUntilMs.store(s_knNotPaused, std::memory_order_release);
-    m_rPoller.arm(m_tListener.get());
+    m_rPoller.arm(m_tListener.getFd());
 }
 
 void Acceptor::stop() noexcept {
-    // Not closed yet: a worker may be about to use the descriptor.
     m_bStopped.store(true, std::memory_order_release);
-    ::shutdown(m_tListener.get(), SHUT_RD);
+    m_nStoppedMs = monotonicMs();
+    m_tListener.refuse();
+}
+
+bool Acceptor::finish() noexcept {
+    if (m_tListener.isHandedOver()) return true;
+    const bool bHandshakesOver = monotonicMs() - m_nStoppedMs >= s_knHandshakeMs;
+    do {
+        if (!hasRoom()) return false;
+    } while (acceptOne());
+    // EAGAIN: nobody waits; EINVAL: nor can anybody any more. For all else it tries again later.
+    if (errno != EINVAL && !(errno == EAGAIN && bHandshakesOver)) return false;
+    m_tListener.close();
+    return true;
 }
 
 }  // namespace webcontainer

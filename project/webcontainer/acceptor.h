@@ -2,27 +2,26 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 
 #include "connectiontable.h"
 #include "containerlimits.h"
-#include "filedescriptor.h"
+#include "listener.h"
 #include "poller.h"
-#include "socketaddress.h"
 
 namespace webcontainer {
 
-/// Takes new connections in. One worker at a time does it, when the kernel reports the listening socket; when
-/// there is no room, nobody does until resume().
+/// Takes the new connections of one listening socket in. One worker at a time does it, when the kernel
+/// reports the socket; when there is no room, nobody does until resume().
+///
+///     construction --- start() --- stop() --- finish() until it says so
 class Acceptor {
 public:
-    /// Opens the listening socket; port 0 lets the kernel choose. All arguments must outlive the object.
-    /// Throws StartError.
-    Acceptor(const SocketAddress& rAddress, Poller& rPoller, ConnectionTable& rConnections,
+    /// Opens the listening socket. Poller, connections and limits must outlive the object. Throws StartError.
+    Acceptor(const ListenAddress& rAddress, mode_t nUnixMode, Poller& rPoller, ConnectionTable& rConnections,
              const Limits& rLimits);
 
-    int getFd() const noexcept { return m_tListener.get(); }
-    /// With the real port.
-    const SocketAddress& getAddress() const noexcept { return m_tAddress; }
+    const Listener& getListener() const noexcept { return m_tListener; }
 
     /// Clients can connect already, but only from now on are they accepted. Throws StartError.
     void start();
@@ -30,13 +29,19 @@ public:
     void acceptWaiting() noexcept;
     /// To be called now and then by one thread: goes on accepting when there is room again.
     void resume(std::int64_t nNowMs) noexcept;
-    /// New clients are refused by the kernel from now on.
+    /// New clients are refused by the kernel from now on, or wait for the next server.
     void stop() noexcept;
+    /// To be called again and again after stop(), by one thread: accepts who had connected before. True: that
+    /// was all.
+    bool finish() noexcept;
 
 private:
     static constexpr int s_knMostAtOnce = 64;
+    /// How long the second half of a handshake may take on the network around a reverse proxy.
+    static constexpr std::int64_t s_knHandshakeMs = 50;
     static constexpr std::int64_t s_knNotPaused = 0;
 
+    bool hasRoom() const noexcept { return m_rConnections.count() < m_rLimits.nMaxConnections; }
     bool acceptOne() noexcept;
     bool handleError(int nError) noexcept;
     void pause(std::int64_t nUntilMs) noexcept;
@@ -44,10 +49,13 @@ private:
     Poller& m_rPoller;
     ConnectionTable& m_rConnections;
     const Limits& m_rLimits;
-    FileDescriptor m_tListener;
-    SocketAddress m_tAddress;
+    Listener m_tListener;
     std::atomic<bool> m_bStopped{false};
     std::atomic<std::int64_t> m_nPausedUntilMs{s_knNotPaused};
+    std::int64_t m_nStoppedMs = 0;  ///< when, on the monotonic clock
 };
+
+/// The acceptors of all listening sockets; made before the threads start.
+using Acceptors = std::deque<Acceptor>;
 
 }  // namespace webcontainer

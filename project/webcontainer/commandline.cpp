@@ -20,7 +20,7 @@ void addOptions(CLI::App& rApp, CommandLine& rCommandLine, const std::string& sV
     rApp.add_option("--app", rCommandLine.sApplication, "the application's shared object")
         ->type_name("LIBRARY");
     rApp.add_option("--listen", rCommandLine.sListen, "where to listen, instead of WebContainer/Listen")
-        ->type_name("ADDRESS:PORT");
+        ->type_name("ADDRESSES");
     rApp.add_flag("--check", rCommandLine.bCheck,
                   "only say whether configuration and application can be used");
     rApp.set_version_flag("--version", sVersion, "write the version");

@@ -34,16 +34,26 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler,
       m_tWaitingRoom(std::thread::hardware_concurrency() + 1),  // one to take over while the others finish
       m_tSlowClients((m_tOptions.nWorkers + 1) / 2, m_tOptions.tLimits.nSlowClientMs),
       m_tConnections(m_tPoller, m_tOptions.tLimits),
-      m_tAcceptor(m_tOptions.tListen, m_tPoller, m_tConnections, m_tOptions.tLimits),
-      m_tShared{m_tPoller,      m_tWaitingRoom,     m_tConnections, m_tAcceptor, m_rHandler,
-                m_tSlowClients, m_tOptions.tLimits, m_bDraining,    pAccessLog,  m_tStop.get()},
+      m_tShared{m_tPoller,         m_tWaitingRoom, m_tConnections, m_tAcceptors,
+                m_tOptions.fAlive, m_rHandler,     m_tSlowClients, m_tOptions.tLimits,
+                m_bAnnounced,      m_bDraining,    pAccessLog,     m_tStop.get()},
       m_tStatistics(m_tOptions.nWorkers + 1) {
     m_tPoller.watchAlways(m_tStop.get());
+    for (const ListenAddress& r : m_tOptions.tListen)
+        m_tAcceptors.emplace_back(r, m_tOptions.nUnixSocketMode, m_tPoller, m_tConnections,
+                                  m_tOptions.tLimits);
 }
 
 Container::~Container() {
-    m_tAcceptor.stop();
+    stopAccepting();
     join();
+}
+
+std::string Container::getPlaces() const {
+    std::string sPlaces;
+    for (const Acceptor& r : m_tAcceptors)
+        sPlaces.append(sPlaces.empty() ? "" : " ").append(r.getListener().getPlace());
+    return sPlaces;
 }
 
 void Container::start() {
@@ -65,11 +75,15 @@ void Container::start() {
         run([pWorker] { pWorker->run(); });
     }
     run([this] { Sweeper(m_tShared, m_tStatistics.back()).run(); });
-    m_tAcceptor.start();
+    for (Acceptor& r : m_tAcceptors)
+        r.start();
 }
 
 bool Container::drain(int nInterruptFd) {
-    m_tAcceptor.stop();
+    m_bAnnounced = true;
+    pollfd tInterrupt{nInterruptFd, POLLIN, 0};
+    ::poll(&tInterrupt, 1, static_cast<int>(m_tOptions.tLimits.nDrainDelayMs));
+    stopAccepting();
     m_bDraining = true;
     m_rHandler.startShutdown();
     const bool bIdle = waitUntilIdle(nInterruptFd);
@@ -89,14 +103,22 @@ Statistics Container::readStatistics() const noexcept {
     return tSum;
 }
 
+void Container::stopAccepting() noexcept {
+    for (Acceptor& r : m_tAcceptors)
+        r.stop();
+}
+
 /// False: the time is up, or the wait was interrupted.
-bool Container::waitUntilIdle(int nInterruptFd) const {
+bool Container::waitUntilIdle(int nInterruptFd) {
     const std::int64_t nDeadline = monotonicMs() + m_tOptions.tLimits.nDrainTimeoutMs;
     pollfd tInterrupt{nInterruptFd, POLLIN, 0};
-    while (m_tConnections.count() != 0) {
+    for (;;) {
+        bool bIdle = true;
+        for (Acceptor& r : m_tAcceptors)
+            bIdle = r.finish() && bIdle;
+        if (bIdle && m_tConnections.count() == 0) return true;
         if (monotonicMs() >= nDeadline || ::poll(&tInterrupt, 1, s_knDrainStepMs) > 0) return false;
     }
-    return true;
 }
 
 bool Container::waitForThreads() const {

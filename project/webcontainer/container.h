@@ -1,7 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -11,7 +13,6 @@
 #include "filedescriptor.h"
 #include "poller.h"
 #include "requesthandler.h"
-#include "socketaddress.h"
 #include "statistics.h"
 #include "worker.h"
 
@@ -19,14 +20,23 @@ namespace webcontainer {
 
 /// Where and with how many threads a container serves.
 struct ContainerOptions {
-    SocketAddress tListen;
+    std::vector<ListenAddress> tListen;
+    mode_t nUnixSocketMode = 0660;  ///< of the files of unix sockets
     unsigned nWorkers = 1;
     Limits tLimits;
+    /// Called by the thread that enforces the deadlines, after each time that it has done so: a sign of life.
+    std::function<void()> fAlive = [] {};
 };
 
-/// The front end: one listening socket, its connections, and the threads that serve them.
+/// The front end: listening sockets, their connections, and the threads that serve them.
 ///
-///     construction: the socket listens --- start(): threads serve --- drain(): they end --- destruction
+///     construction: the sockets listen --- start(): threads serve --- drain(): they end --- destruction
+///
+/// The end loses no request that a client cannot safely repeat, if the clients are told in time: drain()
+/// first says so (isDraining()) and serves on for the drain delay, each response as its connection's last.
+/// Then nobody can connect any more, and those who had are accepted, before a listening socket is closed.
+/// What is left is idle connections, which end; a request that crosses with that end gets no byte of an
+/// answer.
 ///
 /// All operations belong to one thread, unless they say otherwise.
 class Container {
@@ -38,24 +48,29 @@ public:
     Container(const Container&) = delete;
     Container& operator=(const Container&) = delete;
 
-    /// With the real port.
-    const SocketAddress& getAddress() const noexcept { return m_tAcceptor.getAddress(); }
+    /// Of the first listening socket, with the real port.
+    const SocketAddress& getAddress() const noexcept {
+        return m_tAcceptors.front().getListener().getAddress();
+    }
+    /// Where clients find the server: the places of all listening sockets, separated by spaces.
+    std::string getPlaces() const;
     /// Throws StartError, and std::system_error when there are no more threads.
     void start();
-    /// Refuses new clients, ends idle connections, tells the handler, and waits for the requests in flight:
-    /// at most the drain timeout, or until nInterruptFd (-1: none) becomes readable. Then gives up on the
-    /// rest. True: every request was answered, and all threads have ended. False: some were cut off; a thread
-    /// may still be inside the handler.
+    /// Waits for the drain delay, refuses new clients, ends idle connections, tells the handler, and waits
+    /// for the requests in flight: at most the drain timeout. An nInterruptFd (-1: none) that becomes
+    /// readable ends either wait. Then gives up on the rest. True: every request was answered, and all
+    /// threads have ended. False: some were cut off; a thread may still be inside the handler.
     bool drain(int nInterruptFd);
     /// True from the beginning of drain() on. On any thread.
-    bool isDraining() const noexcept { return m_bDraining.load(std::memory_order_relaxed); }
+    bool isDraining() const noexcept { return m_bAnnounced.load(std::memory_order_relaxed); }
     /// On any thread.
     Statistics readStatistics() const noexcept;
     /// Whether destruction would not have to wait.
     bool haveThreadsEnded() const noexcept { return m_nRunning == 0; }
 
 private:
-    bool waitUntilIdle(int nInterruptFd) const;
+    void stopAccepting() noexcept;
+    bool waitUntilIdle(int nInterruptFd);
     bool waitForThreads() const;
     void stopThreads() noexcept;
     void join();
@@ -63,13 +78,14 @@ private:
     const ContainerOptions m_tOptions;
     RequestHandler& m_rHandler;
     FileDescriptor m_tStop;
+    std::atomic<bool> m_bAnnounced{false};
     std::atomic<bool> m_bDraining{false};
     std::atomic<unsigned> m_nRunning{0};  ///< threads that have not returned
     Poller m_tPoller;
     WaitingRoom m_tWaitingRoom;
     SlowClients m_tSlowClients;
     ConnectionTable m_tConnections;
-    Acceptor m_tAcceptor;
+    Acceptors m_tAcceptors;
     const WorkerShared m_tShared;
     std::vector<WorkerStatistics> m_tStatistics;  ///< one for each thread
     std::vector<std::unique_ptr<Worker>> m_tWorkers;

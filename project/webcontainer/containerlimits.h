@@ -25,6 +25,7 @@ struct Limits {
     unsigned int nSlowClientMs;
     unsigned int nAcceptPauseMs;
     unsigned int nSweepIntervalMs;
+    unsigned int nDrainDelayMs;
     unsigned int nDrainTimeoutMs;
 
     /// All defaults.
@@ -97,6 +98,9 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
     {&Limits::nSweepIntervalMs, L"SweepIntervalMilliseconds", "ms", 100, 1, 60000,
      "how often the deadlines of waiting connections are looked at: how late they may take effect",
      "the deadlines are looked at"},
+    {&Limits::nDrainDelayMs, L"DrainDelayMilliseconds", "ms", 0, 0, s_knHourInMs,
+     "a reverse proxy goes on sending requests until its next check of the server's health says to stop",
+     "new clients are refused, idle connections end, and DrainTimeoutMilliseconds begins"},
     {&Limits::nDrainTimeoutMs, L"DrainTimeoutMilliseconds", "ms", 30000, 0, s_knHourInMs,
      "how long requests in flight may still take after the signal to end",
      "they are cut off and the exit code says so"},

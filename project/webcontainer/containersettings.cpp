@@ -1,6 +1,7 @@
 #include "containersettings.h"
 
 #include <algorithm>
+#include <charconv>
 #include <thread>
 
 #include "starterror.h"
@@ -16,7 +17,11 @@ constexpr wchar_t s_ksListen[] = L"Listen";
 constexpr wchar_t s_ksWorkers[] = L"Workers";
 constexpr wchar_t s_ksFeatures[] = L"Features";
 constexpr wchar_t s_ksListenDefault[] = L"127.0.0.1:8080";
-constexpr char s_ksWriteAddress[] = "write an address and a port, such as 127.0.0.1:8080 or [::1]:8080";
+constexpr std::string_view s_ksFromManager = "systemd";
+constexpr wchar_t s_ksUnixSocketMode[] = L"UnixSocketMode";
+constexpr wchar_t s_ksUnixSocketModeDefault[] = L"0660";
+constexpr char s_ksWriteAddress[] =
+    "write one or more of the forms 127.0.0.1:8080, [::1]:8080 and unix:/run/web/web.sock, or systemd alone";
 constexpr unsigned s_knWorkersPerCore = 16;
 constexpr unsigned s_knMostWorkers = 10000;
 
@@ -38,21 +43,42 @@ unsigned readNumber(const ConfigReader& rReader, const wchar_t* pName, unsigned 
     return nValue;
 }
 
-SocketAddress readListen(const ConfigReader& rReader, const std::string& sListen) {
-    SocketAddress tAddress;
+/// Empty: the sockets that the service manager hands over. False: the text is no list of addresses.
+bool parseListen(std::string_view sText, std::vector<ListenAddress>& rAddresses) {
+    const std::vector<std::string_view> tWords = splitList(sText);
+    if (tWords.size() == 1 && tWords.front() == s_ksFromManager) return true;
+    return !tWords.empty() && std::all_of(tWords.begin(), tWords.end(), [&](std::string_view sWord) {
+        return ListenAddress::parse(sWord, rAddresses.emplace_back());
+    });
+}
+
+std::vector<ListenAddress> readListen(const ConfigReader& rReader, const std::string& sListen) {
+    std::vector<ListenAddress> tAddresses;
     if (!sListen.empty()) {
-        if (!SocketAddress::parse(sListen, tAddress))
-            throwStartError("--listen " + sListen + " is no address; " + s_ksWriteAddress);
-        return tAddress;
+        if (!parseListen(sListen, tAddresses))
+            throwStartError("--listen " + sListen + " is no list of addresses; " + s_ksWriteAddress);
+        return tAddresses;
     }
     const PathFilter tKey(under(s_ksTable, s_ksListen));
-    if (!SocketAddress::parse(toNarrow(rReader.getConfigValue(tKey, s_ksListenDefault)), tAddress))
-        rReader.throwBadValue(tKey, toWide(std::string("it is no address; ") + s_ksWriteAddress));
-    return tAddress;
+    if (!parseListen(toNarrow(rReader.getConfigValue(tKey, s_ksListenDefault)), tAddresses))
+        rReader.throwBadValue(tKey, toWide(std::string("it is no list of addresses; ") + s_ksWriteAddress));
+    return tAddresses;
+}
+
+/// As chmod(1) reads it.
+mode_t readUnixSocketMode(const ConfigReader& rReader) {
+    constexpr unsigned nMost = 0777;
+    const PathFilter tKey(under(s_ksTable, s_ksUnixSocketMode));
+    const std::string sMode = toNarrow(rReader.getConfigValue(tKey, s_ksUnixSocketModeDefault));
+    unsigned nMode = 0;
+    const auto [pEnd, eError] = std::from_chars(sMode.data(), sMode.data() + sMode.size(), nMode, 8);
+    if (eError != std::errc() || pEnd != sMode.data() + sMode.size() || nMode > nMost)
+        rReader.throwBadValue(tKey, L"it is no file mode; write three octal digits, such as \"0660\"");
+    return nMode;
 }
 
 tl::vector<ZQWString> knownNames() {
-    tl::vector<ZQWString> tNames{s_ksListen, s_ksWorkers};
+    tl::vector<ZQWString> tNames{s_ksListen, s_ksUnixSocketMode, s_ksWorkers};
     for (const LimitInfo& r : s_tLimitInfos)
         tNames.emplace_back(r.pKey);
     return tNames;
@@ -64,6 +90,7 @@ ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::st
     checkNames(rReader, s_ksTable, knownNames());
     ContainerOptions tOptions;
     tOptions.tListen = readListen(rReader, sListen);
+    tOptions.nUnixSocketMode = readUnixSocketMode(rReader);
     const unsigned nCores = std::max(std::thread::hardware_concurrency(), 1u);
     tOptions.nWorkers = readNumber(
         rReader, s_ksWorkers, std::min(s_knWorkersPerCore * nCores, s_knMostWorkers), 1, s_knMostWorkers);

@@ -9,11 +9,17 @@ namespace webcontainer {
 
 /// Reads what the front end takes from the configuration. Everything is read once, at start-up:
 ///
-///     WebContainer/Listen    "127.0.0.1:8080"   address and port; port 0 takes any that is free
-///     WebContainer/Workers   16 for each core   threads: applications block, and a waiting thread is cheap
-///     WebContainer/...       the limits of containerlimits.h
-///     Features/<name>        true or false      switches of the response, such as
-///     "HTTPFeatures.rfc2047Headers"
+///     WebContainer/Listen           "127.0.0.1:8080"   where clients connect, see below
+///     WebContainer/UnixSocketMode   "0660"             who may connect to unix sockets, as chmod(1) reads it
+///     WebContainer/Workers          16 for each core   threads: applications block, a waiting one is cheap
+///     WebContainer/...              the limits of containerlimits.h
+///     Features/<name>               true or false      switches of the response, such as
+///                                                      "HTTPFeatures.rfc2047Headers"
+///
+/// Listen is a text of one or more addresses, separated by spaces or commas: "127.0.0.1:8080" (port 0 takes
+/// any that is free), "[::1]:8080" (IPv6 alone), "unix:/run/web/web.sock"; or "systemd" alone, for the
+/// sockets that the service manager hands over. Those are used in place of the addresses whenever there are
+/// any.
 ///
 /// sListen, when not empty, takes the place of WebContainer/Listen. Throws ConfigError about a value that
 /// cannot be used and about a key that means nothing, StartError about sListen.

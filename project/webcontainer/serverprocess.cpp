@@ -19,6 +19,7 @@ namespace {
 
 /// Descriptors that are no connections: logs, libraries, what applications open.
 constexpr rlim_t s_knOtherDescriptors = 256;
+constexpr char s_ksEnding[] = "ending: requests in flight are answered first";
 
 ConfigReader readConfiguration(const std::string& sFile) {
     ConfigReader::setGlobalInstance(ConfigReaderInstance::fromFile(sFile));
@@ -47,6 +48,22 @@ std::unique_ptr<kiv::KIVHttpServer> makeServer(HttpApplication& rApplication, co
     return pServer;
 }
 
+/// Sockets that were handed over stand in for those of the configuration.
+void useHandedOver(ContainerOptions& rOptions, const std::vector<HandedOverSocket>& rSockets) {
+    if (rSockets.empty() && rOptions.tListen.empty())
+        throwStartError(
+            "the service manager has handed no socket over, as WebContainer/Listen demands; start the "
+            ".socket unit, or write an address there");
+    if (rSockets.empty()) return;
+    rOptions.tListen.clear();
+    std::string sText = "the service manager's sockets are used in place of WebContainer/Listen:";
+    for (const HandedOverSocket& r : rSockets) {
+        rOptions.tListen.emplace_back().nHandedOver = r.nFd;
+        sText.append(" ").append(r.sName.empty() ? std::to_string(r.nFd) : r.sName);
+    }
+    logText(kSevInfo, s_lsContainer, sText);
+}
+
 /// Stands in where only the configuration matters.
 class NoApplication final : public HttpApplication {
     EStatus get(ZQHttpStream&, const HttpApplicationRequest&) override { return kServerInitFailed; }
@@ -55,10 +72,16 @@ class NoApplication final : public HttpApplication {
 }  // namespace
 
 ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(rCommandLine) {
+    const std::vector<HandedOverSocket> tHandedOver = takeHandedOverSockets();
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
-    const ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
+    ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
     m_tLog.start();
+    useHandedOver(tOptions, tHandedOver);
+    tOptions.fAlive = [this] { m_tManager.alive(); };
+    if (const std::int64_t nMs = m_tManager.getWatchdogMs())
+        tOptions.tLimits.nSweepIntervalMs =
+            static_cast<unsigned>(std::min<std::int64_t>(tOptions.tLimits.nSweepIntervalMs, nMs));
     loadMessages();
     applyFeatures(tReader);
     m_pLibrary = std::make_unique<ApplicationLibrary>(rCommandLine.sApplication);
@@ -72,12 +95,13 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
 
 int ServerProcess::serve() {
     m_pContainer->start();
-    const std::string sAddress = m_pContainer->getAddress().text();
-    std::cout << "webcontainer: serving http://" << sAddress << "/" << std::endl;
-    logText(kSevInfo, s_lsContainer, "serving " + sAddress);
+    std::cout << "webcontainer: serving " << m_pContainer->getPlaces() << std::endl;
+    logText(kSevInfo, s_lsContainer, "serving " + m_pContainer->getPlaces());
+    sayReady();
     while (m_tSignals.wait() == Signals::ESignal::kReload)
         reload();
-    logText(kSevInfo, s_lsContainer, "ending: requests in flight are answered first");
+    m_tManager.stopping(s_ksEnding);
+    logText(kSevInfo, s_lsContainer, s_ksEnding);
     m_tSignals.watchEndOnly();
     const bool bOrderly = m_pContainer->drain(m_tSignals.getFd());
     logText(kSevInfo, s_lsContainer, bOrderly ? "ended" : "ended with requests cut off");
@@ -86,12 +110,17 @@ int ServerProcess::serve() {
     return bOrderly ? kExitOrderly : kExitCutOff;
 }
 
+void ServerProcess::sayReady() const {
+    m_tManager.ready("serving " + m_pContainer->getPlaces());
+}
+
 void ServerProcess::loadMessages() {
     std::string sProblems = MessageFilesRegistry::getInstance().loadMessages();
     if (!sProblems.empty()) logText(kSevWarning, s_lsContainer, sProblems);
 }
 
 void ServerProcess::reload() {
+    m_tManager.reloading();
     m_tLog.reopen();
     if (m_pAccessLog) m_pAccessLog->reopen();
     const auto hBefore = ConfigReader::getGlobalInstance();
@@ -104,6 +133,7 @@ void ServerProcess::reload() {
         ConfigReader::setGlobalInstance(hBefore);
         logText(kSevError, s_lsContainer, "the configuration is kept as it was: " + describe(e));
     }
+    sayReady();
 }
 
 void checkOnly(const CommandLine& rCommandLine) {

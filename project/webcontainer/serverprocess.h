@@ -8,6 +8,7 @@
 #include "container.h"
 #include "logsetup.h"
 #include "modulehandler.h"
+#include "servicemanager.h"
 #include "signals.h"
 #include "zq/webhttpserver/kivhttpserver.h"
 
@@ -15,7 +16,8 @@ namespace webcontainer {
 
 /// Everything that one server process is made of, in the order in which it comes up:
 ///
-///     signals - configuration - log - message texts - features - application - module - listening socket
+///     signals - service manager - configuration - log - message texts - features - application - module -
+///     listening socket
 class ServerProcess {
 public:
     /// Throws ConfigError and StartError.
@@ -26,9 +28,11 @@ public:
 private:
     void loadMessages();
     void reload();
+    void sayReady() const;
 
     const CommandLine m_tCommandLine;
     Signals m_tSignals;
+    ServiceManager m_tManager;
     LogSetup m_tLog;
     std::unique_ptr<ApplicationLibrary> m_pLibrary;
     std::unique_ptr<HttpApplication> m_pApplication;

@@ -22,8 +22,9 @@ struct ConnectionEnds {
 ///                      of an absolute-form target too
 ///     REQUEST_METHOD, QUERY_STRING, SERVER_PROTOCOL, CONTENT_TYPE, CONTENT_LENGTH
 ///     SERVER_NAME      the host that the client asked, without the port
-///     SERVER_PORT      the port that it reached
+///     SERVER_PORT      the port that it reached; "0" on a unix socket
 ///     REMOTE_ADDR, REMOTE_PORT
+///                      the client's; "unix:" and nothing of a unix socket's client
 ///     HTTPS            "off"
 ///     REQUEST_ID       what the logs call the request by: 32 hexadecimal digits (see requestid.h)
 ///     HTTP_<NAME>      the header fields of that name, case aside and hyphens as underscores, joined by

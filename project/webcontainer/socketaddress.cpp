@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 
 #include <charconv>
+#include <cstring>
 
 namespace webcontainer {
 
@@ -43,6 +44,7 @@ SocketAddress SocketAddress::ofSocket(int nFd) noexcept {
 }
 
 std::string SocketAddress::host() const {
+    if (isUnix()) return "unix:";
     char tText[INET6_ADDRSTRLEN] = "";
     const void* const pAddress =
         family() == AF_INET ? static_cast<const void*>(&m_tV4.sin_addr) : &m_tV6.sin6_addr;
@@ -50,11 +52,22 @@ std::string SocketAddress::host() const {
 }
 
 std::string SocketAddress::text() const {
+    if (isUnix()) return host();
     return (family() == AF_INET6 ? "[" + host() + "]" : host()) + ":" + port();
 }
 
 unsigned SocketAddress::portNumber() const noexcept {
+    if (isUnix()) return 0;
     return ntohs(family() == AF_INET ? m_tV4.sin_port : m_tV6.sin6_port);
+}
+
+void SocketAddress::unmap() noexcept {
+    if (family() != AF_INET6 || !IN6_IS_ADDR_V4MAPPED(&m_tV6.sin6_addr)) return;
+    sockaddr_in tV4{};
+    tV4.sin_family = AF_INET;
+    tV4.sin_port = m_tV6.sin6_port;
+    std::memcpy(&tV4.sin_addr, &m_tV6.sin6_addr.s6_addr[12], sizeof tV4.sin_addr);
+    m_tV4 = tV4;
 }
 
 }  // namespace webcontainer

@@ -8,7 +8,7 @@
 
 namespace webcontainer {
 
-/// An IPv4 or IPv6 address with its port: a plain value of 28 bytes.
+/// An IPv4 or IPv6 address with its port, or merely that it is a unix socket's: a plain value of 28 bytes.
 class SocketAddress {
 public:
     SocketAddress() noexcept : m_tV6() {}
@@ -18,13 +18,18 @@ public:
     /// The address that a socket is bound to; an empty value when there is none.
     static SocketAddress ofSocket(int nFd) noexcept;
 
-    /// The address without the port, as RFC 3875 has it in REMOTE_ADDR.
+    /// The address without the port, as RFC 3875 has it in REMOTE_ADDR; "unix:" of a unix socket.
     std::string host() const;
-    std::string port() const { return std::to_string(portNumber()); }
+    /// Empty of a unix socket.
+    std::string port() const { return isUnix() ? std::string() : std::to_string(portNumber()); }
     /// The two as they stand in a URL.
     std::string text() const;
+    /// 0 of a unix socket.
     unsigned portNumber() const noexcept;
+    /// Makes an IPv4 address of one that an IPv6 socket reports (RFC 4291 section 2.5.5.2).
+    void unmap() noexcept;
 
+    bool isUnix() const noexcept { return family() == AF_UNIX; }
     int family() const noexcept { return m_tAny.sa_family; }
     sockaddr* data() noexcept { return &m_tAny; }
     const sockaddr* data() const noexcept { return &m_tAny; }

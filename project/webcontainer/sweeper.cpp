@@ -12,6 +12,10 @@ namespace webcontainer {
 
 namespace {
 
+/// How long the first request of a client may be on its way that connected just before the server began to
+/// refuse clients.
+constexpr std::int64_t s_knFreshGraceMs = 500;
+
 bool hasUnreadInput(int nFd) {
     char c;
     return ::recv(nFd, &c, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
@@ -29,16 +33,19 @@ Sweeper::Sweeper(const WorkerShared& rShared, WorkerStatistics& rStatistics)
 
 void Sweeper::run() {
     pollfd tStop{m_tShared.nStopFd, POLLIN, 0};
-    while (::poll(&tStop, 1, static_cast<int>(m_tLimits.nSweepIntervalMs)) <= 0)
+    while (::poll(&tStop, 1, static_cast<int>(m_tLimits.nSweepIntervalMs)) <= 0) {
         sweep(monotonicMs());
+        m_tShared.rfAlive();
+    }
 }
 
 void Sweeper::sweep(std::int64_t nNowMs) {
-    m_tShared.rAcceptor.resume(nNowMs);
+    for (Acceptor& rAcceptor : m_tShared.rAcceptors)
+        rAcceptor.resume(nNowMs);
     m_tShared.rConnections.forEachWaiting([&](Connection& r) {
         if (!isDue(r, nNowMs) || !r.tOwnership.claim()) return;
         // It may have changed hands before the claim; and a request that has arrived is a request in flight.
-        if (isDue(r, nNowMs) && !(isIdleWhileDraining(r) && hasUnreadInput(r.nFd)))
+        if (isDue(r, nNowMs) && !(isIdleWhileDraining(r, nNowMs) && hasUnreadInput(r.nFd)))
             end(r);
         else
             m_tShared.rConnections.putBack(r);
@@ -46,13 +53,15 @@ void Sweeper::sweep(std::int64_t nNowMs) {
 }
 
 bool Sweeper::isDue(const Connection& r, std::int64_t nNowMs) const noexcept {
-    return nNowMs >= r.nDeadline.load(std::memory_order_relaxed) || isIdleWhileDraining(r);
+    return nNowMs >= r.nDeadline.load(std::memory_order_relaxed) || isIdleWhileDraining(r, nNowMs);
 }
 
-bool Sweeper::isIdleWhileDraining(const Connection& r) const noexcept {
+bool Sweeper::isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) const noexcept {
     if (!m_tShared.rbDraining.load(std::memory_order_relaxed)) return false;
     const EPhase ePhase = r.ePhase.load(std::memory_order_relaxed);
-    return ePhase == EPhase::kIdle || ePhase == EPhase::kFresh;
+    if (ePhase != EPhase::kFresh) return ePhase == EPhase::kIdle;
+    const std::int64_t nAcceptedMs = r.nDeadline.load(std::memory_order_relaxed) - m_tLimits.nHeadTimeoutMs;
+    return nNowMs - nAcceptedMs >= s_knFreshGraceMs;
 }
 
 void Sweeper::end(Connection& r) noexcept {
@@ -61,7 +70,7 @@ void Sweeper::end(Connection& r) noexcept {
             ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics);
             RequestContext tContext{*r.pInput,     tSocket,
                                     r.tEnds,       m_tLimits,
-                                    m_tBuffers,    m_tShared.rbDraining,
+                                    m_tBuffers,    m_tShared.rbAnnounced,
                                     m_rStatistics, m_tShared.pAccessLog,
                                     r.nArrivedUs};
             m_tRunner.refuse(tContext, {408, "the request did not come in time"});

@@ -23,7 +23,7 @@ public:
 private:
     void sweep(std::int64_t nNowMs);
     bool isDue(const Connection& r, std::int64_t nNowMs) const noexcept;
-    bool isIdleWhileDraining(const Connection& r) const noexcept;
+    bool isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) const noexcept;
     void end(Connection& r) noexcept;
 
     const WorkerShared m_tShared;

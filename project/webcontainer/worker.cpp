@@ -22,11 +22,19 @@ void Worker::run() {
         const int nFd = m_tShared.rPoller.wait();
         m_tShared.rWaitingRoom.leave();
         if (nFd == m_tShared.nStopFd) return;
-        if (nFd == m_tShared.rAcceptor.getFd())
-            m_tShared.rAcceptor.acceptWaiting();
-        else if (Connection* const p = m_tShared.rConnections.claimForEvent(nFd))
-            serve(*p);
+        if (acceptFrom(nFd)) continue;
+        if (Connection* const p = m_tShared.rConnections.claimForEvent(nFd)) serve(*p);
     }
+}
+
+/// Whether the descriptor is a listening socket's.
+bool Worker::acceptFrom(int nFd) noexcept {
+    for (Acceptor& r : m_tShared.rAcceptors) {
+        if (r.getListener().getFd() != nFd) continue;
+        r.acceptWaiting();
+        return true;
+    }
+    return false;
 }
 
 void Worker::serve(Connection& rConnection) {
@@ -61,7 +69,7 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
                             rConnection.tEnds,
                             m_tShared.rLimits,
                             m_tBuffers,
-                            m_tShared.rbDraining,
+                            m_tShared.rbAnnounced,
                             m_rStatistics,
                             m_tShared.pAccessLog,
                             rConnection.nArrivedUs};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 
 #include "acceptor.h"
 #include "connectiontable.h"
@@ -21,13 +22,15 @@ struct WorkerShared {
     Poller& rPoller;
     WaitingRoom& rWaitingRoom;
     ConnectionTable& rConnections;
-    Acceptor& rAcceptor;
+    Acceptors& rAcceptors;
+    const std::function<void()>& rfAlive;  ///< to be called by the sweeping thread
     RequestHandler& rHandler;
     SlowClients& rSlowClients;
     const Limits& rLimits;
-    const std::atomic<bool>& rbDraining;
-    AccessLog* pAccessLog;  ///< null: there is none
-    int nStopFd;            ///< readable: workers return, and give up waiting for clients
+    const std::atomic<bool>& rbAnnounced;  ///< responses are the last of their connections
+    const std::atomic<bool>& rbDraining;   ///< connections without a request end
+    AccessLog* pAccessLog;                 ///< null: there is none
+    int nStopFd;                           ///< readable: workers return, and give up waiting for clients
 };
 
 /// One thread's work: waits for any connection that is ready, reads what has come, runs the requests that are
@@ -46,6 +49,7 @@ private:
         EPhase ePhase = EPhase::kIdle;
     };
 
+    bool acceptFrom(int nFd) noexcept;
     void serve(Connection& rConnection);
     Next advance(Connection& rConnection);
     Next converse(Connection& rConnection, RequestInput& rInput);

@@ -111,7 +111,7 @@ TEST_P(MixedLoad, LeavesTheCountersTrue) {
     const int nBefore = counter("HttpServer/CompletedRequests");
     {
         webcontainer::ContainerOptions tOptions;
-        SocketAddress::parse("127.0.0.1:0", tOptions.tListen);
+        webcontainer::ListenAddress::parse("127.0.0.1:0", tOptions.tListen.emplace_back());
         tOptions.nWorkers = GetParam();
         webcontainer::Container tContainer(tOptions, tHandler);
         tContainer.start();

@@ -9,7 +9,7 @@
 
 namespace test {
 
-Program::Program(const std::vector<std::string>& rArguments) {
+Program::Program(const std::vector<std::string>& rArguments, const std::function<void()>& fBeforeExec) {
     int tOut[2];
     int tError[2];
     if (::pipe2(tOut, O_CLOEXEC) != 0 || ::pipe2(tError, O_CLOEXEC) != 0)
@@ -22,6 +22,7 @@ Program::Program(const std::vector<std::string>& rArguments) {
     if (m_nPid == 0) {
         ::dup2(tOut[1], 1);
         ::dup2(tError[1], 2);
+        fBeforeExec();
         ::execv(TEST_PROGRAM, tArguments.data());
         ::_exit(127);
     }

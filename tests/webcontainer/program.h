@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,9 @@ namespace test {
 /// The real program in a process of its own; killed at the end of the scope if it still runs.
 class Program {
 public:
-    explicit Program(const std::vector<std::string>& rArguments);
+    /// fBeforeExec runs in the new process before it becomes the program.
+    explicit Program(
+        const std::vector<std::string>& rArguments, const std::function<void()>& fBeforeExec = [] {});
     ~Program();
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;

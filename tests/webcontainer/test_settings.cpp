@@ -44,11 +44,12 @@ TEST(Settings, AddressesAreReadAndWritten) {
         SocketAddress tAddress;
         EXPECT_FALSE(SocketAddress::parse(pBad, tAddress)) << pBad;
     }
-    EXPECT_EQ(readContainerOptions(reader("[WebContainer]\nListen = \"[::1]:1\""), "").tListen.text(),
+    EXPECT_EQ(readContainerOptions(reader("[WebContainer]\nListen = \"[::1]:1\""), "").tListen.front().text(),
               "[::1]:1");
-    EXPECT_EQ(
-        readContainerOptions(reader("[WebContainer]\nListen = \"[::1]:1\""), "1.2.3.4:5").tListen.text(),
-        "1.2.3.4:5");
+    EXPECT_EQ(readContainerOptions(reader("[WebContainer]\nListen = \"[::1]:1\""), "1.2.3.4:5")
+                  .tListen.front()
+                  .text(),
+              "1.2.3.4:5");
 }
 
 TEST(Settings, FeaturesBecomeTheGlobalTable) {

@@ -15,9 +15,10 @@ namespace {
 
 constexpr int s_knPatienceMs = 5000;
 
-webcontainer::ContainerOptions localOptions(const webcontainer::Limits& rLimits, unsigned nWorkers) {
+webcontainer::ContainerOptions localOptions(const webcontainer::Limits& rLimits, unsigned nWorkers,
+                                            const std::string& sListen) {
     webcontainer::ContainerOptions tOptions;
-    webcontainer::SocketAddress::parse("127.0.0.1:0", tOptions.tListen);
+    webcontainer::ListenAddress::parse(sListen, tOptions.tListen.emplace_back());
     tOptions.nWorkers = nWorkers;
     tOptions.tLimits = rLimits;
     return tOptions;
@@ -38,9 +39,9 @@ webcontainer::Limits quickLimits() {
 }
 
 Server::Server(ScriptedHandler::Answer fAnswer, const webcontainer::Limits& rLimits, unsigned nWorkers,
-               webcontainer::AccessLog* pAccessLog)
+               webcontainer::AccessLog* pAccessLog, const std::string& sListen)
     : m_tHandler(std::move(fAnswer)),
-      m_tContainer(localOptions(rLimits, nWorkers), m_tHandler, pAccessLog) {
+      m_tContainer(localOptions(rLimits, nWorkers, sListen), m_tHandler, pAccessLog) {
     m_tContainer.start();
 }
 

@@ -40,7 +40,8 @@ webcontainer::Limits quickLimits();
 class Server {
 public:
     explicit Server(ScriptedHandler::Answer fAnswer, const webcontainer::Limits& rLimits = quickLimits(),
-                    unsigned nWorkers = 2, webcontainer::AccessLog* pAccessLog = nullptr);
+                    unsigned nWorkers = 2, webcontainer::AccessLog* pAccessLog = nullptr,
+                    const std::string& sListen = "127.0.0.1:0");
 
     ScriptedHandler m_tHandler;
     webcontainer::Container m_tContainer;
@@ -53,6 +54,8 @@ class Client {
 public:
     /// nReceiveBuffer: bytes that the kernel keeps for us; 0 leaves it the choice.
     explicit Client(const webcontainer::SocketAddress& rServer, int nReceiveBuffer = 0);
+    /// On a connected socket.
+    explicit Client(webcontainer::FileDescriptor tSocket) : m_nFd(tSocket.release()) {}
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
