@@ -76,7 +76,7 @@ const Behaviour s_tBehaviours[] = {
     {post("Content-Length: 5\r\n", "hello"), "HTTP/1.1 200"},
     {post("Transfer-Encoding: chunked\r\n", "5\r\nhello\r\n0\r\n\r\n"), "HTTP/1.1 200"},
     {post("Content-Length: 100000\r\n", std::string(100000, 'x')), "HTTP/1.1 200"},
-    {post("Content-Length: 10485760\r\n", "x"), "HTTP/1.1 413"},
+    {post("Content-Length: 10485760\r\n", std::string(70000, 'x')), "HTTP/1.1 413"},
     {post("Transfer-Encoding: chunked\r\n", "5\r\nhel"), nullptr},
     {post("Content-Length: 100000\r\n", "cut off"), nullptr},
     {get("/?long"), nullptr},
