@@ -19,7 +19,7 @@ Acceptor::Acceptor(const ListenAddress& rAddress, mode_t nUnixMode, Poller& rPol
       m_tListener(rAddress, rLimits.nListenBacklog, nUnixMode) {}
 
 void Acceptor::start() {
-    if (!m_rPoller.add(m_tListener.getFd()))
+    if (!m_rPoller.addListener(m_tListener.getFd()))
         throwStartError("cannot wait for clients at " + m_tListener.getPlace() + ": " + describeError(errno));
 }
 
@@ -31,7 +31,7 @@ void Acceptor::acceptWaiting() noexcept {
         if (!handleError(errno)) return;
         if (errno == EAGAIN) break;
     }
-    m_rPoller.arm(m_tListener.getFd());
+    m_rPoller.armListener(m_tListener.getFd());
 }
 
 /// False: errno says why.
@@ -78,7 +78,7 @@ void Acceptor::resume(std::int64_t nNowMs) noexcept {
     if (nUntilMs == s_knNotPaused || nNowMs < nUntilMs) return;
     if (!hasRoom()) return;
     m_nPausedUntilMs.store(s_knNotPaused, std::memory_order_release);
-    m_rPoller.arm(m_tListener.getFd());
+    m_rPoller.armListener(m_tListener.getFd());
 }
 
 void Acceptor::stop() noexcept {

@@ -24,7 +24,17 @@ std::span<iovec> skipSent(std::span<iovec> tPieces, std::size_t nBytes) {
         tPieces.front().iov_base = static_cast<char*>(tPieces.front().iov_base) + nBytes;
         tPieces.front().iov_len -= nBytes;
     }
+    while (!tPieces.empty() && tPieces.back().iov_len == 0)
+        tPieces = tPieces.first(tPieces.size() - 1);
     return tPieces;
+}
+
+ssize_t sendSome(int nFd, std::span<iovec> tPieces) {
+    if (tPieces.size() == 1) return ::send(nFd, tPieces[0].iov_base, tPieces[0].iov_len, MSG_NOSIGNAL);
+    msghdr tMessage{};
+    tMessage.msg_iov = tPieces.data();
+    tMessage.msg_iovlen = tPieces.size();
+    return ::sendmsg(nFd, &tMessage, MSG_NOSIGNAL);
 }
 
 /// Bytes sent that the client has not acknowledged.
@@ -107,10 +117,7 @@ EWaited ClientSocket::waitForRoom(Patience& rPatience) noexcept {
 
 ClientSocket::ESent ClientSocket::send(std::span<iovec> tPieces, Patience& rPatience) noexcept {
     for (tPieces = skipSent(tPieces, 0); !tPieces.empty();) {
-        msghdr tMessage{};
-        tMessage.msg_iov = tPieces.data();
-        tMessage.msg_iovlen = tPieces.size();
-        const ssize_t nSent = ::sendmsg(m_nFd, &tMessage, MSG_NOSIGNAL);
+        const ssize_t nSent = sendSome(m_nFd, tPieces);
         if (nSent >= 0) {
             m_rStatistics.countSent(static_cast<std::size_t>(nSent));
             rPatience.tRate.countBytes(static_cast<std::size_t>(nSent));

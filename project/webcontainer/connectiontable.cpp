@@ -104,7 +104,6 @@ void ConnectionTable::demandRate(Connection& r) noexcept {
 bool ConnectionTable::park(Connection& r, EPhase ePhase) noexcept {
     if (r.ePhase.load(std::memory_order_relaxed) != ePhase) setPhase(r, ePhase);
     if (ePhase == EPhase::kBody) demandRate(r);
-    m_rPoller.arm(r.nFd);
     return r.tOwnership.release();
 }
 

@@ -29,7 +29,8 @@ public:
     Connection* claimForEvent(int nFd) noexcept;
 
     /// Owner only: lets the connection wait in a phase, whose time starts unless it is in that phase already.
-    /// True: it is the caller's no longer. False: it is ready again, and still the caller's.
+    /// What can be read must have been read, unless the poller has been armed anew. True: it is the caller's
+    /// no longer. False: something has come meanwhile, and it is still the caller's.
     bool park(Connection& r, EPhase ePhase) noexcept;
     /// Owner only: leaves a connection waiting that was claimed without an event.
     void putBack(Connection& r) noexcept;

@@ -12,9 +12,12 @@ inline std::int64_t monotonicUs() noexcept {
     return std::int64_t{tNow.tv_sec} * 1000000 + tNow.tv_nsec / 1000;
 }
 
-/// The same clock in milliseconds.
+/// The same clock in milliseconds, some of them late: it is asked several times for each request, and read
+/// without asking the hardware.
 inline std::int64_t monotonicMs() noexcept {
-    return monotonicUs() / 1000;
+    timespec tNow{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &tNow);
+    return std::int64_t{tNow.tv_sec} * 1000 + tNow.tv_nsec / 1000000;
 }
 
 }  // namespace webcontainer

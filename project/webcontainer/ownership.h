@@ -12,10 +12,9 @@ namespace webcontainer {
 ///       ^                      | ^ `- claimForEvent() of another -> kOwnedReady -- release() -> kOwned again
 ///       `------ free() --------'  `------- claimForEvent(), claim() ----'
 ///
-/// An owner arms the descriptor before it releases, so its event can come to another thread while it still
-/// owns; that thread leaves a note (kOwnedReady), and the owner goes on as if it had the event itself. An
-/// event can also be late and meet another connection under the same descriptor: it then makes an owner look
-/// at its socket once for nothing.
+/// An event can come to another thread while the connection has an owner; that thread leaves a note
+/// (kOwnedReady), and the owner goes on as if it had the event itself. An event can also be late and meet
+/// another connection under the same descriptor: it then makes an owner look at its socket once for nothing.
 class Ownership {
 public:
     /// A new connection, whose owner is the caller. Acquires what the last owner under this descriptor
@@ -38,7 +37,7 @@ public:
         EState eState = EState::kWaiting;
         return m_eState.compare_exchange_strong(eState, EState::kOwned, std::memory_order_acq_rel);
     }
-    /// After arming. False: an event has come meanwhile, and the caller still owns the connection.
+    /// False: an event has come meanwhile, and the caller still owns the connection.
     bool release() noexcept {
         EState eState = EState::kOwned;
         if (m_eState.compare_exchange_strong(eState, EState::kWaiting, std::memory_order_acq_rel))

@@ -4,8 +4,15 @@
 
 namespace webcontainer {
 
-/// The one list of descriptors that all workers wait on (epoll). Every descriptor but those of watchAlways()
-/// is reported once to one worker, and again only after arm().
+/// A descriptor that is ready.
+struct Event {
+    int nFd;
+    bool bEnding;  ///< the client's end, or an error, has come too: what is read next may be the last
+};
+
+/// The one list of descriptors that all workers wait on (epoll). A connection is reported to one worker when
+/// something new has come for it, also while a worker is busy with it; a listening socket once, and again
+/// only after armListener().
 class Poller {
 public:
     /// Throws StartError.
@@ -13,11 +20,18 @@ public:
 
     /// False: the kernel has no memory for it.
     bool add(int nFd) noexcept;
+    /// The connection is reported again if it is ready now, and from now on as add() has it.
     void arm(int nFd) noexcept;
+    /// The connection is not reported until arm().
+    void mute(int nFd) noexcept;
+
+    /// False: the kernel has no memory for it.
+    bool addListener(int nFd) noexcept;
+    void armListener(int nFd) noexcept;
     /// From now on reported to every worker, again and again, while it is readable. Throws StartError.
     void watchAlways(int nFd);
-    /// Waits for one descriptor that is ready, and returns it.
-    int wait() noexcept;
+    /// Waits for one descriptor that is ready.
+    Event wait() noexcept;
 
 private:
     FileDescriptor m_tEpoll;

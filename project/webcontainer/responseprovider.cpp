@@ -15,6 +15,9 @@ constexpr std::string_view s_ksChunkEnd = "\r\n";
 constexpr std::string_view s_ksLastChunk = "0\r\n\r\n";
 constexpr std::string_view s_ksChunkEndAndLastChunk = "\r\n0\r\n\r\n";
 
+/// To copy so many bytes is cheaper than to have the kernel gather them.
+constexpr std::size_t s_knMostCopied = 4096;
+
 void appendChunkSize(NarrowStringBufferBase& rBuffer, std::size_t nSize) {
     char tDigits[16];
     const auto tResult = std::to_chars(std::begin(tDigits), std::end(tDigits), nSize, 16);
@@ -114,6 +117,11 @@ ResponseProvider::EResponseCode ResponseProvider::send(std::string_view sBytes, 
     if (m_tLine.eFraming == EResponseFraming::kChunked && isBodySent()) {
         if (!sBytes.empty()) appendChunkSize(rWire, sBytes.size());
         sTail = !bFinal ? s_ksChunkEnd : sBytes.empty() ? s_ksLastChunk : s_ksChunkEndAndLastChunk;
+    }
+    if (sBytes.size() <= s_knMostCopied) {
+        rWire.append(sBytes);
+        rWire.append(sTail);
+        sBytes = sTail = {};
     }
     iovec tPieces[] = {piece(rWire.view()), piece(sBytes), piece(sTail)};
     Patience tPatience = m_rContext.patience();

@@ -19,11 +19,11 @@ Worker::Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics)
 void Worker::run() {
     for (;;) {
         m_tShared.rWaitingRoom.enter();
-        const int nFd = m_tShared.rPoller.wait();
+        const Event tEvent = m_tShared.rPoller.wait();
         m_tShared.rWaitingRoom.leave();
-        if (nFd == m_tShared.nStopFd) return;
-        if (acceptFrom(nFd)) continue;
-        if (Connection* const p = m_tShared.rConnections.claimForEvent(nFd)) serve(*p);
+        if (tEvent.nFd == m_tShared.nStopFd) return;
+        if (acceptFrom(tEvent.nFd)) continue;
+        if (Connection* const p = m_tShared.rConnections.claimForEvent(tEvent.nFd)) serve(*p, tEvent.bEnding);
     }
 }
 
@@ -37,8 +37,8 @@ bool Worker::acceptFrom(int nFd) noexcept {
     return false;
 }
 
-void Worker::serve(Connection& rConnection) {
-    for (;;) {
+void Worker::serve(Connection& rConnection, bool bEnding) {
+    for (m_bDrain = bEnding;; m_bDrain = true) {  // what another thread's event said is not known
         const Next tNext = advance(rConnection);
         if (tNext.eKind != Next::kWait)
             return m_tShared.rConnections.close(rConnection, tNext.eKind == Next::kAbort);
@@ -82,9 +82,13 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
         rInput.commit(tReceived.nBytes);
         Next tNext{Next::kWait};
         if (!serveReceived(tContext, rConnection, tNext)) return tNext;
-        // A full read may have left more behind. After a request, others have their turn first.
-        const bool bServed = rConnection.ePhase == EPhase::kServing;
-        if (tReceived.nBytes < tRoom.size() || bServed) return waitForMore(rInput);
+        const bool bMore = m_bDrain || tReceived.nBytes == tRoom.size();
+        if (!bMore) return waitForMore(rInput);
+        if (rConnection.ePhase == EPhase::kServing) {
+            // After a request, others have their turn first.
+            m_tShared.rPoller.arm(rConnection.nFd);
+            return waitForMore(rInput);
+        }
     }
 }
 
@@ -101,13 +105,22 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
                 break;
         }
         rConnection.ePhase.store(EPhase::kServing, std::memory_order_relaxed);
-        const EOutcome eOutcome = m_tRunner.run(rContext);
+        const EOutcome eOutcome = runRequest(rContext, rConnection);
         if (eOutcome != EOutcome::kKeep) {
             rNext = toNext(rConnection, eOutcome);
             return false;
         }
         rContext.rInput.next();
     }
+}
+
+/// While it reads a body itself, the worker does without being told of every piece that comes.
+EOutcome Worker::runRequest(RequestContext& rContext, const Connection& rConnection) {
+    if (rContext.rInput.isBodyReceived()) return m_tRunner.run(rContext);
+    m_tShared.rPoller.mute(rConnection.nFd);
+    const EOutcome eOutcome = m_tRunner.run(rContext);
+    m_tShared.rPoller.arm(rConnection.nFd);
+    return eOutcome;
 }
 
 /// The client has ended its side.
@@ -121,6 +134,7 @@ Worker::Next Worker::toNext(Connection& rConnection, EOutcome eOutcome) {
     if (eOutcome == EOutcome::kClose) return {Next::kClose};
     ::shutdown(rConnection.nFd, SHUT_WR);
     rConnection.nLingerLeft = m_tShared.rLimits.nLingerBytes;
+    m_tShared.rPoller.arm(rConnection.nFd);  // not everything that came has been read
     return {Next::kWait, EPhase::kLinger};
 }
 

@@ -50,10 +50,11 @@ private:
     };
 
     bool acceptFrom(int nFd) noexcept;
-    void serve(Connection& rConnection);
+    void serve(Connection& rConnection, bool bEnding);
     Next advance(Connection& rConnection);
     Next converse(Connection& rConnection, RequestInput& rInput);
     bool serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext);
+    EOutcome runRequest(RequestContext& rContext, const Connection& rConnection);
     Next handleEnd(RequestContext& rContext, Connection& rConnection);
     Next toNext(Connection& rConnection, EOutcome eOutcome);
     Next waitForMore(const RequestInput& rInput) const;
@@ -65,6 +66,7 @@ private:
     RequestInput m_tInput;  ///< empty between two connections
     RequestRunner m_tRunner;
     ResponseBuffers m_tBuffers;
+    bool m_bDrain = false;  ///< a short read does not mean that there is nothing more
 };
 
 }  // namespace webcontainer
