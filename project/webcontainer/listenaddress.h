@@ -10,9 +10,10 @@ namespace webcontainer {
 
 /// One place where a server listens.
 struct ListenAddress {
-    SocketAddress tAddress;  ///< of TCP
-    std::string sPath;       ///< of a unix socket, else empty
-    int nHandedOver = -1;    ///< a socket that listens already; owned by the Listener made of it
+    SocketAddress tAddress;                                     ///< of TCP
+    std::string sPath;                                          ///< of a unix socket, else empty
+    const char* pSettings = "--listen or WebContainer/Listen";  ///< where it comes from, for messages
+    int nHandedOver = -1;  ///< a socket that listens already; owned by the Listener made of it
 
     /// Reads "127.0.0.1:8080", "[::1]:8080" or "unix:/absolute/path". False: it is none of them.
     static bool parse(std::string_view sText, ListenAddress& rAddress);

@@ -22,11 +22,11 @@ constexpr unsigned s_knFirstFreePort = 1024;
     throwStartError("cannot listen on " + sPlace + ": " + describeError(nError) + "; " + sRemedy);
 }
 
-std::string remedyFor(const SocketAddress& rAddress, int nError) {
-    if (nError == EACCES && rAddress.portNumber() < s_knFirstFreePort)
+std::string remedyFor(const ListenAddress& rAddress, int nError) {
+    if (nError == EACCES && rAddress.tAddress.portNumber() < s_knFirstFreePort)
         return "choose a port from 1024 on, let the service manager open the port (socket activation), or "
                "grant the right (AmbientCapabilities=CAP_NET_BIND_SERVICE)";
-    return "choose another address or port with --listen or WebContainer/Listen";
+    return std::string("choose another address or port with ") + rAddress.pSettings;
 }
 
 void setOption(int nFd, int nLevel, int nOption) {
@@ -44,7 +44,7 @@ FileDescriptor openSocket(const ListenAddress& rAddress) {
     if (rAddress.nHandedOver >= 0) return FileDescriptor(rAddress.nHandedOver);
     const int nFamily = rAddress.sPath.empty() ? rAddress.tAddress.family() : AF_UNIX;
     FileDescriptor tSocket(::socket(nFamily, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    if (!tSocket.isOpen()) throwCannotListen(rAddress.text(), errno, remedyFor(rAddress.tAddress, errno));
+    if (!tSocket.isOpen()) throwCannotListen(rAddress.text(), errno, remedyFor(rAddress, errno));
     return tSocket;
 }
 
@@ -72,18 +72,19 @@ Listener::Listener(const ListenAddress& rAddress, unsigned nBacklog, mode_t nUni
 
 void Listener::listen(const ListenAddress& rAddress, unsigned nBacklog, mode_t nUnixMode) {
     if (rAddress.sPath.empty())
-        bindTcp(rAddress.tAddress);
+        bindTcp(rAddress);
     else
         m_tFile.bind(getFd(), rAddress.sPath, nUnixMode);
     if (::listen(getFd(), static_cast<int>(nBacklog)) != 0)
-        throwCannotListen(rAddress.text(), errno, remedyFor(rAddress.tAddress, errno));
+        throwCannotListen(rAddress.text(), errno, remedyFor(rAddress, errno));
 }
 
-void Listener::bindTcp(const SocketAddress& rAddress) {
+void Listener::bindTcp(const ListenAddress& rAddress) {
+    const SocketAddress& r = rAddress.tAddress;
     setOption(getFd(), SOL_SOCKET, SO_REUSEADDR);
     // Whoever wants IPv4 too says so: [::]:80 must not depend on how the machine is set up.
-    if (rAddress.family() == AF_INET6) setOption(getFd(), IPPROTO_IPV6, IPV6_V6ONLY);
-    if (::bind(getFd(), rAddress.data(), rAddress.size()) != 0)
+    if (r.family() == AF_INET6) setOption(getFd(), IPPROTO_IPV6, IPV6_V6ONLY);
+    if (::bind(getFd(), r.data(), r.size()) != 0)
         throwCannotListen(rAddress.text(), errno, remedyFor(rAddress, errno));
 }
 

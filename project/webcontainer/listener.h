@@ -35,7 +35,7 @@ public:
 
 private:
     void listen(const ListenAddress& rAddress, unsigned nBacklog, mode_t nUnixMode);
-    void bindTcp(const SocketAddress& rAddress);
+    void bindTcp(const ListenAddress& rAddress);
     void adopt();
     void dropNewHandshakes() noexcept;
     bool isUnix() const noexcept { return m_tAddress.isUnix(); }

@@ -15,6 +15,7 @@ namespace webcontainer {
 namespace {
 
 constexpr std::string_view s_ksField = "traceparent";
+constexpr std::size_t s_knDigits = 32;
 constexpr std::string_view s_ksHexDigits = "0123456789abcdef";
 
 /// xoshiro256**: unpredictable enough to be unique, and a few instructions. These are no secrets.
@@ -50,6 +51,19 @@ bool isZero(std::string_view s) {
     return s.find_first_not_of('0') == std::string_view::npos;
 }
 
+/// Writes s_knDigits digits to p.
+void writeRandom(char* p) {
+    static thread_local Generator t_tGenerator;
+    std::uint64_t nHigh = 0;
+    std::uint64_t nLow = 0;
+    while ((nHigh | nLow) == 0) {
+        nHigh = t_tGenerator.next();
+        nLow = t_tGenerator.next();
+    }
+    for (std::size_t n = 0; n < s_knDigits; ++n)
+        p[n] = s_ksHexDigits[((n < 16 ? nHigh : nLow) >> (4 * (n % 16))) & 15];
+}
+
 }  // namespace
 
 std::string_view findTraceId(std::string_view s) noexcept {
@@ -66,9 +80,9 @@ std::string_view findTraceId(std::string_view s) noexcept {
 }
 
 std::string_view RequestId::get(const RequestInput& rInput) noexcept {
-    if (!m_bKnown && !take(rInput)) make();
+    if (!m_bKnown && !take(rInput)) writeRandom(m_tDigits);
     m_bKnown = true;
-    return {m_tDigits, s_knDigits};
+    return {m_tDigits, sizeof m_tDigits};
 }
 
 /// More than one field means nothing, as an invalid one.
@@ -84,16 +98,10 @@ bool RequestId::take(const RequestInput& rInput) noexcept {
     return !sTrace.empty();
 }
 
-void RequestId::make() noexcept {
-    static thread_local Generator t_tGenerator;
-    std::uint64_t nHigh = 0;
-    std::uint64_t nLow = 0;
-    while ((nHigh | nLow) == 0) {
-        nHigh = t_tGenerator.next();
-        nLow = t_tGenerator.next();
-    }
-    for (std::size_t n = 0; n < s_knDigits; ++n)
-        m_tDigits[n] = s_ksHexDigits[((n < 16 ? nHigh : nLow) >> (4 * (n % 16))) & 15];
+std::string makeRandomId() {
+    std::string sId(s_knDigits, '0');
+    writeRandom(sId.data());
+    return sId;
 }
 
 }  // namespace webcontainer

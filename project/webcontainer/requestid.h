@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "requestinput.h"
@@ -17,14 +18,14 @@ public:
     std::string_view get(const RequestInput& rInput) noexcept;
 
 private:
-    static constexpr std::size_t s_knDigits = 32;
-
     bool take(const RequestInput& rInput) noexcept;
-    void make() noexcept;
 
-    char m_tDigits[s_knDigits];
+    char m_tDigits[32];
     bool m_bKnown = false;
 };
+
+/// A text like an id, made anew.
+std::string makeRandomId();
 
 /// The trace-id in the value of a "traceparent" field; empty when the field is not valid.
 std::string_view findTraceId(std::string_view sTraceParent) noexcept;

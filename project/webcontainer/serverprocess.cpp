@@ -12,6 +12,7 @@
 #include "starterror.h"
 #include "zq/foundation/messagefilesregistry.h"
 #include "zq/httpextension/httpserverinitcontext.h"
+#include "zq/webhttpserver/kivmakelibloaded.h"
 
 namespace webcontainer {
 
@@ -76,6 +77,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
+    const std::optional<AdminSettings> tAdmin = readAdminSettings(tReader);
     m_tLog.start();
     useHandedOver(tOptions, tHandedOver);
     tOptions.fAlive = [this] { m_tManager.alive(); };
@@ -91,12 +93,17 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     raiseDescriptorLimit(tOptions.tLimits);
     if (!tAccessLog.sFile.empty()) m_pAccessLog = std::make_unique<AccessLog>(tAccessLog);
     m_pContainer = std::make_unique<Container>(tOptions, *m_pHandler, m_pAccessLog.get());
+    if (tAdmin)
+        m_pAdmin = std::make_unique<AdminServer>(
+            *tAdmin, AdminSubject{*m_pContainer, m_pAccessLog.get(), ZQ_VERSION,
+                                  kiv::s_version_webhttpserver4, std::chrono::system_clock::now()});
 }
 
 int ServerProcess::serve() {
     m_pContainer->start();
     std::cout << "webcontainer: serving " << m_pContainer->getPlaces() << std::endl;
     logText(kSevInfo, s_lsContainer, "serving " + m_pContainer->getPlaces());
+    if (m_pAdmin) startAdmin();
     sayReady();
     while (m_tSignals.wait() == Signals::ESignal::kReload)
         reload();
@@ -104,6 +111,7 @@ int ServerProcess::serve() {
     logText(kSevInfo, s_lsContainer, s_ksEnding);
     m_tSignals.watchEndOnly();
     const bool bOrderly = m_pContainer->drain(m_tSignals.getFd());
+    if (m_pAdmin) m_pAdmin->drain();
     logText(kSevInfo, s_lsContainer, bOrderly ? "ended" : "ended with requests cut off");
     // A thread that is still inside the application would be waited for; nothing is lost without that.
     if (!m_pContainer->haveThreadsEnded()) ::_exit(kExitCutOff);
@@ -117,6 +125,12 @@ void ServerProcess::sayReady() const {
 void ServerProcess::loadMessages() {
     std::string sProblems = MessageFilesRegistry::getInstance().loadMessages();
     if (!sProblems.empty()) logText(kSevWarning, s_lsContainer, sProblems);
+}
+
+void ServerProcess::startAdmin() {
+    m_pAdmin->start();
+    std::cout << "webcontainer: status at " << m_pAdmin->getPlaces() << std::endl;
+    logText(kSevInfo, s_lsContainer, "status at " + m_pAdmin->getPlaces());
 }
 
 void ServerProcess::reload() {
@@ -140,6 +154,7 @@ void checkOnly(const CommandLine& rCommandLine) {
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     readContainerOptions(tReader, rCommandLine.sListen);
     readAccessLogSettings(tReader);
+    readAdminSettings(tReader);
     checkLogSettings(tReader);
     applyFeatures(tReader);
     NoApplication tApplication;

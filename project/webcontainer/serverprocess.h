@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "accesslog.h"
+#include "adminserver.h"
 #include "applicationlibrary.h"
 #include "commandline.h"
 #include "container.h"
@@ -17,7 +18,7 @@ namespace webcontainer {
 /// Everything that one server process is made of, in the order in which it comes up:
 ///
 ///     signals - service manager - configuration - log - message texts - features - application - module -
-///     listening socket
+///     listening socket - admin listener
 class ServerProcess {
 public:
     /// Throws ConfigError and StartError.
@@ -29,6 +30,7 @@ private:
     void loadMessages();
     void reload();
     void sayReady() const;
+    void startAdmin();
 
     const CommandLine m_tCommandLine;
     Signals m_tSignals;
@@ -40,6 +42,7 @@ private:
     std::unique_ptr<ModuleHandler> m_pHandler;
     std::unique_ptr<AccessLog> m_pAccessLog;  ///< null: not wanted
     std::unique_ptr<Container> m_pContainer;
+    std::unique_ptr<AdminServer> m_pAdmin;  ///< null: not wanted
 };
 
 /// Says on standard output whether configuration and application can be used, without serving. Throws as

@@ -52,8 +52,7 @@ std::string SocketAddress::host() const {
 }
 
 std::string SocketAddress::text() const {
-    if (isUnix()) return host();
-    return (family() == AF_INET6 ? "[" + host() + "]" : host()) + ":" + port();
+    return isUnix() ? host() : urlHost() + ":" + port();
 }
 
 unsigned SocketAddress::portNumber() const noexcept {

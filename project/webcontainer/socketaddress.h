@@ -20,6 +20,8 @@ public:
 
     /// The address without the port, as RFC 3875 has it in REMOTE_ADDR; "unix:" of a unix socket.
     std::string host() const;
+    /// The same as it stands in a URL: in brackets when it is IPv6.
+    std::string urlHost() const { return family() == AF_INET6 ? "[" + host() + "]" : host(); }
     /// Empty of a unix socket.
     std::string port() const { return isUnix() ? std::string() : std::to_string(portNumber()); }
     /// The two as they stand in a URL.

@@ -9,11 +9,24 @@ std::uint64_t Statistics::countRequests() const noexcept {
     return std::accumulate(tByClass.begin(), tByClass.end(), std::uint64_t{0});
 }
 
+Statistics Statistics::since(const Statistics& rBefore) const noexcept {
+    Statistics tChange = *this;
+    for (std::size_t n = 0; n < tByClass.size(); ++n)
+        tChange.tByClass[n] -= rBefore.tByClass[n];
+    for (std::size_t n = 0; n < tByLatency.size(); ++n)
+        tChange.tByLatency[n] -= rBefore.tByLatency[n];
+    for (std::uint64_t Statistics::*p :
+         {&Statistics::nLatencySumUs, &Statistics::nRefused, &Statistics::nReceivedBytes,
+          &Statistics::nSentBytes, &Statistics::nAccepted})
+        tChange.*p -= rBefore.*p;
+    return tChange;
+}
+
 double Statistics::guessLatencyUs(double nShare) const noexcept {
     const auto nAll = std::accumulate(tByLatency.begin(), tByLatency.end(), std::uint64_t{0});
     const double nWanted = nShare * static_cast<double>(nAll);
     double nBefore = 0;
-    double nLower = 0;
+    double nLower = static_cast<double>(s_knLatencyBoundsUs.front());
     for (std::size_t n = 0; nAll != 0 && n < s_knLatencyBoundsUs.size(); ++n) {
         const auto nUpper = static_cast<double>(s_knLatencyBoundsUs[n]);
         const auto nHere = static_cast<double>(tByLatency[n]);

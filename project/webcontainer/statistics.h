@@ -27,8 +27,11 @@ struct Statistics {
     std::uint64_t nConnections = 0;  ///< open ones
 
     std::uint64_t countRequests() const noexcept;
-    /// The time in microseconds that nShare (0 to 1) of the requests did not exceed, guessed within the
-    /// class; the largest bound when they took longer. 0 when there were none.
+    /// What has come on top of rBefore, an earlier state of the same container; nInFlight and nConnections
+    /// stay as they are.
+    Statistics since(const Statistics& rBefore) const noexcept;
+    /// The time in microseconds that nShare (0 to 1) of the requests did not exceed, guessed within its
+    /// class; the smallest and the largest bound for what lies beyond them. 0 when there were none.
     double guessLatencyUs(double nShare) const noexcept;
 };
 

@@ -6,10 +6,10 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { chromium } from 'playwright-core';
 
-/// Serves the sample application under a configuration; resolves to { address, stop }.
+/// Serves the sample application under a configuration, without an admin listener; resolves to { address, stop }.
 export function serveSample(build, configuration) {
   const config = join(mkdtempSync(join(tmpdir(), 'sample-')), 'webcontainer.toml');
-  writeFileSync(config, configuration);
+  writeFileSync(config, `${configuration}\n[Admin]\nListen = ""\n`);
   const server = spawn(join(build, 'bin/webcontainer'),
     ['--config', config, '--app', join(build, 'lib/libsample.so'), '--listen', '127.0.0.1:0']);
   return new Promise((resolve, reject) => {

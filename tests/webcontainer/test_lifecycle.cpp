@@ -197,7 +197,8 @@ TEST(ServiceManager, HandsASocketOverAndIsKeptInformed) {
         const std::string sPath = tDirectory.path("s");
         const FileDescriptor tListener = unixSocket<::bind>(sPath);
         ASSERT_EQ(::listen(tListener.get(), 10), 0);
-        const std::string sConfig = tDirectory.write("c.toml", "[WebContainer]\nListen = \"systemd\"\n");
+        const std::string sConfig =
+            tDirectory.write("c.toml", "[WebContainer]\nListen = \"systemd\"\n[Admin]\nListen = \"\"\n");
         Program tProgram({"--config", sConfig, "--app", TEST_APPLICATION}, [&] {
             ::dup2(tListener.get(), 3);
             ::setenv("LISTEN_PID", std::to_string(::getpid()).c_str(), 1);

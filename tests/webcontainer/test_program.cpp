@@ -13,7 +13,8 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr char s_ksAnyPort[] = "[WebContainer]\nListen = \"127.0.0.1:0\"\nWorkers = 4\n";
+constexpr char s_ksAnyPort[] =
+    "[WebContainer]\nListen = \"127.0.0.1:0\"\nWorkers = 4\n[Admin]\nListen = \"127.0.0.1:0\"\n";
 
 /// The program, serving.
 class RunningProgram {
@@ -138,7 +139,8 @@ TEST(Program, AnswersQuestionsAboutItself) {
 TEST(Program, ReadsItsConfigurationAgain) {
     TemporaryDirectory tLogs;
     const auto config = [&](const char* pLevel) {
-        return s_ksAnyPort + ("[Log]\nFile = \"" + tLogs.path("log") + "\"\nLevel = \"") + pLevel + "\"\n";
+        return s_ksAnyPort + ("[AccessLog]\nFile = \"" + tLogs.path("access") + "\"\n") +
+               ("[Log]\nFile = \"" + tLogs.path("log") + "\"\nLevel = \"") + pLevel + "\"\n";
     };
     RunningProgram t(config("warning"));
     const auto reload = [&](const std::string& sConfig, const char* pExpected) {
@@ -152,11 +154,23 @@ TEST(Program, ReadsItsConfigurationAgain) {
     EXPECT_THAT(reload(config("info"), "read again"),
                 HasSubstr("configuration read again: 1 objects took it"));
     EXPECT_THAT(reload("nonsense", "kept"), HasSubstr("the configuration is kept as it was: "));
-    EXPECT_THAT(ask(t.m_tAddress, "GET / HTTP/1.0\r\n\r\n"), HasSubstr("hello"));
+    EXPECT_THAT(ask(t.m_tAddress, "GET /old HTTP/1.0\r\n\r\n"), HasSubstr("hello"));
+    std::filesystem::rename(tLogs.path("access"), tLogs.path("accessed"));
     EXPECT_THAT(reload(config("bad"), "kept"), HasSubstr("it is no severity"));
+    const std::string sStatus = t.m_tProgram.readLine();
+    const std::string sBefore = "webcontainer: status at http://";
+    ASSERT_THAT(sStatus, testing::MatchesRegex(sBefore + "127.0.0.1:[0-9]+/"));
+    webcontainer::SocketAddress tStatus;
+    webcontainer::SocketAddress::parse(sStatus.substr(sBefore.size(), sStatus.size() - sBefore.size() - 1),
+                                       tStatus);
+    EXPECT_THAT(ask(t.m_tAddress, "GET /new HTTP/1.0\r\n\r\n"), HasSubstr("hello"));
+    EXPECT_THAT(ask(tStatus, "GET /metrics HTTP/1.0\r\n\r\n"),
+                HasSubstr("\nhttpserver_completed_requests_total 2\n"));
     t.m_tProgram.signal(SIGTERM);
     EXPECT_EQ(t.m_tProgram.wait(), 0);
     EXPECT_THAT(tLogs.read("log"), HasSubstr(" ended"));
+    EXPECT_THAT(tLogs.read("accessed"), HasSubstr("GET /old "));
+    EXPECT_THAT(tLogs.read("access"), testing::AllOf(HasSubstr("GET /new "), testing::Not(HasSubstr("old"))));
 }
 
 TEST(Program, ASecondSignalEndsItAtOnce) {

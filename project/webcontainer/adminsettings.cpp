@@ -1,0 +1,47 @@
+#include "adminsettings.h"
+
+#include "containersettings.h"
+#include "text.h"
+
+namespace webcontainer {
+
+namespace {
+
+constexpr wchar_t s_ksListen[] = L"Admin/Listen";
+
+/// One worker answers while another waits for a slow client; heads and bodies are as small as the pages need.
+Limits adminLimits() {
+    Limits tLimits;
+    tLimits.nMaxConnections = 64;
+    tLimits.nListenBacklog = 64;
+    tLimits.nMaxHeadBytes = 8192;
+    tLimits.nPrefetchBytes = 0;
+    tLimits.nDiscardBytes = 1024;
+    tLimits.nLingerBytes = 8192;
+    tLimits.nHeadTimeoutMs = 5000;
+    tLimits.nWriteTimeoutMs = 5000;
+    tLimits.nDrainTimeoutMs = 1000;
+    return tLimits;
+}
+
+}  // namespace
+
+std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader) {
+    checkNames(rReader, L"Admin", {L"Listen", L"HostName"});
+    const std::string sListen = toNarrow(rReader.getConfigValue(s_ksListen, L"127.0.0.1:9180"));
+    AdminSettings tSettings;
+    tSettings.sHostName = toNarrow(rReader.getConfigValue(L"Admin/HostName", L""));
+    tSettings.tOptions.nWorkers = 2;
+    tSettings.tOptions.tLimits = adminLimits();
+    if (sListen.empty()) return std::nullopt;
+    ListenAddress& rAddress = tSettings.tOptions.tListen.emplace_back();
+    if (!ListenAddress::parse(sListen, rAddress))
+        rReader.throwBadValue(s_ksListen,
+                              L"it is no address; write an address and a port, such as 127.0.0.1:9180, a "
+                              L"unix socket, such as unix:/run/web/admin.sock, or \"\" "
+                              L"for no admin listener");
+    rAddress.pSettings = "Admin/Listen";
+    return tSettings;
+}
+
+}  // namespace webcontainer

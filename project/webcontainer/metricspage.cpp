@@ -1,0 +1,163 @@
+#include "metricspage.h"
+
+#include <prometheus/metric_family.h>
+#include <prometheus/text_serializer.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "zq/services/performancecounters.h"
+
+namespace webcontainer {
+
+namespace {
+
+using performance::CounterInfo;
+using performance::ECounterKind;
+using prometheus::ClientMetric;
+using prometheus::MetricFamily;
+using prometheus::MetricType;
+
+constexpr unsigned s_knRateSeconds = 5;
+
+bool isUpper(char c) {
+    return c >= 'A' && c <= 'Z';
+}
+
+bool isLowerOrDigit(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+}
+
+/// The families of a page, none under a name that another one has.
+class Families {
+public:
+    void addCounter(const std::string& sName, const std::string& sHelp, double nValue) {
+        if (MetricFamily* const p = add(sName, sHelp, MetricType::Counter))
+            p->metric.emplace_back().counter.value = nValue;
+    }
+    void addGauge(const std::string& sName, const std::string& sHelp, double nValue,
+                  std::vector<ClientMetric::Label> tLabels = {}) {
+        MetricFamily* const p = add(sName, sHelp, MetricType::Gauge);
+        if (!p) return;
+        p->metric.emplace_back().gauge.value = nValue;
+        p->metric.back().label = std::move(tLabels);
+    }
+    MetricFamily* add(const std::string& sName, std::string sHelp, MetricType eType) {
+        const auto isNamed = [&](const MetricFamily& r) { return r.name == sName; };
+        if (std::any_of(m_tFamilies.begin(), m_tFamilies.end(), isNamed)) return nullptr;
+        // Line ends would end the comment, and a backslash begins an escape.
+        std::replace_if(
+            sHelp.begin(), sHelp.end(), [](char c) { return c == '\n' || c == '\r' || c == '\\'; }, ' ');
+        m_tFamilies.push_back({sName, std::move(sHelp), eType, {}});
+        return &m_tFamilies.back();
+    }
+    std::string text() const { return prometheus::TextSerializer().Serialize(m_tFamilies); }
+
+private:
+    std::vector<MetricFamily> m_tFamilies;
+};
+
+double toDouble(std::uint64_t n) {
+    return static_cast<double>(n);
+}
+
+void addByClass(Families& rFamilies, const Statistics& r) {
+    MetricFamily& rFamily =
+        *rFamilies.add("webcontainer_requests_total",
+                       "Requests that have ended, by the class of their status; none: nothing was sent",
+                       MetricType::Counter);
+    for (std::size_t n = 0; n < r.tByClass.size(); ++n) {
+        ClientMetric& rMetric = rFamily.metric.emplace_back();
+        rMetric.label = {{"class", n == 0 ? "none" : std::to_string(n) + "xx"}};
+        rMetric.counter.value = toDouble(r.tByClass[n]);
+    }
+}
+
+void addLatency(Families& rFamilies, const Statistics& r) {
+    MetricFamily& rFamily =
+        *rFamilies.add("webcontainer_request_duration_seconds",
+                       "From a request's first byte to the end of its response", MetricType::Histogram);
+    ClientMetric::Histogram& rHistogram = rFamily.metric.emplace_back().histogram;
+    for (std::size_t n = 0; n < r.tByLatency.size(); ++n) {
+        rHistogram.sample_count += r.tByLatency[n];
+        if (n < s_knLatencyBoundsUs.size())
+            rHistogram.bucket.push_back(
+                {rHistogram.sample_count, static_cast<double>(s_knLatencyBoundsUs[n]) / 1e6});
+    }
+    rHistogram.sample_sum = toDouble(r.nLatencySumUs) / 1e6;
+}
+
+void addFrontEnd(Families& rFamilies, const Statistics& r) {
+    addByClass(rFamilies, r);
+    addLatency(rFamilies, r);
+    const struct {
+        const char* pName;
+        const char* pHelp;
+        std::uint64_t nValue;
+    } tCounters[] = {
+        {"webcontainer_requests_refused_total", "Requests that were answered without running them",
+         r.nRefused},
+        {"webcontainer_received_bytes_total", "Bytes received from clients", r.nReceivedBytes},
+        {"webcontainer_sent_bytes_total", "Bytes sent to clients", r.nSentBytes},
+        {"webcontainer_connections_accepted_total", "Connections that were accepted", r.nAccepted},
+    };
+    for (const auto& rCounter : tCounters)
+        rFamilies.addCounter(rCounter.pName, rCounter.pHelp, toDouble(rCounter.nValue));
+    rFamilies.addGauge("webcontainer_requests_in_flight", "Requests that are being answered",
+                       toDouble(r.nInFlight));
+    rFamilies.addGauge("webcontainer_connections_open", "Connections that are open",
+                       toDouble(r.nConnections));
+}
+
+void addProcess(Families& rFamilies, const AdminSubject& rSubject) {
+    rFamilies.addCounter("webcontainer_access_log_lines_lost_total",
+                         "Access log lines that could not be written", toDouble(rSubject.countLostLines()));
+    rFamilies.addGauge("webcontainer_draining", "1 while the server ends: it takes no new connections",
+                       rSubject.rContainer.isDraining() ? 1 : 0);
+    rFamilies.addGauge("webcontainer_build_info", "Which build this is; always 1", 1,
+                       {{"version", rSubject.sVersion}, {"module", rSubject.sModule}});
+    rFamilies.addGauge("process_start_time_seconds", "When the process started, in seconds since 1970",
+                       std::chrono::duration<double>(rSubject.tStart.time_since_epoch()).count());
+}
+
+void addPerformanceCounter(Families& rFamilies, const CounterInfo& r, double nCompanionPerSecond) {
+    const std::string sName = makeMetricName(r.pName);
+    if (r.eKind == ECounterKind::kCurrentAndMax) {
+        rFamilies.addGauge(sName, r.pDescription, r.getValue());
+        rFamilies.addGauge(sName + "_peak", r.pCompanionDescription, r.getCompanion());
+        return;
+    }
+    rFamilies.addCounter(sName + "_total", r.pDescription, static_cast<std::uint32_t>(r.getValue()));
+    if (r.eKind == ECounterKind::kTotalPerSec)
+        rFamilies.addGauge(sName + "_per_second", r.pCompanionDescription, nCompanionPerSecond);
+}
+
+}  // namespace
+
+std::string makeMetricName(std::string_view sCounter) {
+    std::string sName;
+    const std::size_t nLastPart = sCounter.rfind('/') + 1;
+    for (std::size_t n = 0; n < sCounter.size(); ++n) {
+        const char c = sCounter[n];
+        if (n > nLastPart && isUpper(c) && isLowerOrDigit(sCounter[n - 1])) sName += '_';
+        sName += isUpper(c) ? static_cast<char>(c - 'A' + 'a') : isLowerOrDigit(c) ? c : '_';
+    }
+    if (sName.empty() || (sName.front() >= '0' && sName.front() <= '9')) sName.insert(0, 1, '_');
+    return sName;
+}
+
+std::string makeMetricsPage(const AdminSubject& rSubject, const History& rHistory) {
+    const History::Change tChange = rHistory.changeOver(s_knRateSeconds);
+    Families tFamilies;
+    addFrontEnd(tFamilies, rSubject.rContainer.readStatistics());
+    addProcess(tFamilies, rSubject);
+    std::size_t n = 0;
+    for (const CounterInfo& r : performance::CounterRegistry::list()) {
+        const std::uint32_t nChange = n < tChange.tCompanions.size() ? tChange.tCompanions[n] : 0;
+        addPerformanceCounter(tFamilies, r, tChange.perSecond(nChange));
+        ++n;
+    }
+    return tFamilies.text();
+}
+
+}  // namespace webcontainer

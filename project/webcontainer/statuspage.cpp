@@ -1,0 +1,155 @@
+#include "statuspage.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "statustexts.h"
+#include "zq/services/performancecounters.h"
+
+namespace webcontainer {
+
+namespace {
+
+constexpr unsigned s_knRateSeconds = 5;
+constexpr unsigned s_knLatencySeconds = 60;
+constexpr std::string_view s_ksNothing = "–";
+constexpr std::pair<const char*, double> s_tQuantiles[] = {{"p50", 0.5}, {"p90", 0.9}, {"p99", 0.99}};
+
+/// The highest number of requests in flight so far, which the module counts.
+std::string showPeak() {
+    const performance::CounterInfo tCounter =
+        performance::CounterRegistry::find("HttpServer/CurrentRequests");
+    if (!tCounter.pCompanion) return std::string(s_ksNothing);
+    return showCount(static_cast<std::uint64_t>(tCounter.getCompanion()));
+}
+
+std::uint64_t uptimeSeconds(const AdminSubject& r) {
+    const auto tUp = std::chrono::system_clock::now() - r.tStart;
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(tUp / std::chrono::seconds(1), 0));
+}
+
+const char* stateOf(const AdminSubject& r) {
+    return r.rContainer.isDraining() ? "draining" : "serving";
+}
+
+/// A share of nAll as a length out of a hundred; the smallest can still be seen.
+std::string showShare(std::uint64_t nPart, std::uint64_t nAll) {
+    if (nPart == 0) return "0";
+    return showNumber(std::max(1.0, 100.0 * static_cast<double>(nPart) / static_cast<double>(nAll)));
+}
+
+void showByClass(ShownStatus& rShown, const Statistics& r) {
+    const std::uint64_t nAll = r.countRequests();
+    for (std::size_t n = 0; n < r.tByClass.size(); ++n) {
+        rShown["class" + std::to_string(n)] = showCount(r.tByClass[n]);
+        rShown["share" + std::to_string(n)] = showShare(r.tByClass[n], nAll);
+    }
+}
+
+void showLatency(ShownStatus& rShown, const Statistics& r) {
+    const std::uint64_t nMost = *std::max_element(r.tByLatency.begin(), r.tByLatency.end());
+    for (std::size_t n = 0; n < r.tByLatency.size(); ++n)
+        rShown["latency" + std::to_string(n)] = showShare(r.tByLatency[n], nMost);
+    for (const auto& [pName, nShare] : s_tQuantiles)
+        rShown[pName] = nMost == 0 ? s_ksNothing : showMicroseconds(r.guessLatencyUs(nShare));
+}
+
+/// A line through the rates of the last minute, and the area below it, in a field of 60 by 100.
+void showRates(ShownStatus& rShown, const std::vector<double>& rRates) {
+    const double nMost = rRates.empty() ? 0 : *std::max_element(rRates.begin(), rRates.end());
+    std::string sPoints;
+    for (std::size_t n = 0; n < rRates.size(); ++n) {
+        const double nHeight = nMost > 0 ? 96 * rRates[n] / nMost : 0;
+        sPoints += std::to_string(60 - (rRates.size() - 1 - n)) + "," + std::to_string(98 - nHeight) + " ";
+    }
+    rShown["rateMost"] = showNumber(nMost);
+    rShown["spark"] = sPoints;
+    rShown["sparkArea"] =
+        rRates.empty() ? "" : std::to_string(61 - rRates.size()) + ",100 " + sPoints + "60,100";
+}
+
+void showTraffic(ShownStatus& rShown, const Statistics& rAll, const History::Change& rRecent) {
+    const Statistics& r = rRecent.tStatistics;
+    rShown["rate"] = showNumber(rRecent.perSecond(r.countRequests()));
+    rShown["receivedRate"] = showBytes(rRecent.perSecond(r.nReceivedBytes)) + "/s";
+    rShown["sentRate"] = showBytes(rRecent.perSecond(r.nSentBytes)) + "/s";
+    rShown["received"] = showBytes(static_cast<double>(rAll.nReceivedBytes));
+    rShown["sent"] = showBytes(static_cast<double>(rAll.nSentBytes));
+    rShown["total"] = showCount(rAll.countRequests());
+    rShown["inFlight"] = showCount(rAll.nInFlight);
+    rShown["connections"] = showCount(rAll.nConnections);
+    rShown["accepted"] = showCount(rAll.nAccepted);
+    rShown["refused"] = showCount(rAll.nRefused);
+}
+
+void appendEscaped(std::string& rsPage, std::string_view s) {
+    for (const char c : s) {
+        if (c == '<' || c == '&' || c == '"')
+            rsPage.append("&#").append(std::to_string(static_cast<int>(c))).append(";");
+        else
+            rsPage += c;
+    }
+}
+
+}  // namespace
+
+ShownStatus showStatus(const AdminSubject& rSubject, const History& rHistory) {
+    const Statistics tAll = rSubject.rContainer.readStatistics();
+    ShownStatus tShown;
+    tShown["state"] = stateOf(rSubject);
+    tShown["uptime"] = showSeconds(uptimeSeconds(rSubject));
+    tShown["version"] = rSubject.sVersion;
+    tShown["module"] = rSubject.sModule;
+    tShown["peak"] = showPeak();
+    tShown["lost"] = showCount(rSubject.countLostLines());
+    showTraffic(tShown, tAll, rHistory.changeOver(s_knRateSeconds));
+    showRates(tShown, rHistory.requestRates());
+    showByClass(tShown, tAll);
+    showLatency(tShown, rHistory.changeOver(s_knLatencySeconds).tStatistics);
+    return tShown;
+}
+
+std::string makeStatusPage(const ShownStatus& rShown, std::string_view sNonce) {
+    std::string sPage;
+    std::string_view sRest = s_ksStatusPageTemplate;
+    for (std::size_t nOpen; (nOpen = sRest.find("{{")) != std::string_view::npos;) {
+        const std::size_t nClose = sRest.find("}}", nOpen);
+        const std::string_view sName = sRest.substr(nOpen + 2, nClose - nOpen - 2);
+        sPage.append(sRest.substr(0, nOpen));
+        if (sName == "nonce")
+            sPage.append(sNonce);
+        else if (const auto it = rShown.find(sName); it != rShown.end())
+            appendEscaped(sPage, it->second);
+        sRest.remove_prefix(nClose + 2);
+    }
+    return sPage.append(sRest);
+}
+
+std::string makeStatusJson(const AdminSubject& rSubject, const History& rHistory) {
+    const Statistics tAll = rSubject.rContainer.readStatistics();
+    const History::Change tRecent = rHistory.changeOver(s_knRateSeconds);
+    const Statistics tMinute = rHistory.changeOver(s_knLatencySeconds).tStatistics;
+    nlohmann::ordered_json tStatus{
+        {"state", stateOf(rSubject)},
+        {"uptime_seconds", uptimeSeconds(rSubject)},
+        {"requests", tAll.countRequests()},
+        {"requests_per_second", tRecent.perSecond(tRecent.tStatistics.countRequests())},
+        {"requests_in_flight", tAll.nInFlight},
+        {"requests_by_class", tAll.tByClass},
+        {"requests_refused", tAll.nRefused},
+        {"connections", tAll.nConnections},
+        {"connections_accepted", tAll.nAccepted},
+        {"received_bytes", tAll.nReceivedBytes},
+        {"sent_bytes", tAll.nSentBytes},
+        {"received_bytes_per_second", tRecent.perSecond(tRecent.tStatistics.nReceivedBytes)},
+        {"sent_bytes_per_second", tRecent.perSecond(tRecent.tStatistics.nSentBytes)},
+        {"access_log_lines_lost", rSubject.countLostLines()},
+        {"version", rSubject.sVersion},
+        {"module", rSubject.sModule}};
+    for (const auto& [pName, nShare] : s_tQuantiles)
+        tStatus["latency_us_last_minute"][pName] = tMinute.guessLatencyUs(nShare);
+    tStatus["shown"] = showStatus(rSubject, rHistory);
+    return tStatus.dump();
+}
+
+}  // namespace webcontainer

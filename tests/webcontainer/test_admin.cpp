@@ -1,0 +1,145 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+#include <nlohmann/json.hpp>
+
+#include "adminserver.h"
+#include "metricspage.h"
+#include "statustexts.h"
+#include "testserver.h"
+
+namespace test {
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+namespace web = webcontainer;
+
+/// A server and the one that tells of it.
+struct Observed {
+    Server m_tServer;
+    web::AdminServer m_tAdmin;
+
+    explicit Observed(ScriptedHandler::Answer fAnswer)
+        : m_tServer(std::move(fAnswer)),
+          m_tAdmin(*web::readAdminSettings(ConfigReader(ConfigReaderInstance::fromText(
+                       "[Admin]\nListen = \"127.0.0.1:0\"\nHostName = \"Admin.example\"", "c"))),
+                   {m_tServer.m_tContainer, nullptr, "1\"<&", "m", std::chrono::system_clock::now()}) {
+        m_tAdmin.start();
+    }
+    std::string get(const std::string& sPath) {
+        return ask(m_tAdmin.getAddress(), "GET " + sPath + " HTTP/1.0\r\n\r\n");
+    }
+};
+
+TEST(Admin, AnswersOnlyWhatItIsForAndOnlyUnderItsNames) {
+    Observed t([](Request&, Response& r) { answer(r, ""); });
+    const struct {
+        const char* pRequest;
+        const char* pStatus;
+    } tCases[] = {
+        {"GET /live HTTP/1.0\r\n\r\n", "200"},
+        {"GET /live?x HTTP/1.1\r\nHost: localhost:1\r\n\r\n", "200"},
+        {"GET /live HTTP/1.1\r\nHost: 127.9.9.9\r\n\r\n", "200"},
+        {"GET /live HTTP/1.1\r\nHost: [::1]:9\r\n\r\n", "200"},
+        {"HEAD /ready HTTP/1.1\r\nHost: admin.EXAMPLE:80\r\n\r\n", "200"},
+        {"GET /live HTTP/1.1\r\nHost: evil.example\r\n\r\n", "421"},
+        {"GET /live HTTP/1.1\r\nHost: 127.0.0.1.evil.example\r\n\r\n", "421"},
+        {"GET http://evil.example/live HTTP/1.1\r\nHost: localhost\r\n\r\n", "421"},
+        {"POST /live HTTP/1.0\r\n\r\n", "405"},
+        {"GET /live/ HTTP/1.0\r\n\r\n", "404"},
+    };
+    for (const auto& r : tCases)
+        EXPECT_THAT(ask(t.m_tAdmin.getAddress(), r.pRequest),
+                    StartsWith(std::string("HTTP/1.1 ") + r.pStatus))
+            << r.pRequest;
+    EXPECT_THAT(ask(t.m_tAdmin.getAddress(), "PUT / HTTP/1.0\r\n\r\n"),
+                HasSubstr("\r\nAllow: GET, HEAD\r\n"));
+}
+
+TEST(Admin, CountsEveryRequestOnce) {
+    Observed t([](Request& r, Response& rResponse) {
+        const std::string sUrl = variable(r, "URL");
+        ::usleep(sUrl == "/slow" ? 150000 : 0);
+        answer(rResponse, readBody(r), sUrl == "/500" ? 500 : 200);
+    });
+    std::size_t nReceived = 0;
+    std::size_t nSent = 0;
+    for (const std::string& sRequest :
+         {std::string("GET /1 HTTP/1.0\r\n\r\n"), std::string("GET /slow HTTP/1.0\r\n\r\n"),
+          std::string("GET /500 HTTP/1.0\r\n\r\n"), std::string("GET /no-host HTTP/1.1\r\n\r\n"),
+          "POST / HTTP/1.0\r\nContent-Length: 5000\r\n\r\n" + std::string(5000, 'x')}) {
+        nReceived += sRequest.size();
+        nSent += ask(t.m_tServer, sRequest).size();
+    }
+    Client tIdle(t.m_tServer);
+    while (t.m_tServer.m_tContainer.readStatistics().nConnections != 1)
+        ::usleep(1000);
+    const std::string sMetrics = t.get("/metrics");
+    EXPECT_THAT(sMetrics, AllOf(HasSubstr("\r\nContent-Type: text/plain; version=0.0.4; charset=utf-8\r\n"),
+                                HasSubstr("# TYPE webcontainer_requests_total counter\n"),
+                                HasSubstr("webcontainer_requests_total{class=\"2xx\"} 3\n"),
+                                HasSubstr("webcontainer_requests_total{class=\"4xx\"} 1\n"),
+                                HasSubstr("webcontainer_requests_total{class=\"5xx\"} 1\n"),
+                                HasSubstr("webcontainer_requests_refused_total 1\n"),
+                                HasSubstr("webcontainer_requests_in_flight 0\n"),
+                                HasSubstr("webcontainer_connections_accepted_total 6\n"),
+                                HasSubstr("webcontainer_connections_open 1\n"),
+                                HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"0.1\"} 4\n"),
+                                HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"+Inf\"} 5\n")));
+    const auto tStatistics = t.m_tServer.m_tContainer.readStatistics();
+    EXPECT_EQ(tStatistics.nReceivedBytes, nReceived);
+    EXPECT_EQ(tStatistics.nSentBytes, nSent);
+    const std::string sJson = t.get("/status.json");
+    const auto tStatus = nlohmann::json::parse(sJson.substr(sJson.find("\r\n\r\n")));
+    EXPECT_EQ(tStatus["requests"], 5);
+    EXPECT_EQ(tStatus["shown"]["share2"], "60.0");
+    EXPECT_THAT(t.get("/"),
+                AllOf(HasSubstr("data-t=\"total\">5</span>"), HasSubstr("webcontainer 1&#34;&#60;&#38;"),
+                      testing::Not(HasSubstr("{{")), EndsWith("</html>\n")));
+}
+
+TEST(Admin, SaysThatTheServerDrainsWhileItDoes) {
+    std::promise<void> tRelease;
+    Observed t([&](Request&, Response& rResponse) {
+        tRelease.get_future().wait();
+        answer(rResponse, "late");
+    });
+    EXPECT_THAT(t.get("/ready"), EndsWith("\r\n\r\nready"));
+    Client tClient(t.m_tServer);
+    tClient.send("GET / HTTP/1.0\r\n\r\n");
+    while (t.m_tServer.m_tContainer.readStatistics().nInFlight == 0)
+        ::usleep(1000);
+    auto tDrained = std::async(std::launch::async, [&] { return t.m_tServer.m_tContainer.drain(-1); });
+    while (!t.m_tServer.m_tContainer.isDraining())
+        ::usleep(1000);
+    EXPECT_THAT(t.get("/ready"), AllOf(StartsWith("HTTP/1.1 503"), EndsWith("\r\n\r\ndraining")));
+    EXPECT_THAT(t.get("/live"), StartsWith("HTTP/1.1 200"));
+    EXPECT_THAT(t.get("/metrics"), HasSubstr("webcontainer_draining 1\n"));
+    tRelease.set_value();
+    EXPECT_TRUE(tDrained.get());
+    EXPECT_THAT(tClient.readAll(), EndsWith("late"));
+}
+
+TEST(Admin, MakesNamesAndNumbersReadable) {
+    EXPECT_EQ(web::makeMetricName("HttpServer/CurrentRequests"), "httpserver_current_requests");
+    EXPECT_EQ(web::makeMetricName("9/a b\xC3\xA9"), "_9_a_b__");
+    EXPECT_EQ(web::makeMetricName(""), "_");
+    web::Statistics t;
+    EXPECT_EQ(t.guessLatencyUs(0.5), 0);
+    t.tByLatency = {90, 0, 10};
+    EXPECT_EQ(t.guessLatencyUs(0.5), 1000);
+    EXPECT_EQ(t.guessLatencyUs(0.95), 3750);
+    t.tByLatency.back() = 1000;
+    EXPECT_EQ(t.guessLatencyUs(0.99), 10000000);
+    EXPECT_EQ(web::showCount(1234567) + web::showCount(999), "1,234,567999");
+    EXPECT_EQ(web::showBytes(999.4) + web::showBytes(1500) + web::showBytes(2e9), "999 B1.5 kB2.0 GB");
+    EXPECT_EQ(web::showMicroseconds(350) + web::showMicroseconds(999600), "0.35 ms1.00 s");
+    EXPECT_EQ(web::showSeconds(273906), "3 d 4:05:06");
+}
+
+}  // namespace
+}  // namespace test
