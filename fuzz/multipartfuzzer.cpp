@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
         tPieces.push_back(tData.ConsumeIntegralInRange<std::size_t>(1, 40));
     const std::string sBody = tData.ConsumeRemainingBytesAsString();
 
-    const MultipartLimits::Values tSmall = {100, 4, 6};
+    const MultipartLimits::Values tSmall = {100, 4, 6, 30};
     const auto readIn = [&](std::vector<std::size_t> tSizes, std::size_t nRead) {
         const Handle<InputStream> hInput(new test::PiecewiseInput(sBody, std::move(tSizes)));
         return test::readMultipart(hInput, L"b", nRead, tSmall);

@@ -46,6 +46,16 @@ MultipartPartCountExceeded* MultipartPartCountExceeded::clone() const {
     return new MultipartPartCountExceeded(*this);
 }
 
+MultipartFieldBytesExceeded::MultipartFieldBytesExceeded(std::size_t nPart, std::size_t nMostBytes)
+    : MultipartError(GDString(L"Part %1 of the multipart body is no file and has more than %2 bytes.")) {
+    setMsgInsert(1, GDUInteger(nPart));
+    setMsgInsert(2, GDUInteger(nMostBytes));
+}
+
+MultipartFieldBytesExceeded* MultipartFieldBytesExceeded::clone() const {
+    return new MultipartFieldBytesExceeded(*this);
+}
+
 MultipartBoundaryTooLong::MultipartBoundaryTooLong(std::size_t nLength)
     : MultipartError(GDString(L"The multipart boundary has %1 characters; at most %2 are allowed.")) {
     setMsgInsert(1, GDUInteger(nLength));

@@ -5,6 +5,7 @@ namespace {
 constexpr wchar_t s_ksMaxHeaderBytesPerPart[] = L"Multipart/MaxHeaderBytesPerPart";
 constexpr wchar_t s_ksMaxHeadersPerPart[] = L"Multipart/MaxHeadersPerPart";
 constexpr wchar_t s_ksMaxParts[] = L"Multipart/MaxParts";
+constexpr wchar_t s_ksMaxFieldBytes[] = L"Multipart/MaxFieldBytes";
 /// Part numbers are handed on as int.
 constexpr unsigned int s_knMostCount = 0x7FFFFFFF;
 
@@ -32,6 +33,7 @@ bool MultipartLimits::loadConfig(const ConfigReader& rReader, EConfig) {
     readValue(rReader, s_ksMaxHeaderBytesPerPart, s_knMostHeaderBytes, tValues.nMaxHeaderBytesPerPart);
     readValue(rReader, s_ksMaxHeadersPerPart, s_knMostCount, tValues.nMaxHeadersPerPart);
     readValue(rReader, s_ksMaxParts, s_knMostCount, tValues.nMaxParts);
+    readValue(rReader, s_ksMaxFieldBytes, s_knMostCount, tValues.nMaxFieldBytes);
     m_tValues = tValues;
     return true;
 }

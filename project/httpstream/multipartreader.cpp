@@ -2,13 +2,19 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "multipartheaders.h"
 #include "multipartscanner.h"
 #include "zq/foundation/encodingcopy.h"
+#include "zq/foundation/encodingutf8.h"
 #include "zq/httpstream/multiparterrors.h"
+#include "zq/httpstream/multipartparsingutils.h"
 
 namespace {
+
+const ZQNarrowString s_ksContentDisposition("Content-Disposition");
+const ZQWString s_ksFileName(L"filename");
 
 std::unique_ptr<MultipartScanner> makeScanner(const Handle<InputStream>& hInput, const ZQWString& sBoundary) {
     if (sBoundary.length() > MultipartLimits::s_knMostBoundaryLength)
@@ -40,14 +46,31 @@ std::size_t MultipartReader::nextPart(HeadersN& rHeaders) {
         ZQTHROW_prethrowProcessException(
             MultipartHeaderCountExceeded(nIndex + 1, m_tLimits.nMaxHeadersPerPart), true, ZQ_WFILE, __LINE__);
     m_pScanner->endHeaders();
+    const auto it = rHeaders.find(s_ksContentDisposition);
+    m_sDisposition = it == rHeaders.end() ? ZQNarrowString() : it->second;
+    m_nUntilLimit = m_tLimits.nMaxFieldBytes;
     return nIndex;
 }
 
 std::size_t MultipartReader::readPart(void* pBuffer, std::size_t nSize) {
     if (nSize == 0 || !m_pScanner->isInPart()) return 0;
     const std::string_view sContent = m_pScanner->getContent();
-    const std::size_t nCount = std::min(nSize, sContent.size());
+    if (m_nUntilLimit == 0 && !sContent.empty()) requireFile();
+    const std::size_t nCount = std::min({nSize, sContent.size(), m_nUntilLimit});
     std::memcpy(pBuffer, sContent.data(), nCount);
     m_pScanner->dropContent(nCount);
+    m_nUntilLimit -= nCount;
     return nCount;
+}
+
+void MultipartReader::requireFile() {
+    StringBuffer tDisposition;
+    N2WEncodingUTF8().encode(tDisposition, m_sDisposition);
+    Headers tAttributes;
+    MultipartParsingUtils::parseCompositeHeader(tDisposition.toString(), tAttributes);
+    if (!tAttributes.contains(s_ksFileName))
+        ZQTHROW_prethrowProcessException(
+            MultipartFieldBytesExceeded(m_pScanner->countParts(), m_tLimits.nMaxFieldBytes), true, ZQ_WFILE,
+            __LINE__);
+    m_nUntilLimit = std::numeric_limits<std::size_t>::max();
 }

@@ -57,8 +57,7 @@ void readFieldValue(ZQHttpStream::Param& rParam, const Transcoding& rTranscoding
     char tChunk[knChunk];
     while (const std::size_t nRead = rParam.hStream->readBytes(tChunk, knChunk))
         tRaw.append(tChunk, nRead);
-    HttpUtils::convertHttpInputToUnicode(rTranscoding, rParam.sParamName, tRaw.toString(),
-                                         rParam.sParamValue);
+    HttpUtils::convertHttpInputToUnicode(rTranscoding, rParam.sParamName, tRaw.view(), rParam.sParamValue);
 }
 
 void populateParam(ZQHttpStream::Param& rParam, const HeadersN& rHeaders,

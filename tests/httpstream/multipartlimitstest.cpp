@@ -16,11 +16,12 @@ TEST(MultipartLimitsTest, AreReadFromTheConfigurationOnce) {
     MultipartLimits tLimits;
     EXPECT_TRUE(
         tLimits.loadConfig(configured("[Multipart]\nMaxHeaderBytesPerPart = 32768\nMaxHeadersPerPart = 1\n"
-                                      "MaxParts = 2147483647"),
+                                      "MaxParts = 2147483647\nMaxFieldBytes = 2147483646"),
                            kConfigInitialize));
     EXPECT_EQ(tLimits.getValues().nMaxHeaderBytesPerPart, 32768U);
     EXPECT_EQ(tLimits.getValues().nMaxHeadersPerPart, 1U);
     EXPECT_EQ(tLimits.getValues().nMaxParts, 2147483647U);
+    EXPECT_EQ(tLimits.getValues().nMaxFieldBytes, 2147483646U);
 }
 
 TEST(MultipartLimitsTest, RefuseValuesThatCannotWork) {
@@ -32,6 +33,8 @@ TEST(MultipartLimitsTest, RefuseValuesThatCannotWork) {
                        "\"Multipart/MaxHeadersPerPart\" cannot be used: write a number from 1 to 2147483647"},
              std::pair{"MaxHeaderBytesPerPart = 7\nMaxParts = 2147483648",
                        "\"Multipart/MaxParts\" cannot be used: write a number from 1 to 2147483647"},
+             std::pair{"MaxParts = 7\nMaxFieldBytes = 0",
+                       "\"Multipart/MaxFieldBytes\" cannot be used: write a number from 1 to 2147483647"},
          }) {
         try {
             tLimits.loadConfig(configured("[Multipart]\n" + std::string(sToml)), kConfigInitialize);

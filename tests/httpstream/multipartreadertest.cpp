@@ -129,7 +129,7 @@ TEST(MultipartReaderTest, TakesTheLowBytesOfUsableBoundaries) {
 
 TEST(MultipartReaderTest, EnforcesEachLimitExactly) {
     const std::string sTwoHeaders = "--b\r\nH: 1\r\nI: 2\r\n\r\nhi\r\n", sClosing = "--b--";
-    const MultipartLimits::Values tExact{14, 2, 2};
+    const MultipartLimits::Values tExact{14, 2, 2, 2};
     const std::string sExact = sTwoHeaders + sTwoHeaders;
     const std::pair<std::string, std::string> tCases[] = {
         {sExact, ""},
@@ -142,6 +142,11 @@ TEST(MultipartReaderTest, EnforcesEachLimitExactly) {
     for (const auto& [sBody, sError] : tCases)
         for (const std::size_t nPiece : {std::size_t{1}, knWhole})
             EXPECT_EQ(read(sBody + sClosing, L"b", {nPiece}, 512, tExact).sError, sError);
+    const std::string sLongFile = "--b\r\nContent-Disposition: x; filename=\"\"\r\n\r\n123\r\n";
+    const std::string sLongField = "--b\r\nContent-Disposition: x; name=\"filename\"\r\n\r\n123\r\n";
+    EXPECT_EQ(read(sLongFile + sLongField + sClosing, L"b", {knWhole}, 512, {100, 2, 2, 2}).describe(),
+              "{Content-Disposition=x; filename=\"\"}123;{Content-Disposition=x; name=\"filename\"}12;"
+              "!Part 2 of the multipart body is no file and has more than 2 bytes.");
 }
 
 TEST(MultipartReaderTest, RepeatsAnErrorInTheBody) {

@@ -62,6 +62,25 @@ std::size_t allocationsOfAChunk() {
     return tAllocations.getCount();
 }
 
+/// The allocations of taking a form field of that many bytes.
+std::size_t allocationsOfAField(std::size_t nBytes) {
+    FakeRequestProvider tRequest;
+    tRequest.tHeaders = {{"Content-Type", "multipart/form-data; boundary=X"}};
+    tRequest.tBody = {"--X\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\n" + std::string(nBytes, 'x') +
+                      "\r\n--X--\r\n"};
+    SilentResponse tResponse;
+    kiv::KIVServerHttpStream tStream(tRequest, tResponse, Handle<GDExpressionEvaluator>());
+    ZQHttpStream::Param tParam;
+    const AllocationCounter tAllocations;
+    tStream.getFirstParam(tParam, CharacterSet::utf8());
+    EXPECT_EQ(tParam.sParamValue.length(), nBytes);
+    return tAllocations.getCount();
+}
+
+TEST(Allocations, ShortFieldNeedsOneForItsValue) {
+    EXPECT_EQ(allocationsOfAField(511), allocationsOfAField(0) + 1);
+}
+
 TEST(Allocations, LoggingTakesNoneWhileNobodyWantsIt) {
     EXPECT_EQ(allocationsOfAChunk(), 0u);
     const LogRecorder tLog(kSevInfoMinor);

@@ -42,6 +42,13 @@ public:
     MultipartPartCountExceeded* clone() const override;
 };
 
+/// A part that is no file has more content than allowed.
+class ZQ_EXPORT MultipartFieldBytesExceeded : public MultipartError {
+public:
+    MultipartFieldBytesExceeded(std::size_t nPart, std::size_t nMostBytes);
+    MultipartFieldBytesExceeded* clone() const override;
+};
+
 /// The boundary is longer than MultipartLimits::s_knMostBoundaryLength.
 class ZQ_EXPORT MultipartBoundaryTooLong : public MultipartError {
 public:

@@ -20,12 +20,17 @@ public:
         /// Parts in each body ("Multipart/MaxParts"): applications keep fields in memory, and pay for each
         /// one, however small. Beyond it: MultipartPartCountExceeded.
         unsigned int nMaxParts = 1000;
+        /// Bytes of content in each part that is no file, which is one whose Content-Disposition has no
+        /// filename ("Multipart/MaxFieldBytes"): streams hold the value of a field in memory, as bytes and,
+        /// four times as large, as text. 10 MiB. Beyond it: MultipartFieldBytesExceeded, unless the content
+        /// is skipped.
+        unsigned int nMaxFieldBytes = 10485760;
 
         bool operator==(const Values&) const = default;
     };
 
     /// The most that nMaxHeaderBytesPerPart can be, in bytes: headers are read in place, in the reader's
-    /// buffer. The other two can be anything from 1 to 2147483647 (results of ZQHttpStream are int).
+    /// buffer. The others can be anything from 1 to 2147483647 (results of ZQHttpStream are int).
     static constexpr unsigned int s_knMostHeaderBytes = 32768;
     /// Characters of a boundary: RFC 2046 section 5.1.1 allows 70, and searching stays fast up to here. Not
     /// configurable. Beyond it: MultipartBoundaryTooLong.

@@ -36,6 +36,9 @@ class MultipartScanner;
 /// may use a longer boundary with the same beginning. Content is delivered as it came, whatever a
 /// Content-Transfer-Encoding says (RFC 7578 section 4.7 deprecates it).
 ///
+/// A part is a file when its Content-Disposition has a filename, be it an empty one, and a field otherwise.
+/// Fields have a limit, as readers of fields keep them in memory; files have none.
+///
 /// Errors are MultipartErrors. A body that ends inside a part, in its headers or content, raises
 /// MultipartEndedInsidePart: the caller never gets 0, the end of a part, for a part that was cut off.
 /// Exceptions of the input pass unchanged. After an exception the same operation goes on from where it was,
@@ -62,10 +65,15 @@ public:
     virtual std::size_t nextPart(HeadersN& rHeaders);
     /// Copies at most nSize bytes of the current part's content and returns how many. 0: the part has ended,
     /// or there is none, or nSize is 0. Returns what is at hand, and waits for input only when that is
-    /// nothing.
+    /// nothing. Raises MultipartFieldBytesExceeded where a field goes beyond its limit.
     virtual std::size_t readPart(void* pBuffer, std::size_t nSize);
 
 private:
+    /// Lifts the limit off a part that is a file; throws for any other.
+    void requireFile();
+
     const MultipartLimits::Values m_tLimits;
+    ZQNarrowString m_sDisposition;  ///< of the current part, so that only those that are long need be parsed
+    std::size_t m_nUntilLimit = 0;  ///< bytes of the current part that may be read before that is done
     std::unique_ptr<MultipartScanner> m_pScanner;
 };
