@@ -6,6 +6,7 @@
 #include <string>
 
 #include "logline.h"
+#include "reportlimiter.h"
 #include "zq/foundation/assertion.h"
 #include "zq/foundation/encodingutf8.h"
 #include "zq/foundation/exception.h"
@@ -58,12 +59,31 @@ void reportException(const Exception& rException) noexcept {
     }
 }
 
+ReportLimiter::Answer askLimiter(const LogLocation& rLocation) {
+    // Never destroyed: contracts can be broken until the process has ended.
+    static ReportLimiter& s_rLimiter = *new ReportLimiter;
+    return s_rLimiter.ask(rLocation.pFile, rLocation.nLine, std::chrono::steady_clock::now());
+}
+
+void logAssertion(const wchar_t* pExpression, const LogLocation& rLocation) {
+    const ReportLimiter::Answer tAnswer = askLimiter(rLocation);
+    StringBuffer tText;
+    if (tAnswer.nLeftOut != 0) {
+        appendDecimal(tText, tAnswer.nLeftOut);
+        tText.append(std::wstring_view(L" failures of this assertion were left out"));
+        report(kSevError, s_lsAssertions, tText.view(), rLocation);
+        tText.clear();
+    }
+    if (!tAnswer.bWrite) return;
+    tText.append(std::wstring_view(L"assertion failed: "));
+    tText.append(std::wstring_view(pExpression));
+    if (tAnswer.bLast) tText.append(std::wstring_view(L" (for a minute, further ones are only counted)"));
+    report(kSevError, s_lsAssertions, tText.view(), rLocation);
+}
+
 void reportAssertion(int, const wchar_t* pExpression, const wchar_t* pFile, int nLine) noexcept {
     try {
-        StringBuffer tText;
-        tText.append(std::wstring_view(L"assertion failed: "));
-        tText.append(std::wstring_view(pExpression));
-        report(kSevError, s_lsAssertions, tText.view(), {pFile, nLine});
+        logAssertion(pExpression, {pFile, nLine});
     } catch (const std::exception&) {
         // As above.
     }

@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <chrono>
 #include <list>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "reportlimiter.h"
 #include "support/allocationcounter.h"
 #include "support/recorders.h"
 #include "zq/foundation/exception.h"
@@ -18,6 +20,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 const LogSourceHandle s_lsOne("test.one");
 const LogSourceHandle s_lsTwo("test.two");
@@ -189,6 +192,26 @@ TEST(Reports, OfExceptionsAndAssertionsReachTheLog) {
     EXPECT_THAT(tLog.takeEntries(),
                 ElementsAre("warning exceptions: InvalidHandleException: A null handle was used.",
                             "error assertions: assertion failed: m_pT"));
+}
+
+TEST(Reports, OfOneAssertionDoNotFloodTheLog) {
+    LogRecorder tLog(kSevWarning);
+    for (int n = 0; n < 998; ++n)
+        debug_tools::Assertion::handleFailure(debug_tools::Assertion::kAssert, L"m_pT", L"f.cpp", 5);
+    const auto tEntries = tLog.takeEntries();
+    ASSERT_THAT(tEntries, SizeIs(10));
+    EXPECT_THAT(tEntries[9], HasSubstr("only counted"));
+
+    ReportLimiter tLimiter;
+    const ReportLimiter::Time tStart = ReportLimiter::Time() + std::chrono::hours(1);
+    for (int n = 0; n < 12; ++n)
+        EXPECT_EQ(tLimiter.ask(L"a", 1, tStart + std::chrono::seconds(n)).bWrite, n < 10) << n;
+    EXPECT_TRUE(tLimiter.ask(L"a", 2, tStart).bWrite);
+    EXPECT_FALSE(tLimiter.ask(L"a", 1, tStart + std::chrono::seconds(59)).bWrite);
+    const auto tNextMinute = tLimiter.ask(L"a", 1, tStart + std::chrono::seconds(60));
+    EXPECT_TRUE(tNextMinute.bWrite);
+    EXPECT_EQ(tNextMinute.nLeftOut, 3U);
+    EXPECT_EQ(tLimiter.ask(L"a", 1, tStart + std::chrono::minutes(9)).nLeftOut, 0U);
 }
 
 TEST(Reports, GoToStandardErrorWhenThereIsNoWriter) {
