@@ -20,6 +20,8 @@ public:
     }
 
     int get() const noexcept { return m_nDescriptor; }
+    /// Leaves closing it to the caller.
+    int release() noexcept { return std::exchange(m_nDescriptor, -1); }
     explicit operator bool() const noexcept { return m_nDescriptor >= 0; }
 
 private:

@@ -3,11 +3,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "descriptor.h"
+#include "temporarydirectory.h"
 #include "zq/httpstream/zqhttpstream.h"
 
 namespace sample {
@@ -24,21 +27,19 @@ struct StoredFile {
 /// The files that visitors leave for each other: a directory in which each has a random id. What a client
 /// calls a file never becomes a name in the file system.
 ///
-///     ID.name   the client's name for it, UTF-8
-///     ID.data   the bytes; made last and removed first, so that it alone says whether the file exists
-///
-/// Both are written without a name and linked when they are whole; a file never changes after that. All state
-/// is in the file system, so that any threads, and other processes with the same directory, may use it at
-/// once. Failures of the system are std::system_error.
+/// Files come into the store through an UploadBatch, written without a name and linked when they are whole; a
+/// file never changes after that. All state is in the file system, so that any threads, and other processes
+/// with the same directory, may use it at once; but each process counts for itself towards knMostFiles.
+/// Failures of the system are std::system_error.
 class FileStore {
 public:
     /// So many, and no more, that the list stays short enough to be read.
     static constexpr std::size_t knMostFiles = 1000;
 
     /// Keeps files in the directory that the environment variable SAMPLE_FILES names, making it if need be;
-    /// without one in a new directory for temporary files, which goes with the store.
+    /// without one in a new directory for temporary files, which goes with the store. Removes what a process
+    /// that was killed may have left. The file system must support files without names (O_TMPFILE).
     FileStore();
-    ~FileStore();
     FileStore(const FileStore&) = delete;
     FileStore& operator=(const FileStore&) = delete;
 
@@ -50,29 +51,18 @@ public:
     /// Removes a file, false likewise. Whoever reads it right now can go on to its end.
     bool remove(std::wstring_view sId) const;
 
-private:
-    friend class FileUpload;
+    /// For those who add files: the descriptor of the directory, and the mutex to hold from counting the
+    /// files to having added some.
+    int getDirectory() const noexcept { return m_tDirectory.get(); }
+    std::mutex& getPublishing() const noexcept { return m_tPublishing; }
 
-    std::vector<std::string> listIds() const;
+private:
     bool openId(const std::string& sId, StoredFile& rFile) const;
+    void removeOrphans() const;
 
-    std::string m_sTemporary;  ///< the path of the directory, if it is to go with the store
+    std::optional<TemporaryDirectory> m_tTemporary;  ///< when the directory is to go with the store
     Descriptor m_tDirectory;
-};
-
-/// A file on its way into a store: it has no name until publish(), so that nothing of it stays if that is
-/// never reached, even if the process is killed.
-class FileUpload {
-public:
-    /// The store must live as long as this object.
-    explicit FileUpload(const FileStore& rStore);
-    void write(const char* pData, std::size_t nLength);
-    /// Makes the file visible and returns its id; the last call.
-    std::wstring publish(std::wstring_view sName);
-
-private:
-    const FileStore& m_rStore;
-    Descriptor m_tFile;
+    mutable std::mutex m_tPublishing;
 };
 
 }  // namespace sample

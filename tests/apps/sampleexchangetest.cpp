@@ -189,7 +189,7 @@ TEST_F(SampleExchange, InterruptedUploadsLeaveNothing) {
         if (tRequest.tBody[0].empty()) throw Exception(GDString(L"The client is gone."));
     };
     EXPECT_THROW(run(tRequest), Exception);
-    EXPECT_EQ(nMostEntries, 2u) << "the first file was there, the second had no name yet";
+    EXPECT_EQ(nMostEntries, 0u) << "the first file is whole, but not the upload";
     EXPECT_THAT(entries(), IsEmpty());
 }
 
@@ -222,6 +222,30 @@ TEST_F(SampleExchange, RequestsForNoFileAreRefused) {
     EXPECT_EQ(tDirectory.read("secret.data"), "secret");
 }
 
+TEST_F(SampleExchange, FormsThatAreNoUploadAreRefusedAsAWhole) {
+    std::string sTooMany, sNameless = part("a", "1") + part("b", "2");
+    for (int n = 0; n < 101; ++n)
+        sTooMany += part("x", "1");
+    sNameless.replace(sNameless.rfind("\"files\""), 7, "\"\"");
+    const struct {
+        const char* pType;
+        std::string sParts, sStatus, sSaid;
+    } tCases[] = {
+        {"multipart/form-data; boundary=X", sNameless + part("c", "3"), s_ksBad, "one without a name"},
+        {"multipart/form-data; boundary=X", sTooMany, "setErrorStatusCode 413", "At most 100 files"},
+        {"multipart/form-data; boundary=X", part("a", "1") + "--X\r\nH: 1", s_ksBad, "ended inside part 2"},
+        {"text/plain", part("a", "1"), s_ksBad, "multipart/form-data"},
+    };
+    for (const auto& rCase : tCases) {
+        post(rCase.pType, rCase.sParts + "--X--\r\n");
+        expectStatus(rCase.sStatus);
+        EXPECT_THAT(sBody, HasSubstr(rCase.sSaid));
+        EXPECT_THAT(entries(), IsEmpty()) << rCase.sSaid;
+    }
+    post("Multipart/Form-Data, boundary=X", part("a", "1") + "--X--");
+    expectStatus(s_ksMoved);
+}
+
 TEST_F(SampleExchange, TheFileThatIsOneTooManyIsRefused) {
     for (int n = 0; n < 999; ++n) {
         std::string sId = std::to_string(n);
@@ -231,9 +255,76 @@ TEST_F(SampleExchange, TheFileThatIsOneTooManyIsRefused) {
     upload(part("a", "1") + part("b", "2"));
     expectStatus("setErrorStatusCode 507");
     EXPECT_THAT(listIds(), SizeIs(999));
-    upload(part("a", "1"));
-    expectStatus(s_ksMoved);
+
+    // There was room when the first one began, and another one takes it.
+    FakeRequestProvider tRequest;
+    tRequest.sMethod = "POST";
+    tRequest.tHeaders = {{"Content-Type", "multipart/form-data; boundary=X"}};
+    tRequest.tBody = {part("first", "1"), "--X--"};
+    tRequest.fBeforeRead = [&] {
+        if (!tRequest.tBody[0].empty()) return;
+        tRequest.fBeforeRead = nullptr;
+        upload(part("second", "2"));
+        expectStatus(s_ksMoved);
+    };
+    run(tRequest);
+    expectStatus("setErrorStatusCode 507");
     EXPECT_THAT(listIds(), SizeIs(1000));
+    EXPECT_THAT(sBody, AllOf(HasSubstr("second"), testing::Not(HasSubstr("first"))));
+}
+
+// What a process leaves that is killed.
+TEST(SampleStore, CleansUpWhenItStarts) {
+    const std::string sId(32, '0'), sYoung(32, '1'), sWhole(32, '2');
+    const StoreDirectory tStore;
+    const test::TemporaryDirectory& rDirectory = tStore.tDirectory;
+    std::filesystem::create_directory(rDirectory.path("store"));
+    for (const std::string& sName : {sId + ".name", sYoung + ".name", sWhole + ".name", sWhole + ".data"}) {
+        rDirectory.write("store/" + sName, "x");
+        if (sName[0] == '1') continue;
+        std::filesystem::last_write_time(
+            rDirectory.path("store/" + sName),
+            std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    }
+    delete zqCreateHttpApplication();
+    EXPECT_THAT(tStore.entries(),
+                testing::UnorderedElementsAre(sYoung + ".name", sWhole + ".name", sWhole + ".data"));
+}
+
+TEST(SampleStore, RemovesTemporaryDirectoriesThatAreNoLongerUsed) {
+    const test::TemporaryDirectory tParent;
+    const std::string sId(32, '0');
+    for (const auto& [sName, sFile] :
+         {std::pair<std::string, std::string>{"sample-files-killed", sId + ".data"},
+          {"sample-files-others", "photo.jpg"},
+          {"sample-files-backups", sId + ".data"}}) {
+        std::filesystem::create_directory(tParent.path(sName));
+        std::filesystem::permissions(tParent.path(sName), std::filesystem::perms::owner_all);
+        tParent.write(sName + "/" + sFile, "x");
+    }
+    const auto fCount = [&] {
+        const std::filesystem::directory_iterator it(tParent.path());
+        return std::distance(begin(it), end(it));
+    };
+    setenv("TMPDIR", tParent.path().c_str(), 1);
+    {
+        const std::unique_ptr<HttpApplication> pFirst(zqCreateHttpApplication()),
+            pSecond(zqCreateHttpApplication());
+        EXPECT_EQ(fCount(), 4) << "what is not the store's stays, and two that are in use";
+    }
+    EXPECT_EQ(fCount(), 2);
+    unsetenv("TMPDIR");
+}
+
+TEST(SampleStore, SaysWhyItCannotBeWhereItShould) {
+    setenv("SAMPLE_FILES", "/proc", 1);
+    try {
+        delete zqCreateHttpApplication();
+        ADD_FAILURE();
+    } catch (const std::exception& e) {
+        EXPECT_THAT(e.what(), AllOf(HasSubstr("/proc"), HasSubstr("O_TMPFILE")));
+    }
+    unsetenv("SAMPLE_FILES");
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
-#include <algorithm>
 #include <cerrno>
+#include <cwchar>
 #include <system_error>
 
 #include "htmlpage.h"
 #include "pages/pages.h"
+#include "uploadbatch.h"
 #include "zq/httpstream/multiparterrors.h"
 
 namespace sample {
@@ -17,77 +18,79 @@ std::wstring_view displayName(std::wstring_view sName) {
     return sName.find_first_not_of(L". ") == sName.npos ? L"unnamed" : sName;
 }
 
-/// The files of one request. They stay together or not at all: unless keep() is reached, all go again.
-class UploadBatch {
-public:
-    explicit UploadBatch(const FileStore& rStore)
-        : m_rStore(rStore),
-          m_nRoom(FileStore::knMostFiles - std::min(rStore.count(), FileStore::knMostFiles)) {}
-    ~UploadBatch() {
-        try {
-            for (const std::wstring& sId : m_tIds)
-                m_rStore.remove(sId);
-        } catch (const std::exception&) {
-            // For want of memory: a file too many is better than no server.
-        }
-    }
-    UploadBatch(const UploadBatch&) = delete;
-    UploadBatch& operator=(const UploadBatch&) = delete;
+bool isMultipart(ZQHttpStream& rStream) {
+    constexpr std::wstring_view ksFormData = L"multipart/form-data";
+    ZQWString sType;
+    rStream.GetRequestHeader(L"Content-Type", sType);
+    return wcsncasecmp(sType.c_str(), ksFormData.data(), ksFormData.size()) == 0;
+}
 
-    /// Stores the part's content. A form sends a part without name and content where no file was chosen.
-    void add(const ZQHttpStream::Param& rParam) {
-        std::size_t nRead = rParam.hStream->readBytes(m_tChunk.data(), m_tChunk.size());
-        if (nRead == 0 && rParam.sFileName.empty()) return;
-        if (m_tIds.size() == m_nRoom) throw std::system_error(ENOSPC, std::generic_category());
-        FileUpload tFile(m_rStore);
-        for (; nRead > 0; nRead = rParam.hStream->readBytes(m_tChunk.data(), m_tChunk.size()))
-            tFile.write(m_tChunk.data(), nRead);
-        std::wstring& rsId = m_tIds.emplace_back();
-        rsId = tFile.publish(displayName(rParam.sFileName));
-    }
-    bool empty() const noexcept { return m_tIds.empty(); }
-    void keep() noexcept { m_tIds.clear(); }
+/// Takes the part's content. A form sends a part without name and content where no file was chosen.
+void addFile(UploadBatch& rBatch, const ZQHttpStream::Param& rParam, std::vector<char>& rChunk) {
+    std::size_t nRead = rParam.hStream->readBytes(rChunk.data(), rChunk.size());
+    if (nRead == 0 && rParam.sFileName.empty()) return;
+    rBatch.startFile(displayName(rParam.sFileName));
+    for (; nRead > 0; nRead = rParam.hStream->readBytes(rChunk.data(), rChunk.size()))
+        rBatch.write(rChunk.data(), nRead);
+}
 
-private:
-    const FileStore& m_rStore;
-    const std::size_t m_nRoom;
-    std::vector<std::wstring> m_tIds;
-    std::vector<char> m_tChunk = std::vector<char>(knChunkSize);
-};
+/// Takes all parts. False: the form is malformed, and there may be more of it.
+bool addFiles(UploadBatch& rBatch, ZQHttpStream& rStream) {
+    std::vector<char> tChunk(knChunkSize);
+    ZQHttpStream::Param tParam;
+    const auto hCharset = CharacterSet::utf8();
+    for (int n = rStream.getFirstParam(tParam, hCharset); n >= 0;
+         n = rStream.getNextParam(tParam, hCharset)) {
+        if (tParam.eValue == ZQHttpStream::Param::kUseStream) addFile(rBatch, tParam, tChunk);
+        // A part without a disposition leaves the record as it was, and is no second file of that name.
+        tParam.eValue = ZQHttpStream::Param::kUseString;
+    }
+    // The end leaves the record alone; a part with an empty name does not.
+    return !tParam.sParamName.empty();
+}
 
 EStatus storeFiles(const PageRequest& rRequest) {
     UploadBatch tBatch(rRequest.rFiles);
-    ZQHttpStream::Param tParam;
-    const auto hCharset = CharacterSet::utf8();
-    for (int n = rRequest.rStream.getFirstParam(tParam, hCharset); n >= 0;
-         n = rRequest.rStream.getNextParam(tParam, hCharset)) {
-        if (tParam.eValue == ZQHttpStream::Param::kUseStream) tBatch.add(tParam);
-        // A part without a name leaves the record as it was, and is no second file of that name.
-        tParam.eValue = ZQHttpStream::Param::kUseString;
-    }
+    if (!addFiles(tBatch, rRequest.rStream))
+        return badRequestPage(rRequest.rStream,
+                              L"The upload is no proper form: it has no parts, or one without a name. "
+                              L"Nothing was kept.");
     if (tBatch.empty()) return badRequestPage(rRequest.rStream, L"No file was chosen.");
-    tBatch.keep();
+    tBatch.publish();
     rRequest.rStream.SendRedirect(HREFString(L"/files"));
+    return HttpRequestStatus::kOK;
+}
+
+EStatus refuse(ZQHttpStream& rStream, unsigned int nStatus, std::wstring_view sTitle,
+               std::wstring_view sReason) {
+    rStream.setErrorStatusCode(nStatus);
+    HtmlPage tPage(rStream, sTitle);
+    tPage.markup(L"<p>").text(sReason).markup(L" Nothing was kept of them.</p>\n");
+    tPage.markup(L"<p><a href=\"/files\">Back to the files</a></p>\n").end();
     return HttpRequestStatus::kOK;
 }
 
 /// RFC 4918 section 11.5 has a status for want of room; any other trouble is the server's own.
 EStatus refuse(ZQHttpStream& rStream, int nError) {
-    const bool bFull = nError == ENOSPC || nError == EDQUOT || nError == EFBIG;
-    rStream.setErrorStatusCode(bFull ? 507 : 500);
-    HtmlPage tPage(rStream, bFull ? L"There is no room" : L"The files cannot be stored");
-    tPage.markup(bFull ? L"<p>There is no room for these files. " : L"<p>The disk failed. ");
-    tPage.markup(L"Nothing was kept of them.</p>\n<p><a href=\"/files\">Back to the files</a></p>\n").end();
-    return HttpRequestStatus::kOK;
+    if (nError == ENOSPC || nError == EDQUOT || nError == EFBIG)
+        return refuse(rStream, 507, L"There is no room", L"There is no room for these files.");
+    return refuse(rStream, 500, L"The files cannot be stored", L"The server could not write these files.");
 }
 
 }  // namespace
 
 EStatus uploadFiles(const PageRequest& rRequest) {
+    if (!isMultipart(rRequest.rStream))
+        return badRequestPage(rRequest.rStream, L"Files come as a form of the type multipart/form-data.");
     try {
         return storeFiles(rRequest);
-    } catch (const MultipartError&) {
-        return badRequestPage(rRequest.rStream, L"The upload is incomplete or no proper form.");
+    } catch (const MultipartError& e) {
+        return badRequestPage(rRequest.rStream, std::wstring(L"The upload is incomplete or no proper form. ")
+                                                    .append(e.getMessageText())
+                                                    .append(L" Nothing was kept."));
+    } catch (const UploadBatch::TooManyFiles&) {
+        return refuse(rRequest.rStream, 413, L"These are too many files",
+                      L"At most " + std::to_wstring(UploadBatch::knMostFiles) + L" files can come at once.");
     } catch (const std::system_error& e) {
         return refuse(rRequest.rStream, e.code().value());
     }

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+#include "descriptor.h"
+
+namespace sample {
+
+/// A new directory for files of a store, "sample-files-XXXXXX" where temporary files belong, which goes with
+/// this object. It is locked (flock) while it is in use: a process that is killed leaves its directory behind
+/// without a lock, and the next one of the same user removes it. Failures are std::system_error.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory();
+    ~TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    const std::string& getPath() const noexcept { return m_sPath; }
+
+private:
+    std::string m_sPath;
+    Descriptor m_tLocked;
+};
+
+}  // namespace sample
