@@ -73,7 +73,8 @@ protected:
     void post(const char* pContentType, const std::string& sContent) {
         FakeRequestProvider tRequest;
         tRequest.sMethod = "POST";
-        tRequest.tHeaders = {{"Content-Type", pContentType}};
+        tRequest.tHeaders = tHeaders;
+        tRequest.tHeaders.emplace_back("Content-Type", pContentType);
         tRequest.declareBody(sContent);
         run(tRequest);
     }
@@ -92,6 +93,7 @@ protected:
 
     CallLog tLog;
     std::string sBody;
+    std::vector<std::pair<std::string, std::string>> tHeaders;  ///< of every POST
 };
 
 const std::string s_ksMoved = "setStatusCode 302";
@@ -243,6 +245,25 @@ TEST_F(SampleExchange, FormsThatAreNoUploadAreRefusedAsAWhole) {
         EXPECT_THAT(entries(), IsEmpty()) << rCase.sSaid;
     }
     post("Multipart/Form-Data, boundary=X", part("a", "1") + "--X--");
+    expectStatus(s_ksMoved);
+}
+
+TEST_F(SampleExchange, OtherSitesCanNeitherAddNorDelete) {
+    upload(part("a", "1"));
+    const std::string sId = listIds().at(0);
+    for (const char* pOrigin :
+         {"", "null", "http://evil.example", "http://host:81", "http://host:8080.evil"}) {
+        SCOPED_TRACE(pOrigin);
+        tHeaders = {{"Host", "host:8080"}, {"Origin", pOrigin}};
+        if (!*pOrigin) tHeaders[1] = {"Sec-Fetch-Site", "cross-site"};
+        upload(part("b", "2"));
+        expectStatus("setErrorStatusCode 403");
+        remove(sId);
+        expectStatus("setErrorStatusCode 403");
+        EXPECT_THAT(listIds(), ElementsAre(sId));
+    }
+    tHeaders = {{"Host", "host:8080"}, {"Origin", "http://host:8080"}, {"Sec-Fetch-Site", "same-origin"}};
+    remove(sId);
     expectStatus(s_ksMoved);
 }
 

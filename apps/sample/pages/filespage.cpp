@@ -1,6 +1,7 @@
 #include <array>
 #include <cstdio>
 
+#include "crosssite.h"
 #include "htmlpage.h"
 #include "pages/pages.h"
 
@@ -110,6 +111,14 @@ EStatus sendFile(const PageRequest& rRequest, std::wstring_view sId) {
     return HttpRequestStatus::kOK;
 }
 
+EStatus refuseCrossSite(ZQHttpStream& rStream) {
+    HtmlPage tPage(rStream, L"That came from another website");
+    tPage.markup(
+        L"<p>Files are only taken and deleted for this server's own page. Nothing was changed.</p>\n");
+    tPage.markup(L"<p><a href=\"/files\">Go to the files</a></p>\n").end();
+    return HttpRequestStatus::kMaliciousInput;
+}
+
 EStatus deleteFile(const PageRequest& rRequest) {
     const QueryParameters tForm(rRequest.rRequest.sBody, rRequest.rRequest.hParameterCharset);
     if (!rRequest.rFiles.remove(tForm.get(L"delete"))) return missingFile(rRequest.rStream);
@@ -125,6 +134,7 @@ EStatus filesPage(const PageRequest& rRequest) {
 }
 
 EStatus filesPost(const PageRequest& rRequest) {
+    if (isCrossSite(rRequest.rStream)) return refuseCrossSite(rRequest.rStream);
     if (rRequest.rRequest.bBodyInStream) return uploadFiles(rRequest);
     try {
         return deleteFile(rRequest);
