@@ -34,7 +34,8 @@ constexpr char s_ksWriteTable[] = "make it a table";
 }
 
 [[noreturn]] void throwUnreadable(const std::string& sPath, int nErrno) {
-    throwConfigError(sPath + ": the file cannot be read: " + std::generic_category().message(nErrno));
+    throwConfigError(sPath + ": the file cannot be read: " + std::generic_category().message(nErrno) +
+                     "; name one that exists and may be read");
 }
 
 std::string readFile(const std::string& sPath) {
@@ -105,14 +106,19 @@ public:
     }
     /// pNode: where the value stands, or null when it is absent.
     [[noreturn]] void fail(const toml::node* pNode, const std::string& sKey, const std::string& sWhat) const {
-        std::string sPlace = m_sFile;
-        if (pNode) sPlace += ":" + std::to_string(pNode->source().begin.line);
-        throwConfigError(sPlace + ": the value of \"" + sKey + "\" " + sWhat);
+        throwConfigError(place(pNode) + ": the value of \"" + sKey + "\" " + sWhat);
+    }
+    [[noreturn]] void failUnknown(const std::string& sRemedy) const {
+        throwConfigError(place(find()) + ": there is no key " + m_sKey + sRemedy);
     }
     const std::string& getKey() const noexcept { return m_sKey; }
     const toml::table& getRoot() const noexcept { return m_rRoot; }
 
 private:
+    std::string place(const toml::node* pNode) const {
+        return pNode ? m_sFile + ":" + std::to_string(pNode->source().begin.line) : m_sFile;
+    }
+
     const std::string& m_sFile;
     const toml::table& m_rRoot;
     const std::string m_sKey;
@@ -157,7 +163,7 @@ Handle<const ConfigReaderInstance> ConfigReaderInstance::fromText(std::string_vi
     } catch (const toml::parse_error& e) {
         const toml::source_position tPlace = e.source().begin;
         throwConfigError(sName + ":" + std::to_string(tPlace.line) + ":" + std::to_string(tPlace.column) +
-                         ": " + std::string(e.description()));
+                         ": " + std::string(e.description()) + "; write TOML, version 1.0");
     }
 }
 
@@ -228,4 +234,8 @@ tl::vector<ZQWString> ConfigReader::getNames(const PathFilter& rPath) const {
 void ConfigReader::throwBadValue(const PathFilter& rPath, const ZQWString& sWhat) const {
     const Lookup tLookup(*m_hInstance->m_pValues, rPath);
     tLookup.fail(tLookup.find(), tLookup.getKey(), "cannot be used: " + toUtf8(sWhat));
+}
+
+void ConfigReader::throwUnknownName(const PathFilter& rPath, const ZQWString& sRemedy) const {
+    Lookup(*m_hInstance->m_pValues, rPath).failUnknown(toUtf8(sRemedy));
 }

@@ -1,13 +1,11 @@
 #include "accesslogsettings.h"
 
-#include "containersettings.h"
 #include "text.h"
 
 namespace webcontainer {
 
 AccessLogSettings readAccessLogSettings(const ConfigReader& rReader) {
     constexpr wchar_t ksFormat[] = L"AccessLog/Format";
-    checkNames(rReader, L"AccessLog", {L"File", L"Format"});
     AccessLogSettings tSettings;
     tSettings.sFile = toNarrow(rReader.getConfigValue(L"AccessLog/File", L""));
     const ZQWString sFormat = rReader.getConfigValue(ksFormat, L"combined");

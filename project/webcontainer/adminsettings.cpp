@@ -27,7 +27,6 @@ Limits adminLimits() {
 }  // namespace
 
 std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader) {
-    checkNames(rReader, L"Admin", {L"Listen", L"HostName"});
     const std::string sListen = toNarrow(rReader.getConfigValue(s_ksListen, L"127.0.0.1:9180"));
     AdminSettings tSettings;
     tSettings.sHostName = toNarrow(rReader.getConfigValue(L"Admin/HostName", L""));

@@ -3,6 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
+#include <vector>
+
+#include "nearestname.h"
 
 namespace webcontainer {
 
@@ -27,6 +30,16 @@ void addOptions(CLI::App& rApp, CommandLine& rCommandLine, const std::string& sV
     rApp.footer(s_ksFooter);
 }
 
+/// An option that nobody knows is the likely reason for whatever else is wrong.
+std::string describeMistake(const CLI::App& rApp, const CLI::ParseError& rError) {
+    std::vector<std::string> tKnown;
+    for (const CLI::Option* const p : rApp.get_options())
+        tKnown.push_back("--" + p->get_single_name());
+    for (const std::string& s : rApp.remaining())
+        if (s.starts_with('-')) return "there is no option " + s + suggest(s, tKnown);
+    return rError.what();
+}
+
 }  // namespace
 
 void complain(std::string sWhat) {
@@ -46,7 +59,7 @@ bool parseCommandLine(int nArguments, const char* const* pArguments, const std::
     } catch (const CLI::Success& e) {
         rnExitCode = tApp.exit(e);
     } catch (const CLI::ParseError& e) {
-        complain(std::string(e.what()) + "; see webcontainer --help");
+        complain(describeMistake(tApp, e) + "; see webcontainer --help");
         rnExitCode = kExitBadCommand;
     }
     return false;

@@ -77,17 +77,9 @@ mode_t readUnixSocketMode(const ConfigReader& rReader) {
     return nMode;
 }
 
-tl::vector<ZQWString> knownNames() {
-    tl::vector<ZQWString> tNames{s_ksListen, s_ksUnixSocketMode, s_ksWorkers};
-    for (const LimitInfo& r : s_tLimitInfos)
-        tNames.emplace_back(r.pKey);
-    return tNames;
-}
-
 }  // namespace
 
 ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::string& sListen) {
-    checkNames(rReader, s_ksTable, knownNames());
     ContainerOptions tOptions;
     tOptions.tListen = readListen(rReader, sListen);
     tOptions.nUnixSocketMode = readUnixSocketMode(rReader);
@@ -104,19 +96,6 @@ void applyFeatures(const ConfigReader& rReader) {
     for (const ZQWString& sName : rReader.getNames(s_ksFeatures))
         tValues[sName] = rReader.getConfigValue(under(s_ksFeatures, sName), false);
     FeatureTable::setGlobal(makeHandle<FeatureTable>(std::move(tValues)));
-}
-
-void checkNames(const ConfigReader& rReader, const ZQWString& sTable, const tl::vector<ZQWString>& rKnown) {
-    for (const ZQWString& sName : rReader.getNames(sTable)) {
-        if (std::find(rKnown.begin(), rKnown.end(), sName) != rKnown.end()) continue;
-        StringBuffer tWhat;
-        tWhat.append(L"there is no such key; known are");
-        for (const ZQWString& sKnown : rKnown) {
-            tWhat.append(&sKnown == &rKnown.front() ? L" " : L", ");
-            tWhat.append(sKnown);
-        }
-        rReader.throwBadValue(under(sTable.c_str(), sName), tWhat.toString());
-    }
 }
 
 }  // namespace webcontainer

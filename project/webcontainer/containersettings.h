@@ -22,13 +22,10 @@ namespace webcontainer {
 /// any.
 ///
 /// sListen, when not empty, takes the place of WebContainer/Listen. Throws ConfigError about a value that
-/// cannot be used and about a key that means nothing, StartError about sListen.
+/// cannot be used, StartError about sListen.
 ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::string& sListen);
 
 /// Makes the configured features the global table of responses. Before the first request only.
 void applyFeatures(const ConfigReader& rReader);
-
-/// Throws ConfigError when a name stands directly under sTable that is none of rKnown.
-void checkNames(const ConfigReader& rReader, const ZQWString& sTable, const tl::vector<ZQWString>& rKnown);
 
 }  // namespace webcontainer

@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "containersettings.h"
+#include "containerlog.h"
 #include "text.h"
 
 namespace webcontainer {
@@ -41,7 +41,6 @@ Thresholds readThresholds(const ConfigReader& rReader) {
 }
 
 LogFileSettings readFileSettings(const ConfigReader& rReader) {
-    checkNames(rReader, L"Log", {L"File", L"Format", L"MaxBytes", L"MaxFiles", L"Level", L"Sources"});
     LogFileSettings tSettings;
     tSettings.sPath = toNarrow(rReader.getConfigValue(L"Log/File", L""));
     tSettings.nMaxBytes = rReader.getConfigValue(L"Log/MaxBytes", 0u);
@@ -52,6 +51,15 @@ LogFileSettings readFileSettings(const ConfigReader& rReader) {
     else if (!(sFormat == L"text"))
         rReader.throwBadValue(s_ksFormat, L"it is no format; write text or json");
     return tSettings;
+}
+
+std::unique_ptr<LogFileWriter> openFile(const ConfigReader& rReader) {
+    const LogFileSettings tSettings = readFileSettings(rReader);
+    try {
+        return std::make_unique<LogFileWriter>(tSettings);
+    } catch (const ConfigError& e) {
+        rReader.throwBadValue(L"Log/File", toWide(describe(e) + "; name a file that can be written"));
+    }
 }
 
 }  // namespace
@@ -66,7 +74,7 @@ bool LogSetup::loadConfig(const ConfigReader& rReader, EConfig) {
     if (m_pWriter)
         LogRegistry::removeWriter(*m_pWriter);
     else
-        m_pWriter = std::make_unique<LogFileWriter>(readFileSettings(rReader));
+        m_pWriter = openFile(rReader);
     LogRegistry::addWriter(*m_pWriter, tThresholds.eLeast);
     for (const auto& [sSource, eLeast] : tThresholds.tSources)
         LogRegistry::setThreshold(*m_pWriter, sSource, eLeast);

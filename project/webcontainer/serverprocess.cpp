@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "accesslogsettings.h"
+#include "configurationnames.h"
 #include "containerlog.h"
 #include "containersettings.h"
 #include "starterror.h"
@@ -23,8 +24,10 @@ constexpr rlim_t s_knOtherDescriptors = 256;
 constexpr char s_ksEnding[] = "ending: requests in flight are answered first";
 
 ConfigReader readConfiguration(const std::string& sFile) {
-    ConfigReader::setGlobalInstance(ConfigReaderInstance::fromFile(sFile));
-    return ConfigReader(ConfigReader::getGlobalInstance());
+    const auto hInstance = ConfigReaderInstance::fromFile(sFile);
+    checkConfigurationNames(ConfigReader(hInstance));
+    ConfigReader::setGlobalInstance(hInstance);
+    return ConfigReader(hInstance);
 }
 
 /// Allows as many descriptors as the connections may need, or says that it could not.

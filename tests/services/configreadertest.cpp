@@ -120,10 +120,13 @@ TEST(ConfigReader, NamesThePlaceOfASyntaxError) {
 
 TEST(ConfigReader, SaysWhyAFileCannotBeRead) {
     const test::TemporaryDirectory tDirectory;
-    EXPECT_EQ(errorOf([&] { ConfigReaderInstance::fromFile(tDirectory.path("none.toml")); }),
-              tDirectory.path("none.toml") + ": the file cannot be read: No such file or directory");
+    EXPECT_EQ(
+        errorOf([&] { ConfigReaderInstance::fromFile(tDirectory.path("none.toml")); }),
+        tDirectory.path("none.toml") +
+            ": the file cannot be read: No such file or directory; name one that exists and may be read");
     EXPECT_EQ(errorOf([&] { ConfigReaderInstance::fromFile(tDirectory.path()); }),
-              tDirectory.path() + ": the file cannot be read: Is a directory");
+              tDirectory.path() +
+                  ": the file cannot be read: Is a directory; name one that exists and may be read");
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "configurationnames.h"
+#include "containerlog.h"
 #include "containersettings.h"
 #include "rateguard.h"
 #include "statustext.h"
@@ -50,6 +52,32 @@ TEST(Settings, AddressesAreReadAndWritten) {
                   .tListen.front()
                   .text(),
               "1.2.3.4:5");
+}
+
+TEST(Settings, NamesThatNobodyReadsAreRefused) {
+    const auto refusal = [](const std::string& sToml) -> std::string {
+        try {
+            checkConfigurationNames(reader(sToml.c_str()));
+        } catch (const ConfigError& e) {
+            return describe(e);
+        }
+        return "";
+    };
+    const std::pair<const char*, const char*> tCases[] = {
+        {"DefaultTimeoutMinutes = 1\n[WebContainer]\nmaxheadbytes = 1",
+         "c:3: there is no key WebContainer/maxheadbytes; did you mean MaxHeadBytes?"},
+        {"[WebContaner]", "c:1: there is no key WebContaner; did you mean WebContainer?"},
+        {"[Log]\nSource = 1", "c:2: there is no key Log/Source; did you mean Sources?"},
+        {"[ClientSideCaching.CacheControlHttpHeader]\nNoCahce = 1",
+         "c:2: there is no key ClientSideCaching/CacheControlHttpHeader/NoCahce; did you mean NoCache?"},
+        {"[URL.x]", "c:1: there is no key URL/x; known are MaxContentDispositionFilenameLength"},
+        {"[HTTP]\nThreads = 1",
+         "c:2: there is no key HTTP/Threads; known are DefaultTimeoutMinutes and "
+         "LongRunningHTTPResponseTimeoutMinutes"},
+        {"[Log.Sources]\n\"a.b\" = \"info\"\n[Features]\nx = true\n[Application.Any]\nx = 1", ""},
+    };
+    for (const auto& [pToml, pRefusal] : tCases)
+        EXPECT_EQ(refusal(pToml), pRefusal);
 }
 
 TEST(Settings, FeaturesBecomeTheGlobalTable) {

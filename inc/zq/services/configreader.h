@@ -81,6 +81,8 @@ public:
     /// Throws a ConfigError about a value that has the right type but cannot be used; sWhat says why and what
     /// to write instead.
     [[noreturn]] void throwBadValue(const PathFilter& rPath, const ZQWString& sWhat) const;
+    /// Throws a ConfigError about a name that means nothing; sRemedy goes on behind it.
+    [[noreturn]] void throwUnknownName(const PathFilter& rPath, const ZQWString& sRemedy) const;
 
 private:
     Handle<const ConfigReaderInstance> m_hInstance;
