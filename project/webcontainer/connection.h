@@ -30,6 +30,7 @@ struct Connection {
     ConnectionEnds tEnds;
     std::int64_t nPhaseStart = 0;          ///< on the same clock
     std::int64_t nArrivedUs = 0;           ///< of the request's first byte, on the monotonic clock
+    std::uint32_t nRequests = 0;           ///< that have been run on it
     std::size_t nLingerLeft = 0;           ///< bytes that may still be dropped
     std::unique_ptr<RequestInput> pInput;  ///< an incomplete request; null while there is none
 };

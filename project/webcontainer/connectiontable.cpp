@@ -55,6 +55,7 @@ bool ConnectionTable::open(int nFd, const ConnectionEnds& rEnds) {
     p->tOwnership.open();
     p->nFd = nFd;
     p->tEnds = rEnds;
+    p->nRequests = 0;
     setPhase(*p, EPhase::kFresh);
     m_nOpen.fetch_add(1, std::memory_order_relaxed);
     m_nAll.fetch_add(1, std::memory_order_relaxed);

@@ -10,8 +10,13 @@ namespace webcontainer {
 struct Limits {
     unsigned int nMaxConnections;
     unsigned int nListenBacklog;
+    unsigned int nMaxRequestsPerConnection;
+    unsigned int nMaxEmptyLines;
+    unsigned int nMaxRequestLineBytes;
     unsigned int nMaxHeadBytes;
     unsigned int nMaxHeaderFields;
+    unsigned int nMaxChunkExtensionBytes;
+    unsigned int nMaxTrailerBytes;
     unsigned int nPrefetchBytes;
     unsigned int nDiscardBytes;
     unsigned int nLingerBytes;
@@ -53,19 +58,37 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
      "new clients wait in the listen backlog until a connection ends"},
     {&Limits::nListenBacklog, L"ListenBacklog", "connections", 4096, 1, 65535,
      "clients that connect faster than they are accepted", "the kernel lets further clients try again"},
+    {&Limits::nMaxRequestsPerConnection, L"MaxRequestsPerConnection", "requests", 10000, 1, 1000000000,
+     "clients that never let go of a connection would hold on to one instance of a balanced server",
+     "the last response says \"Connection: close\"; the connection is closed"},
+    {&Limits::nMaxEmptyLines, L"MaxEmptyLines", "lines", 4, 0, 1000,
+     "empty lines before a request are ignored, because some clients end a body with one",
+     "400; the connection is closed"},
+    {&Limits::nMaxRequestLineBytes, L"MaxRequestLineBytes", "bytes", 8192, 64, s_knMebibyte,
+     "a target that no sensible client sends need not be received as a whole; its line end counts too",
+     "414 at once; the connection is closed"},
     {&Limits::nMaxHeadBytes, L"MaxHeadBytes", "bytes", 16384, 1024, s_knMebibyte,
-     "a head is kept in memory until it is complete; also bounds a chunk's size line and the trailers",
-     "414 for the request line, 431 for the header fields, 400 within a body; the connection is closed"},
+     "a head, from its request line to its empty line, is kept in memory until it is complete",
+     "431 at once, or 414 within the request line; the connection is closed"},
     {&Limits::nMaxHeaderFields, L"MaxHeaderFields", "fields", 100, 1, 10000,
-     "each field costs time in every later look-up", "431; the connection is closed"},
+     "each field costs time in every later look-up; also bounds the trailer fields",
+     "431, or 400 within the trailers; the connection is closed"},
+    {&Limits::nMaxChunkExtensionBytes, L"MaxChunkExtensionBytes", "bytes", 256, 0, 65536,
+     "extensions are ignored, so that a body of one byte a chunk could cost any number of bytes for each",
+     "400; the connection is closed"},
+    {&Limits::nMaxTrailerBytes, L"MaxTrailerBytes", "bytes", 4096, 2, s_knMebibyte,
+     "trailer fields and the empty line behind them are received but serve nobody",
+     "400; the connection is closed"},
     {&Limits::nPrefetchBytes, L"PrefetchBytes", "bytes", 65536, 0, 16 * s_knMebibyte,
      "a body up to this length is received before a worker is taken by its request",
      "of a longer body so much is received before, and the worker reads on while the request runs"},
     {&Limits::nDiscardBytes, L"DiscardBytes", "bytes", 65536, 0, 16 * s_knMebibyte,
      "a body that the application did not read is dropped so that the connection can go on",
      "the connection is closed after the response"},
-    {&Limits::nLingerBytes, L"LingerBytes", "bytes", 262144, 0, 64 * s_knMebibyte,
-     "what a client still sends is dropped for a while, so that a reset does not destroy the last response",
+    {&Limits::nLingerBytes, L"LingerBytes", "bytes", 64 * s_knMebibyte, 0, 1024 * s_knMebibyte,
+     "what a client still sends, such as the rest of a refused upload, is dropped for a while, so that a "
+     "reset "
+     "does not destroy the last response",
      "the connection is closed"},
     {&Limits::nHeadTimeoutMs, L"HeadTimeoutMilliseconds", "ms", 20000, 1, s_knHourInMs,
      "a head takes long only when somebody holds connections open; also from connecting to the first byte",
@@ -80,7 +103,7 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
     {&Limits::nWriteTimeoutMs, L"WriteTimeoutMilliseconds", "ms", 30000, 1, s_knHourInMs,
      "a client that takes no byte of the response holds a worker",
      "the client counts as gone; the connection is reset"},
-    {&Limits::nLingerTimeoutMs, L"LingerTimeoutMilliseconds", "ms", 2000, 1, s_knHourInMs,
+    {&Limits::nLingerTimeoutMs, L"LingerTimeoutMilliseconds", "ms", 5000, 1, s_knHourInMs,
      "how long LingerBytes may take to come", "the connection is closed"},
     {&Limits::nMinimumBytesPerSecond, L"MinimumBytesPerSecond", "bytes/s", 500, 0, 1000 * s_knMebibyte,
      "clients that send or take a body in drops hold a worker; 0 allows them to",

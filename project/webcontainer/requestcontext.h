@@ -40,7 +40,8 @@ struct RequestContext {
     std::int64_t& rnArrivedUs;  ///< when the request's first byte came, on the monotonic clock
     std::int64_t nDeadline = std::numeric_limits<std::int64_t>::max();  ///< when the response must have
                                                                         ///< ended, on that clock, in ms
-    unsigned nStatus = 0;  ///< of the response of which bytes have been sent; 0: none
+    bool bLastRequest = false;  ///< the connection has served as many requests as it may
+    unsigned nStatus = 0;       ///< of the response of which bytes have been sent; 0: none
     RequestId tId{};
 
     /// Sends bytes of a response with that status; as ClientSocket::send().

@@ -16,7 +16,16 @@ struct Stretch {
 };
 
 /// The header fields that the front end itself acts upon.
-enum class EKnownField : std::uint8_t { kOther, kHost, kContentType, kExpect };
+enum class EKnownField : std::uint8_t {
+    kOther,
+    kHost,
+    kContentType,
+    kExpect,
+    kConnection,
+    kContentLength,
+    kTransferEncoding,
+};
+inline constexpr std::size_t knKnownFields = 7;
 
 struct HeaderField {
     Stretch tName;
@@ -33,7 +42,7 @@ struct RequestHead {
 
     Stretch tMethod;
     Stretch tTarget;
-    Stretch tAuthority;        ///< of an absolute-form target, else empty
+    Stretch tAuthority;        ///< of an absolute-form or CONNECT's target, else empty
     Stretch tPath;             ///< starts at knNowhere when an absolute-form target has none: "/" then
     Stretch tQuery;            ///< without the question mark; starts at knNowhere when there is none
     unsigned nVersion = 0;     ///< 10 or 11
@@ -42,7 +51,9 @@ struct RequestHead {
     bool bHead = false;        ///< the method is HEAD: the response has no body bytes
     EBodyFraming eFraming = EBodyFraming::kNone;
     std::uint64_t nContentLength = 0;  ///< of a declared body, in bytes
-    std::vector<HeaderField> tFields;  ///< in the order they came
+    /// In the order they came. Where the target has an authority, that is the value of the Host field (RFC
+    /// 9112 section 3.2.2), so that nobody can be sent to another host than the one that was routed to.
+    std::vector<HeaderField> tFields;
 
     /// Empties it for the next request and keeps the storage.
     void clear() {
@@ -58,5 +69,10 @@ struct Refusal {
     unsigned nStatus = 0;
     std::string_view sReason;  ///< a constant text
 };
+
+inline constexpr Refusal s_tBadLineEnd{400, "a line without a proper end"};
+
+/// What came of parsing the bytes that there are.
+enum class EParsed { kNeedMore, kDone, kRefused };
 
 }  // namespace webcontainer

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace webcontainer {
 
@@ -9,13 +10,11 @@ RequestInput::RequestInput(const Limits& rLimits, std::size_t nCapacity)
     : m_pLimits(&rLimits),
       m_nCapacity(std::max(nCapacity, s_knLeastRoom)),
       m_pData(std::make_unique_for_overwrite<char[]>(m_nCapacity)),
-      m_tParser(rLimits) {
-    m_tParser.reset();
-}
+      m_tParser(rLimits) {}
 
 std::size_t RequestInput::fullCapacity(const Limits& rLimits) noexcept {
-    // A head, a body up to the bound, and an unfinished chunk line or the trailers behind it.
-    return 2 * std::size_t{rLimits.nMaxHeadBytes} + rLimits.nPrefetchBytes + 4 * s_knLeastRoom;
+    // A head, a body up to the bound, and room to receive; no byte of a body waits to be parsed.
+    return std::size_t{rLimits.nMaxHeadBytes} + rLimits.nPrefetchBytes + 4 * s_knLeastRoom;
 }
 
 std::span<char> RequestInput::room() {
@@ -69,9 +68,9 @@ std::unique_ptr<RequestInput> RequestInput::detach() {
     std::swap(pInput->m_tHead, m_tHead);
     pInput->m_nUnreceived = m_nUnreceived;
     pInput->m_nUnchunked = m_nUnchunked;
-    pInput->m_bHeadComplete = m_bHeadComplete;
+    pInput->m_nEmptyLines = std::exchange(m_nEmptyLines, 0);
+    pInput->m_bHeadComplete = std::exchange(m_bHeadComplete, false);
     m_t = Marks();
-    m_bHeadComplete = false;
     return pInput;
 }
 
@@ -87,6 +86,7 @@ void RequestInput::startOver(std::size_t nBegin, std::size_t nEnd) {
     startAt(nBegin, nEnd);
     m_tParser.reset();
     m_tHead.clear();
+    m_nEmptyLines = 0;
     m_bHeadComplete = false;
     m_bBodyReceived = false;
 }
@@ -104,20 +104,21 @@ RequestInput::EStatus RequestInput::advance() {
 void RequestInput::skipEmptyLines() noexcept {
     const char* const p = m_pData.get();
     std::size_t nBegin = m_t.nBegin;
-    while (m_t.nEnd - nBegin >= 2 && p[nBegin] == '\r' && p[nBegin + 1] == '\n')
-        nBegin += 2;
+    for (; m_t.nEnd - nBegin >= 2 && p[nBegin] == '\r' && p[nBegin + 1] == '\n'; nBegin += 2)
+        ++m_nEmptyLines;
     startAt(nBegin, m_t.nEnd);
 }
 
 RequestInput::EStatus RequestInput::advanceHead() {
     if (m_t.nHeadEnd == m_t.nBegin) skipEmptyLines();
+    if (m_nEmptyLines > m_pLimits->nMaxEmptyLines) return refuse({400, "too many empty lines"});
     const std::size_t nReceived = m_t.nEnd - m_t.nBegin;
     if (nReceived == 0 || (nReceived == 1 && *head() == '\r')) return EStatus::kNeedMore;
     std::size_t nParsed = m_t.nHeadEnd - m_t.nBegin;
-    const RequestParser::EResult eResult = m_tParser.putHead(head(), nParsed, nReceived, m_tHead);
+    const EParsed eParsed = m_tParser.putHead(head(), nParsed, nReceived, m_tHead);
     m_t.nHeadEnd = m_t.nBegin + nParsed;
-    if (eResult == RequestParser::EResult::kRefused) return refuse(m_tParser.getRefusal());
-    if (eResult == RequestParser::EResult::kNeedMore) return EStatus::kNeedMore;
+    if (eParsed == EParsed::kRefused) return refuse(m_tParser.getRefusal());
+    if (eParsed == EParsed::kNeedMore) return EStatus::kNeedMore;
     beginBody();
     return advanceBody();
 }
@@ -141,12 +142,12 @@ RequestInput::EStatus RequestInput::advanceBody() {
     } else if (m_tHead.eFraming == EBodyFraming::kChunked && !m_bBodyReceived) {
         const char* pFrom = m_pData.get() + m_t.nRaw;
         char* pTo = m_pData.get() + m_t.nBodyEnd;
-        const auto eResult = m_tParser.putChunked(pFrom, m_pData.get() + m_t.nEnd, pTo);
+        const auto eParsed = m_tParser.putChunked(pFrom, m_pData.get() + m_t.nEnd, pTo);
         m_t.nRaw = static_cast<std::size_t>(pFrom - m_pData.get());
         m_nUnchunked += static_cast<std::size_t>(pTo - m_pData.get()) - m_t.nBodyEnd;
         m_t.nBodyEnd = static_cast<std::size_t>(pTo - m_pData.get());
-        if (eResult == RequestParser::EResult::kRefused) return refuse(m_tParser.getRefusal());
-        m_bBodyReceived = eResult == RequestParser::EResult::kDone;
+        if (eParsed == EParsed::kRefused) return refuse(m_tParser.getRefusal());
+        m_bBodyReceived = eParsed == EParsed::kDone;
     }
     return isReady() ? EStatus::kReady : EStatus::kNeedMore;
 }

@@ -39,8 +39,8 @@ public:
     EStatus advance();
     const Refusal& getRefusal() const noexcept { return m_tRefusal; }
 
-    /// Nothing has been received of a next request.
-    bool isEmpty() const noexcept { return m_t.nBegin == m_t.nEnd; }
+    /// Nothing has been received of a next request, not even an empty line before it.
+    bool isEmpty() const noexcept { return m_t.nBegin == m_t.nEnd && m_nEmptyLines == 0; }
     bool isHeadComplete() const noexcept { return m_bHeadComplete; }
     /// Takes what has been received into a new input with little more storage than it needs; this one is
     /// empty afterwards and keeps its storage.
@@ -107,6 +107,7 @@ private:
     Refusal m_tRefusal;
     std::size_t m_nUnreceived = 0;
     std::uint64_t m_nUnchunked = 0;  ///< bytes of a chunked body that have been decoded
+    std::size_t m_nEmptyLines = 0;   ///< before the request
     bool m_bHeadComplete = false;
     bool m_bBodyReceived = false;
 };

@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 
+#include "chunkdecoder.h"
 #include "containerlimits.h"
+#include "headscanner.h"
 #include "requesthead.h"
 
 namespace webcontainer {
@@ -13,36 +14,32 @@ namespace webcontainer {
 ///
 ///     reset() -> putHead() until kDone -> for a chunked body: putChunked() until kDone
 ///
-/// Takes the same bytes in any division; what it did not consume is to be offered again with more behind it.
+/// Consumes all bytes as they come, and says the same of them in any division. A head passes three gates: its
+/// grammar byte by byte as it comes, the library's parser when it is complete, and the rules of headrules.h.
 class RequestParser {
 public:
-    enum class EResult { kNeedMore, kDone, kRefused };
-
     /// rLimits must outlive the parser.
-    explicit RequestParser(const Limits& rLimits);
-    RequestParser(RequestParser&&) noexcept;
-    RequestParser& operator=(RequestParser&&) noexcept;
-    ~RequestParser();
+    explicit RequestParser(const Limits& rLimits) noexcept;
 
-    /// Forgets everything; the next bytes start a head. Must come before the first head too.
-    void reset();
+    /// Forgets everything; the next bytes start a head.
+    void reset() noexcept;
     /// Parses head bytes: pBegin is the head's first byte, rnFrom how many bytes of it are consumed already
-    /// (raised by this call), nEnd how many there are.
-    EResult putHead(const char* pBegin, std::size_t& rnFrom, std::size_t nEnd, RequestHead& rHead);
+    /// (raised by this call), nEnd how many there are. Method, target and version stand in rHead as soon as
+    /// the request line has come, all the rest for kDone.
+    EParsed putHead(const char* pBegin, std::size_t& rnFrom, std::size_t nEnd, RequestHead& rHead);
     /// Parses bytes of a chunked body from p to pEnd and moves the plain bytes among them to pTo, which may
-    /// lie before p in the same storage. Raises p and pTo. kDone: the trailers (RFC 9112 section 7.1.2, which
-    /// are dropped) have ended too.
-    EResult putChunked(const char*& p, const char* pEnd, char*& pTo);
+    /// lie before p in the same storage. Raises p and pTo. kDone: the trailers, which are dropped, have ended
+    /// too.
+    EParsed putChunked(const char*& p, const char* pEnd, char*& pTo) noexcept;
     /// After kRefused.
     const Refusal& getRefusal() const noexcept { return m_tRefusal; }
 
 private:
-    struct Impl;
-    EResult checkResult(int nError, bool bFailed);
-    EResult refuse(const Refusal& rRefusal);
+    EParsed refuse(const Refusal& rRefusal) noexcept;
 
     const Limits* m_pLimits;
-    std::unique_ptr<Impl> m_pImpl;
+    HeadScanner m_tHead;
+    ChunkDecoder m_tChunks;
     Refusal m_tRefusal;
 };
 

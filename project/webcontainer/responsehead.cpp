@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 
+#include "byteclass.h"
 #include "headrules.h"
 #include "statustext.h"
 
@@ -16,15 +17,6 @@ constexpr std::string_view s_ksFramingFields[] = {"Connection", "Content-Length"
 constexpr std::string_view s_ksBodyFields[] = {"Content-Type",  "Content-Encoding", "Content-Disposition",
                                                "Content-Range", "Last-Modified",    "ETag"};
 constexpr std::string_view s_ksEndOfLine = "\r\n";
-
-constexpr bool isTokenByte(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
-}
-
-bool isToken(std::string_view s) {
-    return !s.empty() && std::all_of(s.begin(), s.end(), isTokenByte);
-}
 
 bool isIn(std::span<const std::string_view> tNames, std::string_view sName) {
     return std::any_of(tNames.begin(), tNames.end(),
@@ -53,7 +45,7 @@ void appendFraming(NarrowStringBufferBase& rBuffer, const ResponseLine& rLine) {
 }  // namespace
 
 ResponseHead::EAdded ResponseHead::addField(std::string_view sName, std::string_view sValue) {
-    if (!isToken(sName) || isIn(s_ksFramingFields, sName)) return EAdded::kDropped;
+    if (!isAllOf(kTokenByte, sName) || isIn(s_ksFramingFields, sName)) return EAdded::kDropped;
     m_bHasDate = m_bHasDate || equalsNoCase(sName, "Date");
     if (std::none_of(sValue.begin(), sValue.end(), endsField)) {
         appendField(m_tFields, sName, sValue);

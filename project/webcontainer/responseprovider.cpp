@@ -175,7 +175,7 @@ void ResponseProvider::beginHead(std::size_t nBytes, bool bFinal) {
     // What is left of the body may be dropped only when the application cannot ask for it any more.
     const bool bBodyReceived = bFinal ? m_rBody.finish() : m_rContext.rInput.isBodyReceived();
     m_tLine.bKeepAlive = rRequest.bKeepAlive && bBodyReceived &&
-                         m_tLine.eFraming != EResponseFraming::kUntilClose &&
+                         m_tLine.eFraming != EResponseFraming::kUntilClose && !m_rContext.bLastRequest &&
                          !m_rContext.rbDraining.load(std::memory_order_relaxed);
     m_tLine.bSayKeepAlive = rRequest.nVersion == 10;
     m_rBody.forgetContinue();

@@ -105,6 +105,7 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
                 break;
         }
         rConnection.ePhase.store(EPhase::kServing, std::memory_order_relaxed);
+        rContext.bLastRequest = ++rConnection.nRequests >= m_tShared.rLimits.nMaxRequestsPerConnection;
         const EOutcome eOutcome = runRequest(rContext, rConnection);
         if (eOutcome != EOutcome::kKeep) {
             rNext = toNext(rConnection, eOutcome);

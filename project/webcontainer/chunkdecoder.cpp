@@ -1,0 +1,79 @@
+#include "chunkdecoder.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace webcontainer {
+
+ChunkDecoder::ChunkDecoder(const Limits& rLimits) noexcept
+    : m_pLimits(&rLimits),
+      m_tLine(rLimits.nMaxChunkExtensionBytes),
+      m_tTrailers(rLimits.nMaxHeaderFields),
+      m_nTrailerBytesLeft(rLimits.nMaxTrailerBytes) {}
+
+EParsed ChunkDecoder::decode(const char*& p, const char* pEnd, char*& pTo) noexcept {
+    EParsed eParsed = EParsed::kNeedMore;
+    while (p != pEnd && eParsed == EParsed::kNeedMore)
+        eParsed = step(p, pEnd, pTo);
+    return eParsed;
+}
+
+EParsed ChunkDecoder::step(const char*& p, const char* pEnd, char*& pTo) noexcept {
+    switch (m_eState) {
+        case EState::kSizeLine:
+            return putLine(*p++);
+        case EState::kData:
+            moveData(p, pEnd, pTo);
+            return EParsed::kNeedMore;
+        case EState::kDataReturn:
+            return endData(*p++, '\r', EState::kDataLineFeed);
+        case EState::kDataLineFeed:
+            return endData(*p++, '\n', EState::kSizeLine);
+        default:
+            return scanTrailers(p, pEnd);
+    }
+}
+
+EParsed ChunkDecoder::putLine(char c) noexcept {
+    const EParsed eParsed = m_tLine.put(c);
+    if (eParsed == EParsed::kRefused) return refuse(m_tLine.getRefusal());
+    if (eParsed == EParsed::kNeedMore) return EParsed::kNeedMore;
+    m_nDataLeft = m_tLine.getSize();
+    m_tLine = ChunkLine(m_pLimits->nMaxChunkExtensionBytes);
+    m_eState = m_nDataLeft == 0 ? EState::kTrailers : EState::kData;
+    return EParsed::kNeedMore;
+}
+
+void ChunkDecoder::moveData(const char*& p, const char* pEnd, char*& pTo) noexcept {
+    const std::size_t nMoved =
+        static_cast<std::size_t>(std::min<std::uint64_t>(m_nDataLeft, static_cast<std::uint64_t>(pEnd - p)));
+    std::memmove(pTo, p, nMoved);
+    p += nMoved;
+    pTo += nMoved;
+    m_nDataLeft -= nMoved;
+    if (m_nDataLeft == 0) m_eState = EState::kDataReturn;
+}
+
+EParsed ChunkDecoder::endData(char c, char cExpected, EState eNext) noexcept {
+    if (c != cExpected) return refuse({400, "a chunk that is longer than its size"});
+    m_eState = eNext;
+    return EParsed::kNeedMore;
+}
+
+EParsed ChunkDecoder::scanTrailers(const char*& p, const char* pEnd) noexcept {
+    const char* const pStart = p;
+    const auto nReceived = static_cast<std::size_t>(pEnd - p);
+    const EParsed eParsed = m_tTrailers.scan(p, p + std::min(nReceived, m_nTrailerBytesLeft));
+    m_nTrailerBytesLeft -= static_cast<std::size_t>(p - pStart);
+    if (eParsed == EParsed::kRefused) return refuse({400, m_tTrailers.getRefusal().sReason});
+    if (eParsed == EParsed::kNeedMore && m_nTrailerBytesLeft == 0)
+        return refuse({400, "the trailers are too long"});
+    return eParsed;
+}
+
+EParsed ChunkDecoder::refuse(const Refusal& rRefusal) noexcept {
+    m_tRefusal = rRefusal;
+    return EParsed::kRefused;
+}
+
+}  // namespace webcontainer

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "requesthead.h"
+
+namespace webcontainer {
+
+/// Reads one chunk's size line (RFC 9112 section 7.1), byte by byte:
+///
+///     1*HEXDIG *( BWS ";" BWS token [ BWS "=" BWS ( token / quoted-string ) ] ) CRLF
+///
+/// The extensions are checked and dropped.
+class ChunkLine {
+public:
+    /// nMaxExtension: bytes allowed between the size and the line's end.
+    explicit ChunkLine(std::size_t nMaxExtension) noexcept : m_nExtensionLeft(nMaxExtension) {}
+
+    EParsed put(char c) noexcept;
+    /// After kDone, in bytes.
+    std::uint64_t getSize() const noexcept { return m_nSize; }
+    /// After kRefused.
+    const Refusal& getRefusal() const noexcept { return m_tRefusal; }
+
+    enum class EState : std::uint8_t {
+        kElementEnd,  ///< behind the size or a quoted string
+        kGap,         ///< white space before a semicolon
+        kNameGap,
+        kName,
+        kNameEnd,  ///< white space behind a name
+        kValueGap,
+        kValue,
+        kQuoted,
+        kEscaped,
+        kLineEnd,
+        kFault,
+        kDone,
+        kSize,
+    };
+
+private:
+    EParsed putDigit(char c) noexcept;
+    EParsed refuse(std::string_view sReason) noexcept;
+
+    std::uint64_t m_nSize = 0;
+    std::size_t m_nExtensionLeft;
+    unsigned m_nDigits = 0;
+    EState m_eState = EState::kSize;
+    Refusal m_tRefusal;
+};
+
+}  // namespace webcontainer

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+#include "requesthead.h"
+
+namespace webcontainer {
+
+/// Checks field lines up to the empty line that ends them (RFC 9112 section 5), of a head or of trailers.
+/// Looks at every byte once, in whatever pieces they come, and refuses at the first one that is out of place:
+/// line ends are CRLF, names are tokens with the colon right behind, values are on one line and hold no
+/// control bytes.
+class FieldScanner {
+public:
+    explicit FieldScanner(unsigned nMaxFields) noexcept : m_nFieldsLeft(nMaxFields) {}
+
+    /// Raises p up to pEnd, or behind the empty line for kDone.
+    EParsed scan(const char*& p, const char* pEnd) noexcept;
+    /// After kRefused.
+    const Refusal& getRefusal() const noexcept { return m_tRefusal; }
+
+private:
+    enum class EState : std::uint8_t { kFirstLine, kLine, kName, kValue, kLineEnd, kEnd };
+
+    EParsed step(const char*& p, const char* pEnd) noexcept;
+    EParsed beginLine(const char*& p) noexcept;
+    EParsed scanName(const char*& p, const char* pEnd) noexcept;
+    EParsed scanValue(const char*& p, const char* pEnd) noexcept;
+    EParsed refuse(const Refusal& rRefusal) noexcept;
+
+    EState m_eState = EState::kFirstLine;
+    unsigned m_nFieldsLeft;
+    Refusal m_tRefusal;
+};
+
+}  // namespace webcontainer

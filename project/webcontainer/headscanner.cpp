@@ -1,0 +1,113 @@
+#include "headscanner.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace webcontainer {
+
+namespace {
+
+/// RFC 9112 section 2.3; each # is one digit.
+constexpr std::string_view s_ksVersionPattern = "HTTP/#.#";
+
+constexpr Refusal s_tBadMethod{400, "a malformed method"};
+constexpr Refusal s_tBadTarget{400, "a malformed request target"};
+constexpr Refusal s_tBadVersion{400, "a malformed HTTP version"};
+constexpr Refusal s_tOtherVersion{505, "an HTTP version other than 1.0 and 1.1"};
+
+}  // namespace
+
+HeadScanner::HeadScanner(const Limits& rLimits) noexcept
+    : m_nMaxLine(std::min(rLimits.nMaxRequestLineBytes, rLimits.nMaxHeadBytes)),
+      m_nMaxHead(rLimits.nMaxHeadBytes),
+      m_tFields(rLimits.nMaxHeaderFields) {}
+
+EParsed HeadScanner::scan(const char* pBegin, std::size_t& rnFrom, std::size_t nEnd) noexcept {
+    const char* p = pBegin + rnFrom;
+    EParsed eParsed = EParsed::kNeedMore;
+    if (m_eState != EState::kFields) eParsed = scanLine(p, pBegin + std::min(nEnd, m_nMaxLine));
+    if (m_eState == EState::kFields && eParsed == EParsed::kNeedMore) {
+        eParsed = m_tFields.scan(p, pBegin + std::min(nEnd, m_nMaxHead));
+        if (eParsed == EParsed::kRefused) m_tRefusal = m_tFields.getRefusal();
+    }
+    rnFrom = static_cast<std::size_t>(p - pBegin);
+    if (eParsed != EParsed::kNeedMore) return eParsed;
+    if (m_eState != EState::kFields && rnFrom == m_nMaxLine)
+        return refuse({414, "the request line is too long"});
+    if (rnFrom == m_nMaxHead) return refuse({431, "the header fields are too long"});
+    return EParsed::kNeedMore;
+}
+
+EParsed HeadScanner::scanLine(const char*& p, const char* pEnd) noexcept {
+    EParsed eParsed = EParsed::kNeedMore;
+    while (p != pEnd && m_eState != EState::kFields && eParsed == EParsed::kNeedMore)
+        eParsed = step(p, pEnd);
+    return eParsed;
+}
+
+EParsed HeadScanner::step(const char*& p, const char* pEnd) noexcept {
+    switch (m_eState) {
+        case EState::kMethodStart:
+            return beginPart(*p, kTokenByte, EState::kMethod, s_tBadMethod);
+        case EState::kMethod:
+            return scanMethod(p, pEnd);
+        case EState::kTargetStart:
+            return beginPart(*p, kTargetByte, EState::kTarget, s_tBadTarget);
+        case EState::kTarget:
+            return scanTarget(p, pEnd);
+        case EState::kVersion:
+            return scanVersion(*p++);
+        default:
+            return endLine(*p++);
+    }
+}
+
+/// Nothing is empty; the byte itself is left to the part.
+EParsed HeadScanner::beginPart(char c, EByteClass eClass, EState eState, const Refusal& rRefusal) noexcept {
+    return isOf(eClass, c) ? go(eState) : refuse(rRefusal);
+}
+
+EParsed HeadScanner::scanMethod(const char*& p, const char* pEnd) noexcept {
+    p = skipBytes(kTokenByte, p, pEnd);
+    if (p == pEnd) return EParsed::kNeedMore;
+    return *p++ == ' ' ? go(EState::kTargetStart) : refuse(s_tBadMethod);
+}
+
+EParsed HeadScanner::scanTarget(const char*& p, const char* pEnd) noexcept {
+    p = skipBytes(kTargetByte, p, pEnd);
+    if (p == pEnd) return EParsed::kNeedMore;
+    const char c = *p++;
+    if (c == ' ') return go(EState::kVersion);
+    if (c == '\r') return go(EState::kLineEndWithoutVersion);
+    return refuse(c == '#' ? Refusal{400, "a fragment in the request target"} : s_tBadTarget);
+}
+
+EParsed HeadScanner::scanVersion(char c) noexcept {
+    if (m_nVersionBytes == s_ksVersionPattern.size())
+        return c == '\r' ? go(EState::kLineEnd) : refuse(s_tBadVersion);
+    const char cExpected = s_ksVersionPattern[m_nVersionBytes++];
+    if (cExpected != '#') return c == cExpected ? EParsed::kNeedMore : refuse(s_tBadVersion);
+    if (!isOf(kDigitByte, c)) return refuse(s_tBadVersion);
+    m_nVersion = 10 * m_nVersion + static_cast<unsigned>(c - '0');
+    return EParsed::kNeedMore;
+}
+
+/// A line without a version is HTTP/0.9's. A higher minor version than ours is not taken for 1.1 either,
+/// though it could be (RFC 9110 section 2.5): there is none, so whoever sends it is up to something.
+EParsed HeadScanner::endLine(char c) noexcept {
+    if (c != '\n') return refuse(s_tBadLineEnd);
+    const bool bKnown = m_eState == EState::kLineEnd && (m_nVersion == 10 || m_nVersion == 11);
+    return bKnown ? go(EState::kFields) : refuse(s_tOtherVersion);
+}
+
+EParsed HeadScanner::go(EState eState) noexcept {
+    m_eState = eState;
+    return EParsed::kNeedMore;
+}
+
+EParsed HeadScanner::refuse(const Refusal& rRefusal) noexcept {
+    m_tRefusal = rRefusal;
+    return EParsed::kRefused;
+}
+
+}  // namespace webcontainer
