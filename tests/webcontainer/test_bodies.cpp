@@ -175,7 +175,7 @@ TEST(Bodies, FaultsAreAnsweredByWhatTheyAre) {
         {"GET /forgotten HTTP/1.1\r\nHost: h\r\n\r\n", "500 Internal Server Error: the server failed\n"},
         {"POST /stall HTTP/1.1\r\nHost: h\r\nContent-Length: 102\r\n\r\n" + pattern(101),
          "408 Request Timeout: the body came too slowly\n"},
-        {post(s_ksChunked, "1\r\nabc\r\n"), "400 Bad Request: a malformed chunk\n"},
+        {post(s_ksChunked, "1\r\nabc\r\n"), "400 Bad Request: a chunk that is longer than its size\n"},
         {"nonsense\r\n\r\n", "400 Bad Request: a malformed method\n"},
     };
     for (const auto& r : tCases) {

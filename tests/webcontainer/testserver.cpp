@@ -58,12 +58,13 @@ Client::~Client() {
     if (m_nFd >= 0) ::close(m_nFd);
 }
 
-void Client::send(std::string_view s) {
+bool Client::send(std::string_view s) {
     while (!s.empty()) {
         const ssize_t nSent = ::send(m_nFd, s.data(), s.size(), MSG_NOSIGNAL);
-        if (nSent <= 0) return;  // what came back tells why
+        if (nSent <= 0) return false;
         s.remove_prefix(static_cast<std::size_t>(nSent));
     }
+    return true;
 }
 
 void Client::finish() {

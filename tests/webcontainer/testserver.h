@@ -60,7 +60,8 @@ public:
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    void send(std::string_view s);
+    /// False: the server takes nothing any more; what came back tells why.
+    bool send(std::string_view s);
     /// Ends our side only.
     void finish();
     /// Closes with a reset.

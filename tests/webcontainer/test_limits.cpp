@@ -1,0 +1,79 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "testserver.h"
+
+namespace test {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+void echo(Request& r, Response& rResponse) {
+    answer(rResponse, readBody(r));
+}
+
+TEST(Limits, TheLastRequestOfAConnectionIsAnsweredAndSaysSo) {
+    webcontainer::Limits tLimits = quickLimits();
+    tLimits.nMaxRequestsPerConnection = 3;
+    Server tServer(echo, tLimits);
+    const std::string sGet = "GET / HTTP/1.1\r\nHost: h\r\n\r\n";
+    const std::string sKept = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
+    const std::string sLast = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
+    for (int n = 0; n < 2; ++n)  // the second time on a connection whose place has been used before
+        EXPECT_EQ(withoutDates(ask(tServer, sGet + sGet + sGet + sGet)), sKept + sKept + sLast);
+}
+
+TEST(Limits, WhoeverIsRefusedWhileSendingCanReadTheAnswer) {
+    webcontainer::Limits tLimits = quickLimits();
+    tLimits.nLingerTimeoutMs = webcontainer::Limits().nLingerTimeoutMs;
+    Server tServer([](Request&, Response&) { throw Exception(GDString(L"limit")); }, tLimits);
+    tServer.m_tHandler.m_fIsBodyLimit = [](const Exception&) { return true; };
+    const std::string sPost = "POST / HTTP/1.1\r\nHost: h\r\n";
+    const struct {
+        std::string sRequest;
+        int nMore;  ///< bytes that follow it, in thousands
+        const char* pStatus;
+    } tCases[] = {
+        {"GET /" + std::string(9000, 'x'), 200, "414 URI Too Long"},
+        {sPost + "X: " + std::string(17000, 'x'), 200, "431 Request Header Fields Too Large"},
+        {sPost + "Transfer-Encoding: chunked\r\n\r\nx", 200, "400 Bad Request"},
+        {sPost + "Expect: x\r\nContent-Length: 200000\r\n\r\n", 200, "417 Expectation Failed"},
+        {sPost + "Content-Length: 50000000\r\n\r\n" + std::string(100000, 'x'), 50000,
+         "413 Content Too Large"},
+    };
+    const std::string sThousand(1000, 'x');
+    for (const auto& r : tCases) {
+        Client tClient(tServer);
+        bool bTaken = tClient.send(r.sRequest);
+        EXPECT_TRUE(tClient.hasInput(5000)) << "the answer must not wait for the rest";
+        for (int n = 0; n < r.nMore; ++n)
+            bTaken = tClient.send(sThousand) && bTaken;
+        EXPECT_TRUE(bTaken) << r.pStatus;
+        EXPECT_THAT(tClient.readAll(),
+                    testing::AllOf(StartsWith(std::string("HTTP/1.1 ") + r.pStatus), EndsWith("\n")));
+    }
+}
+
+TEST(Limits, DroppingWhatARefusedClientSendsIsBoundedInBytesAndTime) {
+    for (const bool bBytes : {true, false}) {
+        webcontainer::Limits tLimits = quickLimits();
+        tLimits.nMaxConnections = 1;  // so that the next client is answered when this one's connection ends
+        tLimits.nLingerTimeoutMs = bBytes ? 3600000 : 200;
+        tLimits.nLingerBytes = bBytes ? 50 : 3600000;
+        Server tServer(echo, tLimits);
+        Client tClient(tServer);
+        tClient.send("nonsense\r\n\r\n");
+        EXPECT_THAT(tClient.readAll(), HasSubstr("400 Bad Request"));
+        Client tNext(tServer);
+        tNext.send("GET / HTTP/1.0\r\n\r\n");
+        if (bBytes) tClient.send(std::string(49, 'x'));
+        EXPECT_FALSE(tNext.hasInput(50));
+        tClient.send("x");
+        EXPECT_THAT(tNext.readAll(), StartsWith("HTTP/1.1 200"));
+    }
+}
+
+}  // namespace
+}  // namespace test
