@@ -59,14 +59,21 @@ bool Acceptor::handleError(int nError) noexcept {
         case ENFILE:
         case ENOMEM:
         case ENOBUFS:
-            logText(kSevWarning, s_lsConnection,
-                    "no client is accepted for a while: " + describeError(nError));
+            complain(nError);
             pause(monotonicMs() + m_rLimits.nAcceptPauseMs);
             return false;
         default:
             // A client that has gone already, or a network error of its connection (see accept(2)).
             return !m_bStopped.load(std::memory_order_acquire);
     }
+}
+
+/// Once in a while only: the pauses may follow each other for hours.
+void Acceptor::complain(int nError) noexcept {
+    const std::int64_t nNowMs = monotonicMs();
+    if (nNowMs < m_nNextComplaintMs.load(std::memory_order_relaxed)) return;
+    m_nNextComplaintMs.store(nNowMs + s_knComplaintIntervalMs, std::memory_order_relaxed);
+    logText(kSevWarning, s_lsConnection, "clients have to wait: " + describeError(nError));
 }
 
 void Acceptor::pause(std::int64_t nUntilMs) noexcept {

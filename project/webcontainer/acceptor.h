@@ -40,10 +40,12 @@ private:
     /// How long the second half of a handshake may take on the network around a reverse proxy.
     static constexpr std::int64_t s_knHandshakeMs = 50;
     static constexpr std::int64_t s_knNotPaused = 0;
+    static constexpr std::int64_t s_knComplaintIntervalMs = 10000;
 
     bool hasRoom() const noexcept { return m_rConnections.count() < m_rLimits.nMaxConnections; }
     bool acceptOne() noexcept;
     bool handleError(int nError) noexcept;
+    void complain(int nError) noexcept;
     void pause(std::int64_t nUntilMs) noexcept;
 
     Poller& m_rPoller;
@@ -52,6 +54,7 @@ private:
     Listener m_tListener;
     std::atomic<bool> m_bStopped{false};
     std::atomic<std::int64_t> m_nPausedUntilMs{s_knNotPaused};
+    std::atomic<std::int64_t> m_nNextComplaintMs{0};
     std::int64_t m_nStoppedMs = 0;  ///< when, on the monotonic clock
 };
 
