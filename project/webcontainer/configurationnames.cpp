@@ -28,7 +28,7 @@ const std::vector<KnownTable>& knownTables() {
             {"Log/Sources", {}},
             {"HTTP", {"DefaultTimeoutMinutes", "LongRunningHTTPResponseTimeoutMinutes"}},
             {"URL", {"MaxContentDispositionFilenameLength"}},
-            {"Multipart", {"MaxHeaderBytesPerPart", "MaxHeadersPerPart", "MaxParts"}},
+            {"Multipart", {"MaxFieldBytes", "MaxHeaderBytesPerPart", "MaxHeadersPerPart", "MaxParts"}},
             {"ClientSideCaching", {"GeneratedContentCaching"}},
             {"ClientSideCaching/CacheControlHttpHeader", {"Default", "NoCache", "EnableCache"}},
             {"Features", {}},

@@ -128,6 +128,7 @@ TEST(Program, AnswersQuestionsAboutItself) {
         {{"--version"}, "webcontainer [0-9.]+ \\(webhttpserver .*\\)"},
         {{"--help"}, "Serves an application over HTTP/1.1."},
         {{"--check", "--config", sGood, "--app", TEST_APPLICATION}, "webcontainer: .*good.toml can be used"},
+        {{"--check", "--config", TEST_SAMPLE_CONFIGURATION}, "webcontainer: .* can be used"},
     };
     for (const auto& [rArguments, sLine] : tCases) {
         Program tProgram(rArguments);

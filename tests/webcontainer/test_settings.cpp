@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+
 #include "configurationnames.h"
 #include "containerlog.h"
 #include "containersettings.h"
@@ -15,7 +18,9 @@ ConfigReader reader(const char* pToml) {
     return ConfigReader(ConfigReaderInstance::fromText(pToml, "c"));
 }
 
-TEST(Settings, EveryLimitIsReadUnderItsKeyAndBounded) {
+TEST(Settings, EveryLimitIsReadUnderItsKeyBoundedAndDocumented) {
+    std::ostringstream tDocument;
+    tDocument << std::ifstream(TEST_DOCUMENTS "/configuration.md").rdbuf();
     for (const LimitInfo& r : s_tLimitInfos) {
         std::string sKey;
         for (const wchar_t* p = r.pKey; *p; ++p)
@@ -28,6 +33,10 @@ TEST(Settings, EveryLimitIsReadUnderItsKeyAndBounded) {
         EXPECT_EQ(read(r.nLeast), r.nLeast) << sKey;
         EXPECT_EQ(read(r.nMost), r.nMost) << sKey;
         EXPECT_THROW(read(std::uint64_t{r.nMost} + 1), ConfigError) << sKey;
+        const std::string sRow = "| `" + sKey + "` | " + std::to_string(r.nDefault) + " " + r.pUnit + " | " +
+                                 std::to_string(r.nLeast) + " to " + std::to_string(r.nMost) + " | " +
+                                 r.pReason + " | " + r.pWhenReached + " |\n";
+        EXPECT_NE(tDocument.str().find(sRow), std::string::npos) << sRow;
         if (r.nLeast > 0) {
             EXPECT_THROW(read(r.nLeast - 1), ConfigError) << sKey;
         }
