@@ -11,9 +11,10 @@
 
 namespace webcontainer {
 
-Acceptor::Acceptor(const ListenAddress& rAddress, mode_t nUnixMode, Poller& rPoller,
-                   ConnectionTable& rConnections, const Limits& rLimits)
-    : m_rPoller(rPoller),
+Acceptor::Acceptor(const ListenAddress& rAddress, mode_t nUnixMode, const TrustedProxies& rTrusted,
+                   Poller& rPoller, ConnectionTable& rConnections, const Limits& rLimits)
+    : m_rTrusted(rTrusted),
+      m_rPoller(rPoller),
       m_rConnections(rConnections),
       m_rLimits(rLimits),
       m_tListener(rAddress, rLimits.nListenBacklog, nUnixMode) {}
@@ -43,6 +44,7 @@ bool Acceptor::acceptOne() noexcept {
         ::accept4(m_tListener.getFd(), tEnds.tClient.data(), &nLength, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (nFd < 0) return false;
     tEnds.tClient.unmap();
+    if (m_rTrusted.contains(tEnds.tClient)) tEnds.pTrusted = &m_rTrusted;
     try {
         m_rConnections.open(nFd, tEnds);
     } catch (const std::bad_alloc&) {

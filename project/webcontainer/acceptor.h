@@ -17,9 +17,9 @@ namespace webcontainer {
 ///     construction --- start() --- stop() --- finish() until it says so
 class Acceptor {
 public:
-    /// Opens the listening socket. Poller, connections and limits must outlive the object. Throws StartError.
-    Acceptor(const ListenAddress& rAddress, mode_t nUnixMode, Poller& rPoller, ConnectionTable& rConnections,
-             const Limits& rLimits);
+    /// Opens the listening socket. All arguments but the first must outlive the object. Throws StartError.
+    Acceptor(const ListenAddress& rAddress, mode_t nUnixMode, const TrustedProxies& rTrusted, Poller& rPoller,
+             ConnectionTable& rConnections, const Limits& rLimits);
 
     const Listener& getListener() const noexcept { return m_tListener; }
 
@@ -48,6 +48,7 @@ private:
     void complain(int nError) noexcept;
     void pause(std::int64_t nUntilMs) noexcept;
 
+    const TrustedProxies& m_rTrusted;
     Poller& m_rPoller;
     ConnectionTable& m_rConnections;
     const Limits& m_rLimits;

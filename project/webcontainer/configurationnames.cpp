@@ -21,7 +21,7 @@ const std::vector<KnownTable>& knownTables() {
     static const std::vector<KnownTable> s_tTables = [] {
         std::vector<KnownTable> tTables{
             {"", {"DefaultTimeoutMinutes"}},
-            {"WebContainer", {"Listen", "UnixSocketMode", "Workers"}},
+            {"WebContainer", {"Listen", "TrustedProxies", "UnixSocketMode", "Workers"}},
             {"AccessLog", {"File", "Format"}},
             {"Admin", {"Listen", "HostName"}},
             {"Log", {"File", "Format", "MaxBytes", "MaxFiles", "Level"}},

@@ -40,8 +40,8 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler,
       m_tStatistics(m_tOptions.nWorkers + 1) {
     m_tPoller.watchAlways(m_tStop.get());
     for (const ListenAddress& r : m_tOptions.tListen)
-        m_tAcceptors.emplace_back(r, m_tOptions.nUnixSocketMode, m_tPoller, m_tConnections,
-                                  m_tOptions.tLimits);
+        m_tAcceptors.emplace_back(r, m_tOptions.nUnixSocketMode, m_tOptions.tTrustedProxies, m_tPoller,
+                                  m_tConnections, m_tOptions.tLimits);
 }
 
 Container::~Container() {

@@ -22,6 +22,7 @@ namespace webcontainer {
 struct ContainerOptions {
     std::vector<ListenAddress> tListen;
     mode_t nUnixSocketMode = 0660;  ///< of the files of unix sockets
+    TrustedProxies tTrustedProxies;
     unsigned nWorkers = 1;
     Limits tLimits;
     /// Called by the thread that enforces the deadlines, after each time that it has done so: a sign of life.

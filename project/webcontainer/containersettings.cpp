@@ -77,11 +77,24 @@ mode_t readUnixSocketMode(const ConfigReader& rReader) {
     return nMode;
 }
 
+TrustedProxies readTrustedProxies(const ConfigReader& rReader) {
+    const PathFilter tKey(under(s_ksTable, L"TrustedProxies"));
+    const std::string sNetworks = toNarrow(rReader.getConfigValue(tKey, L""));
+    TrustedProxies tProxies;
+    for (const std::string_view sNetwork : splitList(sNetworks))
+        if (!tProxies.add(sNetwork))
+            rReader.throwBadValue(tKey,
+                                  toWide(std::string(sNetwork) +
+                                         " is no network; write a list such as \"10.0.0.0/8 ::1 unix:\""));
+    return tProxies;
+}
+
 }  // namespace
 
 ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::string& sListen) {
     ContainerOptions tOptions;
     tOptions.tListen = readListen(rReader, sListen);
+    tOptions.tTrustedProxies = readTrustedProxies(rReader);
     tOptions.nUnixSocketMode = readUnixSocketMode(rReader);
     const unsigned nCores = std::max(std::thread::hardware_concurrency(), 1u);
     tOptions.nWorkers = readNumber(

@@ -20,7 +20,7 @@ std::string RequestContext::describe() {
     } else {
         sText = "a request";
     }
-    sText.append(" from ").append(rEnds.tClient.text());
+    sText.append(" from ").append(tOrigin.get(rInput, rEnds).describeClient());
     return sText.append(" (request ").append(tId.get(rInput)).append(")");
 }
 

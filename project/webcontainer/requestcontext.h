@@ -42,12 +42,13 @@ struct RequestContext {
                                                                         ///< ended, on that clock, in ms
     bool bLastRequest = false;  ///< the connection has served as many requests as it may
     unsigned nStatus = 0;       ///< of the response of which bytes have been sent; 0: none
+    RequestOrigin tOrigin{};
     RequestId tId{};
 
     /// Sends bytes of a response with that status; as ClientSocket::send().
     ClientSocket::ESent send(std::span<iovec> tPieces, Patience& rPatience, unsigned nResponseStatus);
     /// Valid as long as the context.
-    ServerVariables variables() { return {rInput, rEnds, tId}; }
+    ServerVariables variables() { return {rInput, rEnds, tOrigin, tId}; }
     /// For log entries: "GET /path from 127.0.0.1:40000 (request 0af7651916cd43dd8448eb211c80319c)".
     std::string describe();
     Patience patience() const noexcept {

@@ -22,6 +22,7 @@ RequestWatch::RequestWatch(RequestContext& rContext) noexcept
     : m_rContext(rContext),
       m_nSentBefore(rContext.rStatistics.getSent()) {
     m_rContext.nStatus = 0;
+    m_rContext.tOrigin.reset();
     m_rContext.tId.reset();
     m_rContext.rStatistics.beginRequest();
 }

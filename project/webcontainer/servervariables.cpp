@@ -95,30 +95,46 @@ bool ServerVariables::getContentLength(std::string_view& rsValue, NarrowStringBu
     return true;
 }
 
-bool ServerVariables::getServerName(std::string_view& rsValue, NarrowStringBufferBase&) const {
+/// The host that the client asked, with its port, if any.
+std::string_view ServerVariables::findAuthority() const {
+    if (!origin().sHost.empty()) return origin().sHost;
     // An absolute-form target overrides the Host field (RFC 9112 section 3.2.2).
-    rsValue = m_rInput.text(m_rInput.getHead().tAuthority);
-    if (rsValue.empty() && !getKnownField(EKnownField::kHost, rsValue)) return false;
-    rsValue = cutPort(rsValue);
-    return true;
+    std::string_view sAuthority = m_rInput.text(m_rInput.getHead().tAuthority);
+    if (sAuthority.empty()) getKnownField(EKnownField::kHost, sAuthority);
+    return sAuthority;
+}
+
+bool ServerVariables::getServerName(std::string_view& rsValue, NarrowStringBufferBase&) const {
+    rsValue = cutPort(findAuthority());
+    return rsValue.data() != nullptr;
 }
 
 bool ServerVariables::getServerPort(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const {
-    appendDecimal(rStorage, m_rEnds.nServerPort);
-    rsValue = rStorage.view();
+    const RequestOrigin::EScheme eScheme = origin().eScheme;
+    if (eScheme == RequestOrigin::EScheme::kUnknown) {
+        appendDecimal(rStorage, m_rEnds.nServerPort);
+        rsValue = rStorage.view();
+        return true;
+    }
+    // The proxy's client has not reached this server's port.
+    const std::string_view sAuthority = findAuthority();
+    rsValue = sAuthority.substr(std::min(cutPort(sAuthority).size() + 1, sAuthority.size()));
+    if (rsValue.empty() || rsValue.find_first_not_of("0123456789") != std::string_view::npos)
+        rsValue = eScheme == RequestOrigin::EScheme::kHttps ? "443" : "80";
     return true;
 }
 
 bool ServerVariables::getRemoteAddress(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const {
-    return store(m_rEnds.tClient.host(), rsValue, rStorage);
+    return store(origin().tClient.host(), rsValue, rStorage);
 }
 
 bool ServerVariables::getRemotePort(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const {
-    return store(m_rEnds.tClient.port(), rsValue, rStorage);
+    const SocketAddress& r = origin().tClient;
+    return store(r.portNumber() == 0 ? std::string() : r.port(), rsValue, rStorage);
 }
 
 bool ServerVariables::getHttps(std::string_view& rsValue, NarrowStringBufferBase&) const {
-    rsValue = "off";
+    rsValue = origin().eScheme == RequestOrigin::EScheme::kHttps ? "on" : "off";
     return true;
 }
 

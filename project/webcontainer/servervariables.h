@@ -4,16 +4,10 @@
 
 #include "requestid.h"
 #include "requestinput.h"
-#include "socketaddress.h"
+#include "requestorigin.h"
 #include "zq/foundation/stringbuffer.h"
 
 namespace webcontainer {
-
-/// The two ends of a connection.
-struct ConnectionEnds {
-    SocketAddress tClient;
-    unsigned nServerPort = 0;
-};
 
 /// What an application may ask about a request by name. The names are those of RFC 3875 section 4.1, in upper
 /// case, and "URL".
@@ -25,7 +19,10 @@ struct ConnectionEnds {
 ///     SERVER_PORT      the port that it reached; "0" on a unix socket
 ///     REMOTE_ADDR, REMOTE_PORT
 ///                      the client's; "unix:" and nothing of a unix socket's client
-///     HTTPS            "off"
+///                      The five above and HTTPS are what a trusted proxy says (see requestorigin.h):
+///                      REMOTE_PORT is empty when it says none, SERVER_PORT is then of the host that the
+///                      client asked, or else the scheme's.
+///     HTTPS            "on" or "off"
 ///     REQUEST_ID       what the logs call the request by: 32 hexadecimal digits (see requestid.h)
 ///     HTTP_<NAME>      the header fields of that name, case aside and hyphens as underscores, joined by
 ///     commas
@@ -33,9 +30,11 @@ struct ConnectionEnds {
 ///                      so that it cannot pass for another one.
 class ServerVariables {
 public:
-    ServerVariables(RequestInput& rInput, const ConnectionEnds& rEnds, RequestId& rId) noexcept
+    ServerVariables(RequestInput& rInput, const ConnectionEnds& rEnds, RequestOrigin& rOrigin,
+                    RequestId& rId) noexcept
         : m_rInput(rInput),
           m_rEnds(rEnds),
+          m_rOrigin(rOrigin),
           m_rId(rId) {}
 
     /// False: there is no such variable. The value lies in the request or in rStorage.
@@ -63,11 +62,14 @@ private:
     bool getHttps(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
     bool getRequestId(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
 
+    const RequestOrigin::Facts& origin() const { return m_rOrigin.get(m_rInput, m_rEnds); }
+    std::string_view findAuthority() const;
     bool getKnownField(EKnownField eKnown, std::string_view& rsValue) const;
     bool getHeader(std::string_view sName, std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
 
     RequestInput& m_rInput;
     const ConnectionEnds& m_rEnds;
+    RequestOrigin& m_rOrigin;
     RequestId& m_rId;
 };
 

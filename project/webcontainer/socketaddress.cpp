@@ -24,16 +24,34 @@ bool SocketAddress::parse(std::string_view sText, SocketAddress& rAddress) {
     if (nColon == std::string_view::npos) return false;
     std::string_view sHost = sText.substr(0, nColon);
     const std::string_view sPort = sText.substr(nColon + 1);
+    in_port_t nPort = 0;
+    const bool bV6 = sHost.size() > 2 && sHost.front() == '[' && sHost.back() == ']';
+    if (bV6) sHost = sHost.substr(1, sHost.size() - 2);
+    if (!parseHost(sHost, rAddress) || (rAddress.family() == AF_INET6) != bV6 || !parsePort(sPort, nPort))
+        return false;
+    (bV6 ? rAddress.m_tV6.sin6_port : rAddress.m_tV4.sin_port) = nPort;
+    return true;
+}
+
+bool SocketAddress::parseHost(std::string_view sText, SocketAddress& rAddress) {
+    const std::string sHost(sText);
     rAddress = SocketAddress();
-    if (sHost.size() > 2 && sHost.front() == '[' && sHost.back() == ']') {
-        const std::string sV6(sHost.substr(1, sHost.size() - 2));
-        rAddress.m_tV6.sin6_family = AF_INET6;
-        return inet_pton(AF_INET6, sV6.c_str(), &rAddress.m_tV6.sin6_addr) == 1 &&
-               parsePort(sPort, rAddress.m_tV6.sin6_port);
-    }
-    rAddress.m_tV4.sin_family = AF_INET;
-    return inet_pton(AF_INET, std::string(sHost).c_str(), &rAddress.m_tV4.sin_addr) == 1 &&
-           parsePort(sPort, rAddress.m_tV4.sin_port);
+    const bool bV6 = sText.find(':') != std::string_view::npos;
+    rAddress.m_tAny.sa_family = bV6 ? AF_INET6 : AF_INET;
+    void* const pAddress = bV6 ? static_cast<void*>(&rAddress.m_tV6.sin6_addr) : &rAddress.m_tV4.sin_addr;
+    return inet_pton(rAddress.family(), sHost.c_str(), pAddress) == 1;
+}
+
+SocketAddress SocketAddress::ofUnix() noexcept {
+    SocketAddress tAddress;
+    tAddress.m_tAny.sa_family = AF_UNIX;
+    return tAddress;
+}
+
+std::span<const std::uint8_t> SocketAddress::bytes() const noexcept {
+    if (isUnix()) return {};
+    if (family() == AF_INET6) return m_tV6.sin6_addr.s6_addr;
+    return {reinterpret_cast<const std::uint8_t*>(&m_tV4.sin_addr), sizeof m_tV4.sin_addr};
 }
 
 SocketAddress SocketAddress::ofSocket(int nFd) noexcept {

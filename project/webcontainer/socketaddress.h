@@ -3,6 +3,8 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -15,6 +17,10 @@ public:
 
     /// Reads "ADDRESS:PORT": "127.0.0.1:8080", "[::1]:8080". Names are not looked up. False: it is neither.
     static bool parse(std::string_view sText, SocketAddress& rAddress);
+    /// Reads an address alone, IPv6 without brackets; the port is 0.
+    static bool parseHost(std::string_view sText, SocketAddress& rAddress);
+    /// Stands for every unix socket.
+    static SocketAddress ofUnix() noexcept;
     /// The address that a socket is bound to; an empty value when there is none.
     static SocketAddress ofSocket(int nFd) noexcept;
 
@@ -31,6 +37,8 @@ public:
     /// Makes an IPv4 address of one that an IPv6 socket reports (RFC 4291 section 2.5.5.2).
     void unmap() noexcept;
 
+    /// The address's bytes, the first one first; none of a unix socket.
+    std::span<const std::uint8_t> bytes() const noexcept;
     bool isUnix() const noexcept { return family() == AF_UNIX; }
     int family() const noexcept { return m_tAny.sa_family; }
     sockaddr* data() noexcept { return &m_tAny; }

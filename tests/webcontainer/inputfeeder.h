@@ -77,7 +77,8 @@ private:
         }
     }
     void endRequest() {
-        const webcontainer::ServerVariables tVariables(*m_pInput, m_tEnds, m_tId);
+        webcontainer::RequestOrigin tOrigin;
+        const webcontainer::ServerVariables tVariables(*m_pInput, m_tEnds, tOrigin, m_tId);
         const auto lookUp = [&](const char* pName) {
             NarrowStringBuffer tStorage;
             std::string_view sValue;

@@ -51,7 +51,7 @@ void answerDone(Request&, Response& r) {
 /// What listening there is refused with; empty when it is not.
 std::string refusalOf(const std::string& sListen) {
     try {
-        Server tServer(answerDone, quickLimits(), 1, nullptr, sListen);
+        Server tServer(answerDone, localOptions(quickLimits(), 1, sListen));
     } catch (const webcontainer::StartError& e) {
         return webcontainer::describe(e);
     }
@@ -66,7 +66,7 @@ TEST(Listening, AUnixSocketIsServedWithItsModeAndRemoved) {
             [](Request& r, Response& rResponse) {
                 answer(rResponse, variable(r, "REMOTE_ADDR") + "," + variable(r, "REMOTE_PORT"));
             },
-            quickLimits(), 2, nullptr, "unix:" + sPath);
+            localOptions(quickLimits(), 2, "unix:" + sPath));
         struct stat tStatus {};
         ASSERT_EQ(::stat(sPath.c_str(), &tStatus), 0);
         EXPECT_EQ(tStatus.st_mode & 0777, 0660u);
@@ -86,7 +86,7 @@ TEST(Listening, OnlyADeadServersSocketIsReplaced) {
     const std::string sPath = tDirectory.path("s");
     const std::string sListen = "unix:" + sPath;
     {
-        Server tServer(answerDone, quickLimits(), 1, nullptr, sListen);
+        Server tServer(answerDone, localOptions(quickLimits(), 1, sListen));
         EXPECT_THAT(refusalOf(sListen), HasSubstr("another server listens there; stop it"));
         EXPECT_EQ(refusalOf(sListen + "2"), "");
         ::unlink(sPath.c_str());
@@ -124,7 +124,7 @@ TEST(Drain, AnswersEverybodyWhoHasConnected) {
         const std::string sPath = tDirectory.path("s");
         webcontainer::Limits tLimits = quickLimits();
         tLimits.nMaxConnections = 1;
-        Server tServer(answerDone, tLimits, 1, nullptr, bUnix ? "unix:" + sPath : "127.0.0.1:0");
+        Server tServer(answerDone, localOptions(tLimits, 1, bUnix ? "unix:" + sPath : "127.0.0.1:0"));
         std::deque<Client> tClients;
         for (int n = 0; n < 20; ++n) {
             if (bUnix)

@@ -15,15 +15,6 @@ namespace {
 
 constexpr int s_knPatienceMs = 5000;
 
-webcontainer::ContainerOptions localOptions(const webcontainer::Limits& rLimits, unsigned nWorkers,
-                                            const std::string& sListen) {
-    webcontainer::ContainerOptions tOptions;
-    webcontainer::ListenAddress::parse(sListen, tOptions.tListen.emplace_back());
-    tOptions.nWorkers = nWorkers;
-    tOptions.tLimits = rLimits;
-    return tOptions;
-}
-
 std::size_t declaredLength(const std::string& sHead) {
     const std::size_t nField = sHead.find("Content-Length: ");
     return nField == std::string::npos ? 0 : std::stoul(sHead.substr(nField + 16));
@@ -38,10 +29,23 @@ webcontainer::Limits quickLimits() {
     return tLimits;
 }
 
+webcontainer::ContainerOptions localOptions(const webcontainer::Limits& rLimits, unsigned nWorkers,
+                                            const std::string& sListen) {
+    webcontainer::ContainerOptions tOptions;
+    webcontainer::ListenAddress::parse(sListen, tOptions.tListen.emplace_back());
+    tOptions.nWorkers = nWorkers;
+    tOptions.tLimits = rLimits;
+    return tOptions;
+}
+
 Server::Server(ScriptedHandler::Answer fAnswer, const webcontainer::Limits& rLimits, unsigned nWorkers,
-               webcontainer::AccessLog* pAccessLog, const std::string& sListen)
+               webcontainer::AccessLog* pAccessLog)
+    : Server(std::move(fAnswer), localOptions(rLimits, nWorkers), pAccessLog) {}
+
+Server::Server(ScriptedHandler::Answer fAnswer, const webcontainer::ContainerOptions& rOptions,
+               webcontainer::AccessLog* pAccessLog)
     : m_tHandler(std::move(fAnswer)),
-      m_tContainer(localOptions(rLimits, nWorkers, sListen), m_tHandler, pAccessLog) {
+      m_tContainer(rOptions, m_tHandler, pAccessLog) {
     m_tContainer.start();
 }
 

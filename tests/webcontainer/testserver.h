@@ -36,12 +36,18 @@ private:
 /// Limits with which nothing takes long.
 webcontainer::Limits quickLimits();
 
+/// A container's options, as quick and small as tests want them.
+webcontainer::ContainerOptions localOptions(const webcontainer::Limits& rLimits = quickLimits(),
+                                            unsigned nWorkers = 2,
+                                            const std::string& sListen = "127.0.0.1:0");
+
 /// A container on a free port of this machine.
 class Server {
 public:
     explicit Server(ScriptedHandler::Answer fAnswer, const webcontainer::Limits& rLimits = quickLimits(),
-                    unsigned nWorkers = 2, webcontainer::AccessLog* pAccessLog = nullptr,
-                    const std::string& sListen = "127.0.0.1:0");
+                    unsigned nWorkers = 2, webcontainer::AccessLog* pAccessLog = nullptr);
+    Server(ScriptedHandler::Answer fAnswer, const webcontainer::ContainerOptions& rOptions,
+           webcontainer::AccessLog* pAccessLog = nullptr);
 
     ScriptedHandler m_tHandler;
     webcontainer::Container m_tContainer;
