@@ -60,7 +60,7 @@ void showRates(ShownStatus& rShown, const std::vector<double>& rRates) {
     std::string sPoints;
     for (std::size_t n = 0; n < rRates.size(); ++n) {
         const double nHeight = nMost > 0 ? 96 * rRates[n] / nMost : 0;
-        sPoints += std::to_string(60 - (rRates.size() - 1 - n)) + "," + std::to_string(98 - nHeight) + " ";
+        sPoints += std::to_string(60 - (rRates.size() - 1 - n)) + "," + showFixed(98 - nHeight, 1) + " ";
     }
     rShown["rateMost"] = showNumber(nMost);
     rShown["spark"] = sPoints;

@@ -5,8 +5,9 @@
 
 namespace webcontainer {
 
-/// Numbers as people read them.
+/// Numbers as people read them, in every locale.
 
+std::string showFixed(double n, int nDecimals);   ///< "12.50"
 std::string showCount(std::uint64_t n);           ///< "1,234,567"
 std::string showNumber(double n);                 ///< "0.5", "12.3", "1,234"
 std::string showBytes(double nBytes);             ///< "512 B", "1.5 kB", "2.3 GB": powers of a thousand
