@@ -5,6 +5,7 @@
 
 #include "accesslog.h"
 #include "requestid.h"
+#include "support/recorders.h"
 #include "support/temporarydirectory.h"
 #include "testserver.h"
 
@@ -91,6 +92,7 @@ TEST(AccessLog, HasOneLineForEveryRequest) {
     auto tLimits = quickLimits();
     tLimits.nHeadTimeoutMs = 50;
     std::string sSeenId;
+    LogRecorder tFailures(kSevInfo);
     {
         Server tServer(
             [&](Request& r, Response& rResponse) {
@@ -109,14 +111,16 @@ TEST(AccessLog, HasOneLineForEveryRequest) {
             "\r\n0\r\n\r\n"
             "POST /2 HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\n\r\nhi");
         ask(tServer, "POST /cut HTTP/1.0\r\nContent-Length: 3\r\n\r\ncut");
-        ask(tServer, "GET /no-host HTTP/1.1\r\n\r\n");
+        const std::string sTrace =
+            "Traceparent: 00-0af7651916cd43dd8448eb211c80319c-b7ad6b7169203331-00\r\n\r\n";
+        ask(tServer, "GET /no-host HTTP/1.1\r\n" + sTrace);
+        EXPECT_THAT(tFailures.takeEntries(),
+                    testing::Contains(testing::HasSubstr("(request 0af7651916cd43dd8448eb211c80319c): 400")));
         ask(tServer, "\"\\x22\" nonsense\r\n\r\n");
         Client tSlow(tServer);
         tSlow.send("GET /slow HTTP/1.1\r\n");
         tSlow.readAll();
-        ask(tServer,
-            "GET /traced HTTP/1.0\r\n"
-            "Traceparent: 00-0af7651916cd43dd8448eb211c80319c-b7ad6b7169203331-00\r\n\r\n");
+        ask(tServer, "GET /traced HTTP/1.0\r\n" + sTrace);
     }
     std::vector<std::vector<Json>> tSeen;
     for (const std::string& sLine : linesOf(tDirectory.read("log"))) {

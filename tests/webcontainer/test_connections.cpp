@@ -10,6 +10,7 @@
 #include <optional>
 #include <thread>
 
+#include "accesslog.h"
 #include "support/allocationcounter.h"
 #include "support/recorders.h"
 #include "testserver.h"
@@ -249,6 +250,7 @@ TEST(Connections, DrainingGivesUpInTheEnd) {
 TEST(Connections, AKeptConnectionAllocatesNothing) {
     std::optional<AllocationCounter> tCounter;
     std::atomic<std::size_t> nCount = 1;
+    webcontainer::AccessLog tLog({"/dev/null", webcontainer::EAccessFormat::kCombined});
     Server tServer(
         [&](Request& r, Response& rResponse) {
             if (!tCounter) tCounter.emplace();
@@ -257,7 +259,7 @@ TEST(Connections, AKeptConnectionAllocatesNothing) {
             answer(rResponse, {tBody, nBody});
             nCount = tCounter->getCount();
         },
-        quickLimits(), 1);
+        quickLimits(), 1, &tLog);
     Client tClient(tServer);
     for (int n = 0; n < 200; ++n) {
         tClient.send("POST /a?b HTTP/1.1\r\nHost: h\r\nUser-Agent: u\r\nContent-Length: 3\r\n\r\nabc");
