@@ -1,6 +1,7 @@
 #include "requestparser.h"
 
 #include <boost/beast/http/basic_parser.hpp>
+#include <limits>
 #include <string_view>
 
 #include "headrules.h"
