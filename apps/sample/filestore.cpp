@@ -44,7 +44,8 @@ void checkNameless(const Descriptor& rDirectory, const std::string& sPath) {
 }  // namespace
 
 FileStore::FileStore() {
-    const char* pConfigured = std::getenv("SAMPLE_FILES");
+    // Nothing changes the environment of a server that starts.
+    const char* pConfigured = std::getenv("SAMPLE_FILES");  // NOLINT(concurrency-mt-unsafe)
     std::string sPath = pConfigured ? pConfigured : "";
     if (sPath.empty())
         sPath = m_tTemporary.emplace().getPath();

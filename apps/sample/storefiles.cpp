@@ -50,7 +50,8 @@ std::vector<std::string> listIds(int nDirectory, std::string_view sEnding) {
     if (!pDirectory) fail("cannot list the files");
     tDirectory.release();
     std::vector<std::string> tIds;
-    while (const dirent* pEntry = readdir(pDirectory.get())) {
+    // In glibc, threads with streams of their own do not meet.
+    while (const dirent* pEntry = readdir(pDirectory.get())) {  // NOLINT(concurrency-mt-unsafe)
         std::string_view sName = pEntry->d_name;
         if (!sName.ends_with(sEnding)) continue;
         sName.remove_suffix(sEnding.size());
