@@ -76,7 +76,8 @@ TEST(Admin, CountsEveryRequestOnce) {
         nSent += ask(t.m_tServer, sRequest).size();
     }
     Client tIdle(t.m_tServer);
-    while (t.m_tServer.m_tContainer.readStatistics().nConnections != 1)
+    const auto statistics = [&] { return t.m_tServer.m_tContainer.readStatistics(); };
+    while (statistics().nAccepted != 6 || statistics().nConnections != 1)
         ::usleep(1000);
     const std::string sMetrics = t.get("/metrics");
     EXPECT_THAT(sMetrics, AllOf(HasSubstr("\r\nContent-Type: text/plain; version=0.0.4; charset=utf-8\r\n"),
@@ -90,9 +91,8 @@ TEST(Admin, CountsEveryRequestOnce) {
                                 HasSubstr("webcontainer_connections_open 1\n"),
                                 HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"0.1\"} 4\n"),
                                 HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"+Inf\"} 5\n")));
-    const auto tStatistics = t.m_tServer.m_tContainer.readStatistics();
-    EXPECT_EQ(tStatistics.nReceivedBytes, nReceived);
-    EXPECT_EQ(tStatistics.nSentBytes, nSent);
+    EXPECT_EQ(statistics().nReceivedBytes, nReceived);
+    EXPECT_EQ(statistics().nSentBytes, nSent);
     const std::string sJson = t.get("/status.json");
     const auto tStatus = nlohmann::json::parse(sJson.substr(sJson.find("\r\n\r\n")));
     EXPECT_EQ(tStatus["requests"], 5);
