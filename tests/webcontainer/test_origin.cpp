@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <regex>
-
 #include "testserver.h"
 
 namespace test {
@@ -64,8 +62,8 @@ TEST(Origin, OnlyWhatTrustedProxiesSayCounts) {
     const std::string sPort = std::to_string(tServer.m_tContainer.getAddress().portNumber());
     for (const auto& [sFields, sExpected] : tCases) {
         std::string sSeen = originOf(tServer, sFields);
-        if (sExpected == sPeer)
-            sSeen = std::regex_replace(sSeen, std::regex("^(127.0.0.1\\|)[0-9]+"), "$1<port>");
+        const std::size_t nPeerPort = sSeen.find('|') + 1;
+        if (sExpected == sPeer) sSeen.replace(nPeerPort, sSeen.find('|', nPeerPort) - nPeerPort, "<port>");
         if (sSeen.ends_with("|" + sPort))
             sSeen.replace(sSeen.size() - sPort.size(), sPort.size(), "<server's>");
         EXPECT_EQ(sSeen, sExpected) << sFields;
