@@ -45,7 +45,7 @@ int listenOn(unsigned short nPort) {
     if (::bind(nFd, reinterpret_cast<sockaddr*>(&tAddress), sizeof tAddress) != 0 ||
         ::listen(nFd, 1024) != 0) {
         std::perror("plainserver");
-        std::exit(1);
+        std::_Exit(1);
     }
     return nFd;
 }

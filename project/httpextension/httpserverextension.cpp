@@ -1,5 +1,7 @@
 #include "zq/httpextension/httpserverextension.h"
 
+#include <utility>
+
 #include "zq/foundation/nocasecompareless.h"
 #include "zq/httpstream/multipartparsingutils.h"
 #include "zq/services/performancecounters.h"
@@ -75,7 +77,7 @@ HttpServerExtension::EStatus HttpServerExtension::processRequest(ZQHttpStream& r
                                                                  char* pBody, unsigned long nLength) {
     HttpApplicationRequest tRequest;
     tRequest.sQueryString = rQueryString;
-    tRequest.hParameterCharset = hCharset;
+    tRequest.hParameterCharset = std::move(hCharset);
     tRequest.bBodyInStream = pBody == nullptr;
     if (pBody) tRequest.sBody = {pBody, nLength};
     return m_rApplication.post(rStream, tRequest);

@@ -2,7 +2,9 @@
 
 namespace {
 
+/// Without memory for it at the start there is no going on.
 Handle<const FeatureTable>& globalTable() noexcept {
+    // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new)
     static Handle<const FeatureTable> s_hTable(new FeatureTable({}));
     return s_hTable;
 }

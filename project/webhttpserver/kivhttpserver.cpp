@@ -213,9 +213,11 @@ bool KIVHttpServer::loadConfig(const ConfigReader& rReader, EConfig) {
         rReader.getConfigValue(L"DefaultTimeoutMinutes", s_knDefaultGlobalTimeoutMinutes) * s_knMsPerMinute);
     m_nMaxContentDispFilenameLen =
         rReader.getConfigValue(L"URL/MaxContentDispositionFilenameLength", s_knDefaultFilenameLength);
-    m_nHTTPResponseTimeoutMilliSeconds = rReader.getConfigValue(L"HTTP/LongRunningHTTPResponseTimeoutMinutes",
-                                                                s_knDefaultResponseTimeoutMinutes) *
-                                         s_knMsPerMinute;
+    const unsigned int nResponseTimeout =
+        rReader.getConfigValue(L"HTTP/LongRunningHTTPResponseTimeoutMinutes",
+                               s_knDefaultResponseTimeoutMinutes) *
+        s_knMsPerMinute;
+    m_nHTTPResponseTimeoutMilliSeconds = nResponseTimeout;
     return true;
 }
 

@@ -17,8 +17,10 @@ std::wstring sizeText(std::uint64_t nBytes) {
     if (nBytes < 1024) return std::to_wstring(nBytes) + (nBytes == 1 ? L" byte" : L" bytes");
     const char* const* pUnit = s_ksUnits;
     double nSize = static_cast<double>(nBytes) / 1024;
-    for (; nSize >= 1023.5; nSize /= 1024)
+    while (nSize >= 1023.5) {
+        nSize /= 1024;
         ++pUnit;
+    }
     std::array<char, 32> tText{};
     const int nDecimals = nSize < 9.995 ? 2 : nSize < 99.95 ? 1 : 0;
     const int nLength = std::snprintf(tText.data(), tText.size(), "%.*f %s", nDecimals, nSize, *pUnit);

@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "htmlpage.h"
 #include "pages/pages.h"
 #include "xmldocument.h"
@@ -9,7 +11,7 @@ namespace {
 /// Whole cents, so that sums are exact.
 long long lineTotal(const pugi::xml_node& rItem) {
     const double nCents = rItem.attribute("price").as_double() * 100;
-    return static_cast<long long>(nCents + 0.5) * rItem.attribute("quantity").as_int(1);
+    return std::llround(nCents) * rItem.attribute("quantity").as_int(1);
 }
 
 std::string centsText(long long nCents) {

@@ -56,6 +56,7 @@ private:
         if (m_p) static_cast<const TCounted*>(m_p)->addRef();
     }
     void release() const noexcept {
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the analyzer does not follow atomic counts
         if (m_p) static_cast<const TCounted*>(m_p)->releaseRef();
     }
 

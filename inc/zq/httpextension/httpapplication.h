@@ -58,8 +58,8 @@ extern "C" using HttpApplicationFactory = HttpApplication * ();
 #define ZQ_HTTP_APPLICATION_FACTORY "zqCreateHttpApplication"
 
 /// Defines the factory, once in an application's library: ZQ_HTTP_APPLICATION(MyApplication).
-#define ZQ_HTTP_APPLICATION(ApplicationClass)                        \
-    extern "C" ZQ_EXPORT HttpApplication* zqCreateHttpApplication(); \
-    extern "C" HttpApplication* zqCreateHttpApplication() {          \
-        return new ApplicationClass;                                 \
+#define ZQ_HTTP_APPLICATION(ApplicationClass)                                               \
+    extern "C" ZQ_EXPORT HttpApplication* zqCreateHttpApplication();                        \
+    extern "C" HttpApplication* zqCreateHttpApplication() {                                 \
+        return new ApplicationClass; /* NOLINT(bugprone-macro-parentheses): it is a type */ \
     }
