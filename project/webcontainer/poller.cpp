@@ -12,7 +12,7 @@ namespace {
 
 /// Reported at the edge, a connection that serves one request after the other needs no system call to be
 /// reported again.
-constexpr unsigned s_knConnectionEvents = EPOLLIN | EPOLLRDHUP | EPOLLET;
+constexpr unsigned s_knConnectionEvents = EPOLLIN | EPOLLPRI | EPOLLRDHUP | EPOLLET;
 constexpr unsigned s_knListenerEvents = EPOLLIN | EPOLLONESHOT;
 
 bool control(int nEpoll, int nOperation, int nFd, unsigned nEvents) {
@@ -58,7 +58,7 @@ Event Poller::wait() noexcept {
     epoll_event tEvent;
     while (epoll_wait(m_tEpoll.get(), &tEvent, 1, -1) != 1) {
     }
-    return {tEvent.data.fd, (tEvent.events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0};
+    return {tEvent.data.fd, (tEvent.events & (EPOLLPRI | EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0};
 }
 
 }  // namespace webcontainer

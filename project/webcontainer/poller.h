@@ -7,7 +7,7 @@ namespace webcontainer {
 /// A descriptor that is ready.
 struct Event {
     int nFd;
-    bool bEnding;  ///< the client's end, or an error, has come too: what is read next may be the last
+    bool bReadOn;  ///< the client's end, an error or urgent data has come too: a read may stop in front of it
 };
 
 /// The one list of descriptors that all workers wait on (epoll). A connection is reported to one worker when

@@ -44,11 +44,14 @@ void Sweeper::sweep(std::int64_t nNowMs) {
         rAcceptor.resume(nNowMs);
     m_tShared.rConnections.forEachWaiting([&](Connection& r) {
         if (!isDue(r, nNowMs) || !r.tOwnership.claim()) return;
-        // It may have changed hands before the claim; and a request that has arrived is a request in flight.
-        if (isDue(r, nNowMs) && !(isIdleWhileDraining(r, nNowMs) && hasUnreadInput(r.nFd)))
-            end(r);
-        else
-            m_tShared.rConnections.putBack(r);
+        // It may have changed hands before the claim.
+        const bool bDue = isDue(r, nNowMs);
+        // A request that has arrived is a request in flight. Nobody was told when a read stopped in front of
+        // it.
+        const bool bArrived = bDue && isIdleWhileDraining(r, nNowMs) && hasUnreadInput(r.nFd);
+        if (bDue && !bArrived) return end(r);
+        if (bArrived) m_tShared.rPoller.arm(r.nFd);
+        m_tShared.rConnections.putBack(r);
     });
 }
 

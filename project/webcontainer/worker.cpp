@@ -23,7 +23,7 @@ void Worker::run() {
         m_tShared.rWaitingRoom.leave();
         if (tEvent.nFd == m_tShared.nStopFd) return;
         if (acceptFrom(tEvent.nFd)) continue;
-        if (Connection* const p = m_tShared.rConnections.claimForEvent(tEvent.nFd)) serve(*p, tEvent.bEnding);
+        if (Connection* const p = m_tShared.rConnections.claimForEvent(tEvent.nFd)) serve(*p, tEvent.bReadOn);
     }
 }
 
@@ -37,8 +37,8 @@ bool Worker::acceptFrom(int nFd) noexcept {
     return false;
 }
 
-void Worker::serve(Connection& rConnection, bool bEnding) {
-    for (m_bDrain = bEnding;; m_bDrain = true) {  // what another thread's event said is not known
+void Worker::serve(Connection& rConnection, bool bReadOn) {
+    for (m_bDrain = bReadOn;; m_bDrain = true) {  // what another thread's event said is not known
         const Next tNext = advance(rConnection);
         if (tNext.eKind != Next::kWait)
             return m_tShared.rConnections.close(rConnection, tNext.eKind == Next::kAbort);

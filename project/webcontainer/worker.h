@@ -50,7 +50,7 @@ private:
     };
 
     bool acceptFrom(int nFd) noexcept;
-    void serve(Connection& rConnection, bool bEnding);
+    void serve(Connection& rConnection, bool bReadOn);
     Next advance(Connection& rConnection);
     Next converse(Connection& rConnection, RequestInput& rInput);
     bool serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext);

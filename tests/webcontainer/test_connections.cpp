@@ -145,6 +145,28 @@ TEST(Connections, BlockedHandlersHoldUpNobody) {
     }
 }
 
+TEST(Connections, UrgentDataHidesNoRequest) {
+    std::promise<void> tRuns, tGo;
+    Server tServer(
+        [&](Request& r, Response& rResponse) {
+            if (variable(r, "URL") == "/first") {
+                tRuns.set_value();
+                tGo.get_future().wait();
+            }
+            answer(rResponse, "ok");
+        },
+        quickLimits(), 1);
+    Client tClient(tServer);
+    tClient.send("GET /first HTTP/1.1\r\nHost: h\r\n\r\n");
+    tRuns.get_future().wait();
+    tClient.send(s_ksGet);
+    tClient.sendUrgent('!');
+    tClient.send(s_ksGet);
+    tGo.set_value();
+    for (int n = 0; n < 3; ++n)
+        EXPECT_THAT(tClient.readResponse(), HasSubstr("ok")) << n;
+}
+
 TEST(Connections, EveryPhaseHasItsDeadline) {
     webcontainer::Limits tLimits = quickLimits();
     tLimits.nHeadTimeoutMs = tLimits.nIdleTimeoutMs = tLimits.nPrefetchTimeoutMs = 50;

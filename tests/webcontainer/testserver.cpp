@@ -71,6 +71,10 @@ bool Client::send(std::string_view s) {
     return true;
 }
 
+void Client::sendUrgent(char c) {
+    ::send(m_nFd, &c, 1, MSG_OOB | MSG_NOSIGNAL);
+}
+
 void Client::finish() {
     ::shutdown(m_nFd, SHUT_WR);
 }

@@ -68,6 +68,8 @@ public:
 
     /// False: the server takes nothing any more; what came back tells why.
     bool send(std::string_view s);
+    /// A byte outside of the stream.
+    void sendUrgent(char c);
     /// Ends our side only.
     void finish();
     /// Closes with a reset.
