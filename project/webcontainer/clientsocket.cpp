@@ -78,26 +78,28 @@ EWaited ClientSocket::wait(short nEvents, Patience& rPatience) noexcept {
     const std::int64_t nLeft = rPatience.nDeadline - nStart;
     if (nLeft <= 0) return EWaited::kOverdue;
     const std::int64_t nSlow = std::min<std::int64_t>(rPatience.nTimeoutMs, rPatience.tRate.patienceMs());
-    const std::int64_t nFree = std::max<std::int64_t>(m_rSlow.getPauseMs() - rPatience.tRate.deficitMs(), 0);
-    const EWaited eWaited = waitAtMost(nEvents, std::min(nLeft, nSlow), nFree);
+    const EWaited eWaited = waitAtMost(nEvents, std::min(nLeft, nSlow), rPatience.tRate.deficitMs());
     const std::int64_t nWaited = monotonicMs() - nStart;
     rPatience.tRate.countWait(nWaited);
     return eWaited == EWaited::kTooSlow && nWaited >= nLeft ? EWaited::kOverdue : eWaited;
 }
 
-/// The first nFreeMs are free; after them the wait holds a worker, which the slow clients may not allow.
-EWaited ClientSocket::waitAtMost(short nEvents, std::int64_t nMs, std::int64_t nFreeMs) noexcept {
-    const EWaited eWaited = poll(nEvents, std::min(nMs, nFreeMs));
-    if (eWaited != EWaited::kTooSlow || nMs <= nFreeMs) return eWaited;
-    const SlowClients::Wait tWait(m_rSlow);
-    return tWait.isAllowed() ? poll(nEvents, nMs - nFreeMs) : EWaited::kTooSlow;
+/// Waits in steps, because it depends on the other workers too how long this one may wait.
+EWaited ClientSocket::waitAtMost(short nEvents, std::int64_t nMs, std::int64_t nDeficitMs) noexcept {
+    SlowClients::Wait tWait(m_rSlow);
+    for (std::int64_t nWaited = 0; nWaited < nMs && tWait.mayGoOn(nDeficitMs + nWaited);) {
+        const std::int64_t nStep = std::min(nMs - nWaited, s_knStepMs);
+        const EWaited eWaited = poll(nEvents, static_cast<int>(nStep));
+        if (eWaited != EWaited::kTooSlow) return eWaited;
+        nWaited += nStep;
+    }
+    return EWaited::kTooSlow;
 }
 
 /// kTooSlow: nothing happened.
-EWaited ClientSocket::poll(short nEvents, std::int64_t nMs) noexcept {
+EWaited ClientSocket::poll(short nEvents, int nMs) noexcept {
     pollfd tFds[] = {{m_nFd, nEvents, 0}, {m_nStopFd, POLLIN, 0}};
-    const std::int64_t nMost = std::numeric_limits<int>::max();
-    const int nReady = ::poll(tFds, 2, static_cast<int>(std::min(nMs, nMost)));
+    const int nReady = ::poll(tFds, 2, nMs);
     if (nReady == 0) return EWaited::kTooSlow;
     // Interrupted: the caller tries again.
     return nReady > 0 && tFds[1].revents != 0 ? EWaited::kStopping : EWaited::kReady;

@@ -59,11 +59,12 @@ public:
     ESent send(std::span<iovec> tPieces, Patience& rPatience) noexcept;
 
 private:
+    static constexpr std::int64_t s_knStepMs = 50;
+
     EWaited wait(short nEvents, Patience& rPatience) noexcept;
     EWaited waitForRoom(Patience& rPatience) noexcept;
-    EWaited waitAtMost(short nEvents, std::int64_t nMs, std::int64_t nFreeMs) noexcept;
-
-    EWaited poll(short nEvents, std::int64_t nMs) noexcept;
+    EWaited waitAtMost(short nEvents, std::int64_t nMs, std::int64_t nDeficitMs) noexcept;
+    EWaited poll(short nEvents, int nMs) noexcept;
 
     int m_nFd;
     int m_nStopFd;

@@ -32,7 +32,7 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler,
       m_rHandler(rHandler),
       m_tStop(makeStopSignal()),
       m_tWaitingRoom(std::thread::hardware_concurrency() + 1),  // one to take over while the others finish
-      m_tSlowClients((m_tOptions.nWorkers + 1) / 2, m_tOptions.tLimits.nSlowClientMs),
+      m_tSlowClients(m_tOptions.nWorkers, m_tOptions.tLimits.nSlowClientMs),
       m_tConnections(m_tPoller, m_tOptions.tLimits),
       m_tShared{m_tPoller,         m_tWaitingRoom, m_tConnections, m_tAcceptors,
                 m_tOptions.fAlive, m_rHandler,     m_tSlowClients, m_tOptions.tLimits,

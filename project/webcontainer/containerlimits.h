@@ -112,8 +112,9 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
      "the longest pause that MinimumBytesPerSecond forgives a client that was fast enough before",
      "408 or a client that counts as gone, as above"},
     {&Limits::nSlowClientMs, L"SlowClientMilliseconds", "ms", 1000, 0, s_knHourInMs,
-     "a worker may wait so long for any client, but only half of the workers at once longer, so that slow "
-     "clients never take them all",
+     "a worker may wait so long for any client, but only half of the workers at once longer, and a quarter "
+     "of "
+     "it while all workers wait for clients, so that slow clients never take them all",
      "408 or a client that counts as gone, as above"},
     {&Limits::nAcceptPauseMs, L"AcceptPauseMilliseconds", "ms", 200, 1, 60000,
      "when descriptors or memory run out, trying at once would only burn the processor",
