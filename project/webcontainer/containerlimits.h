@@ -87,8 +87,7 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
      "the connection is closed after the response"},
     {&Limits::nLingerBytes, L"LingerBytes", "bytes", 64 * s_knMebibyte, 0, 1024 * s_knMebibyte,
      "what a client still sends, such as the rest of a refused upload, is dropped for a while, so that a "
-     "reset "
-     "does not destroy the last response",
+     "reset does not destroy the last response",
      "the connection is closed"},
     {&Limits::nHeadTimeoutMs, L"HeadTimeoutMilliseconds", "ms", 20000, 1, s_knHourInMs,
      "a head takes long only when somebody holds connections open; also from connecting to the first byte",
@@ -97,8 +96,7 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
      "a kept connection without a request holds a descriptor", "the connection is closed"},
     {&Limits::nPrefetchTimeoutMs, L"PrefetchTimeoutMilliseconds", "ms", 60000, 1, s_knHourInMs,
      "from the end of the head until what is received of a body in advance is complete; sooner when the "
-     "client "
-     "falls behind MinimumBytesPerSecond",
+     "client falls behind MinimumBytesPerSecond",
      "408; the connection is closed"},
     {&Limits::nWriteTimeoutMs, L"WriteTimeoutMilliseconds", "ms", 30000, 1, s_knHourInMs,
      "a client that takes no byte of the response holds a worker",
@@ -113,8 +111,7 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
      "408 or a client that counts as gone, as above"},
     {&Limits::nSlowClientMs, L"SlowClientMilliseconds", "ms", 1000, 0, s_knHourInMs,
      "a worker may wait so long for any client, but only half of the workers at once longer, and a quarter "
-     "of "
-     "it while all workers wait for clients, so that slow clients never take them all",
+     "of it while all workers wait for clients, so that slow clients never take them all",
      "408 or a client that counts as gone, as above"},
     {&Limits::nAcceptPauseMs, L"AcceptPauseMilliseconds", "ms", 200, 1, 60000,
      "when descriptors or memory run out, trying at once would only burn the processor",
