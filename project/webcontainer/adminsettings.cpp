@@ -10,15 +10,17 @@ namespace {
 constexpr wchar_t s_ksListen[] = L"Admin/Listen";
 
 /// One worker answers while another waits for a slow client; heads and bodies are as small as the pages need.
+/// Idle connections end soon, so that they keep no health check out.
 Limits adminLimits() {
     Limits tLimits;
-    tLimits.nMaxConnections = 64;
+    tLimits.nMaxConnections = 256;
     tLimits.nListenBacklog = 64;
     tLimits.nMaxHeadBytes = 8192;
     tLimits.nPrefetchBytes = 0;
     tLimits.nDiscardBytes = 1024;
     tLimits.nLingerBytes = 8192;
     tLimits.nHeadTimeoutMs = 5000;
+    tLimits.nIdleTimeoutMs = 5000;
     tLimits.nWriteTimeoutMs = 5000;
     tLimits.nDrainTimeoutMs = 1000;
     return tLimits;
