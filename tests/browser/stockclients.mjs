@@ -96,7 +96,7 @@ async function chromium(address) {
   await browser.close();
 }
 
-const server = await serveSample(build, '[Log]\nLevel = "error"\n[Admin]\nListen = ""\n');
+const server = await serveSample(build, '[Log]\nLevel = "error"\n');
 try {
   for (const client of [curl, wrk, ab, python, undici, chromium]) {
     await client(server.address);
