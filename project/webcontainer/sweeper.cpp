@@ -45,14 +45,17 @@ void Sweeper::sweep(std::int64_t nNowMs) {
     m_tShared.rConnections.forEachWaiting([&](Connection& r) {
         if (!isDue(r, nNowMs) || !r.tOwnership.claim()) return;
         // It may have changed hands before the claim.
-        const bool bDue = isDue(r, nNowMs);
-        // A request that has arrived is a request in flight. Nobody was told when a read stopped in front of
-        // it.
-        const bool bArrived = bDue && isIdleWhileDraining(r, nNowMs) && hasUnreadInput(r.nFd);
-        if (bDue && !bArrived) return end(r);
-        if (bArrived) m_tShared.rPoller.arm(r.nFd);
+        if (isDue(r, nNowMs)) {
+            if (!waitsForWorker(r)) return end(r);
+            m_tShared.rPoller.arm(r.nFd);  // nobody was told when a read stopped in front of it
+        }
         m_tShared.rConnections.putBack(r);
     });
+}
+
+/// What has arrived makes no client late, unless it is only to be dropped: all workers may be busy.
+bool Sweeper::waitsForWorker(const Connection& r) noexcept {
+    return r.ePhase.load(std::memory_order_relaxed) != EPhase::kLinger && hasUnreadInput(r.nFd);
 }
 
 bool Sweeper::isDue(const Connection& r, std::int64_t nNowMs) const noexcept {

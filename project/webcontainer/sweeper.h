@@ -22,6 +22,7 @@ public:
 
 private:
     void sweep(std::int64_t nNowMs);
+    static bool waitsForWorker(const Connection& r) noexcept;
     bool isDue(const Connection& r, std::int64_t nNowMs) const noexcept;
     bool isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) const noexcept;
     void end(Connection& r) noexcept;

@@ -167,6 +167,22 @@ TEST(Connections, UrgentDataHidesNoRequest) {
         EXPECT_THAT(tClient.readResponse(), HasSubstr("ok")) << n;
 }
 
+TEST(Connections, ARequestThatWaitsForAWorkerIsNotLate) {
+    webcontainer::Limits tLimits = quickLimits();
+    tLimits.nHeadTimeoutMs = tLimits.nIdleTimeoutMs = 50;
+    Server tServer(
+        [](Request& r, Response& rResponse) {
+            ::usleep(variable(r, "URL") == "/slow" ? 300000 : 0);
+            answer(rResponse, "ok");
+        },
+        tLimits, 1);
+    Client tSlow(tServer), tFresh(tServer);
+    tSlow.send("GET /slow HTTP/1.1\r\nHost: h\r\n\r\n");
+    ::usleep(10000);
+    tFresh.send(s_ksGet);
+    EXPECT_THAT(tFresh.readResponse(), HasSubstr("ok"));
+}
+
 TEST(Connections, EveryPhaseHasItsDeadline) {
     webcontainer::Limits tLimits = quickLimits();
     tLimits.nHeadTimeoutMs = tLimits.nIdleTimeoutMs = tLimits.nPrefetchTimeoutMs = 50;
