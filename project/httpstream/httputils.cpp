@@ -16,7 +16,7 @@ void logUndecodable(const ZQWString& sParamName) {
 }  // namespace
 
 void HttpUtils::convertHttpInputToUnicode(const Transcoding& rTranscoding, const ZQWString& sParamName,
-                                          std::string_view sRaw, ZQWString& rResult) {
+                                          const ZQNarrowString& sRaw, ZQWString& rResult) {
     StringBuffer tText;
     rTranscoding.decode(tText, sRaw);
     rResult = tText.toString();

@@ -57,7 +57,8 @@ void readFieldValue(ZQHttpStream::Param& rParam, const Transcoding& rTranscoding
     char tChunk[knChunk];
     while (const std::size_t nRead = rParam.hStream->readBytes(tChunk, knChunk))
         tRaw.append(tChunk, nRead);
-    HttpUtils::convertHttpInputToUnicode(rTranscoding, rParam.sParamName, tRaw.view(), rParam.sParamValue);
+    HttpUtils::convertHttpInputToUnicode(rTranscoding, rParam.sParamName, tRaw.toString(),
+                                         rParam.sParamValue);
 }
 
 void populateParam(ZQHttpStream::Param& rParam, const HeadersN& rHeaders,

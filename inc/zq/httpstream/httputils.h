@@ -1,14 +1,11 @@
 #pragma once
 
-#include <string_view>
-
 #include "zq/foundation/transcoding.h"
 #include "zq/foundation/zqstring.h"
 
 struct ZQ_EXPORT HttpUtils {
-    /// Turns the bytes of a form value, a ZQNarrowString or any others, into text. What they cannot mean
-    /// becomes U+FFFD, and a debug entry in the log then names the parameter. Exceptions of the transcoding
-    /// pass, and leave rResult as it was.
+    /// Turns the bytes of a form value into text. What they cannot mean becomes U+FFFD, and a debug entry in
+    /// the log then names the parameter. Exceptions of the transcoding pass, and leave rResult as it was.
     static void convertHttpInputToUnicode(const Transcoding& rTranscoding, const ZQWString& sParamName,
-                                          std::string_view sRaw, ZQWString& rResult);
+                                          const ZQNarrowString& sRaw, ZQWString& rResult);
 };
