@@ -1,41 +1,102 @@
 #include "zq/foundation/characterset.h"
 
 #include <algorithm>
+#include <string>
 
+#include "clientcharsets.h"
 #include "icuconverter.h"
-#include "zq/foundation/nocasecompareless.h"
 
-UConverterPtr openIcuConverter(std::wstring_view sLabel) noexcept {
-    // ICU's own names are short; whatever is longer, or is not ASCII, names nothing.
-    constexpr std::size_t knLongestName = UCNV_MAX_CONVERTER_NAME_LENGTH - 1;
-    if (sLabel.empty() || sLabel.size() > knLongestName) return nullptr;
-    if (!std::all_of(sLabel.begin(), sLabel.end(), [](wchar_t c) { return c > 0x20 && c < 0x7F; }))
-        return nullptr;
-    // A comma would start an option, a slash a file path.
-    if (sLabel.find_first_of(L",/") != sLabel.npos) return nullptr;
-    char tName[UCNV_MAX_CONVERTER_NAME_LENGTH] = {};
-    std::transform(sLabel.begin(), sLabel.end(), tName, [](wchar_t c) { return static_cast<char>(c); });
+namespace {
+
+bool isLabelCharacter(wchar_t c) noexcept {
+    return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') ||
+           std::wstring_view(L"0123456789-_.:+").find(c) != std::wstring_view::npos;
+}
+
+/// A label in small letters; empty when it cannot name anything.
+std::string toName(std::wstring_view sLabel) {
+    if (!std::ranges::all_of(sLabel, isLabelCharacter)) return {};
+    std::string sName;
+    for (const wchar_t c : sLabel)
+        sName += static_cast<char>(c >= L'A' && c <= L'Z' ? c + (L'a' - L'A') : c);
+    return sName;
+}
+
+UConverterPtr openByName(const char* pName) noexcept {
     UErrorCode eError = U_ZERO_ERROR;
-    UConverterPtr pConverter(ucnv_open(tName, &eError));
+    UConverterPtr pConverter(ucnv_open(pName, &eError));
     return U_SUCCESS(eError) ? std::move(pConverter) : nullptr;
 }
 
+/// Whether a letter stands for another one in ASCII; sets that have double bytes only, and no ASCII, pass.
+bool isEbcdic(UConverter* pConverter) noexcept {
+    constexpr char16_t kcLetter = u'A';
+    char tBytes[16] = {};
+    UErrorCode eError = U_ZERO_ERROR;
+    return ucnv_fromUChars(pConverter, tBytes, sizeof tBytes, &kcLetter, 1, &eError) == 1 && tBytes[0] != 'A';
+}
+
+bool isFitForHttp(UConverter* pConverter) noexcept {
+    switch (ucnv_getType(pConverter)) {
+        case UCNV_SBCS:
+        case UCNV_DBCS:
+        case UCNV_MBCS:
+            return !isEbcdic(pConverter);
+        case UCNV_LATIN_1:
+        case UCNV_US_ASCII:
+        case UCNV_UTF8:
+        case UCNV_CESU8:
+        case UCNV_UTF16:
+        case UCNV_UTF16_BigEndian:
+        case UCNV_UTF16_LittleEndian:
+        case UCNV_UTF32:
+        case UCNV_UTF32_BigEndian:
+        case UCNV_UTF32_LittleEndian:
+        case UCNV_ISO_2022:
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+UConverterPtr openIcuConverter(const CharacterSet& rCharset) {
+    UConverterPtr pConverter = openByName(rCharset.getConverterName().c_str());
+    if (!pConverter)
+        ZQTHROW_prethrowProcessException(CharacterSet::UnknownCharset(rCharset.getEncodingLabel()), true,
+                                         ZQ_WFILE, __LINE__);
+    return pConverter;
+}
+
 const Handle<const CharacterSet>& CharacterSet::utf8() {
-    static const Handle<const CharacterSet> s_hUtf8(new CharacterSet(EKind::kUtf8, ZQWString(L"utf-8")));
+    static const Handle<const CharacterSet> s_hUtf8(new CharacterSet(EKind::kUtf8, L"utf-8"));
     return s_hUtf8;
 }
 
 Handle<const CharacterSet> CharacterSet::find(std::wstring_view sLabel) {
+    return open(sLabel, toName(sLabel));
+}
+
+Handle<const CharacterSet> CharacterSet::findForClient(std::wstring_view sLabel) {
+    return open(sLabel, findClientCharset(toName(sLabel)));
+}
+
+/// sName: what to open, in small letters, followed by a NUL; empty when the label names nothing.
+Handle<const CharacterSet> CharacterSet::open(std::wstring_view sLabel, std::string_view sName) {
     if (sLabel == utf8()->getEncodingLabel().view()) return utf8();
-    const auto fMake = [sLabel](EKind eKind) {
-        return Handle<const CharacterSet>(new CharacterSet(eKind, ZQWString(sLabel)));
+    const auto fMake = [sLabel](EKind eKind, std::string_view sConverter = {}) {
+        return Handle<const CharacterSet>(new CharacterSet(eKind, sLabel, sConverter));
     };
-    if (compareNoCase(sLabel, L"utf-8") == 0) return fMake(EKind::kUtf8);
-    if (compareNoCase(sLabel, L"unicode") == 0) return fMake(EKind::kUtf16LittleEndian);
-    if (compareNoCase(sLabel, L"unicodeFFFE") == 0) return fMake(EKind::kUtf16BigEndian);
-    if (!openIcuConverter(sLabel))
+    if (sName == "utf-8") return fMake(EKind::kUtf8);
+    if (sName == "unicode") return fMake(EKind::kUtf16LittleEndian);
+    if (sName == "unicodefffe") return fMake(EKind::kUtf16BigEndian);
+    const UConverterPtr pConverter = sName.empty() ? nullptr : openByName(sName.data());
+    if (!pConverter || !isFitForHttp(pConverter.get()))
         ZQTHROW_prethrowProcessException(UnknownCharset(sLabel), true, ZQ_WFILE, __LINE__);
-    return fMake(EKind::kIcu);
+    if (ucnv_getType(pConverter.get()) == UCNV_UTF8) return fMake(EKind::kUtf8);
+    UErrorCode eError = U_ZERO_ERROR;
+    return fMake(EKind::kIcu, ucnv_getName(pConverter.get(), &eError));
 }
 
 CharacterSet::UnknownCharset::UnknownCharset(std::wstring_view sLabel)

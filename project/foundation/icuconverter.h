@@ -3,12 +3,13 @@
 #include <unicode/ucnv.h>
 
 #include <memory>
-#include <string_view>
+
+#include "zq/foundation/characterset.h"
 
 struct UConverterDeleter {
     void operator()(UConverter* p) const noexcept { ucnv_close(p); }
 };
 using UConverterPtr = std::unique_ptr<UConverter, UConverterDeleter>;
 
-/// Opens ICU's converter for a label of wide ASCII text; null when ICU knows no such character set.
-UConverterPtr openIcuConverter(std::wstring_view sLabel) noexcept;
+/// Opens ICU's converter of a character set. Throws CharacterSet::UnknownCharset when ICU cannot any more.
+UConverterPtr openIcuConverter(const CharacterSet& rCharset);

@@ -1,6 +1,5 @@
 #include "zq/foundation/textencoder.h"
 
-#include <unicode/ucnv.h>
 #include <unicode/ucnv_cb.h>
 
 #include <algorithm>
@@ -11,10 +10,15 @@
 
 namespace {
 
+/// Characters that are converted at once.
+constexpr std::size_t s_knPiece = 256;
+/// Characters of "&#1114111;".
+constexpr std::size_t s_knLongestReference = 10;
+
 /// The one or two UTF-16 code units of a character (Unicode 15, section 3.9, D91); pTo must have room for
 /// two.
 char16_t* putUtf16(char16_t* pTo, wchar_t cWide) noexcept {
-    const auto c = static_cast<char32_t>(isUnicodeScalar(cWide) ? cWide : kReplacementCharacter);
+    const auto c = static_cast<char32_t>(cWide);
     if (c < 0x10000) {
         *pTo++ = static_cast<char16_t>(c);
     } else {
@@ -26,25 +30,34 @@ char16_t* putUtf16(char16_t* pTo, wchar_t cWide) noexcept {
 
 /// Appends UTF-16 code units as bytes; nLowByte is the place of the low byte in each pair: 0 or 1.
 void encodeUtf16(NarrowStringBufferBase& rBuffer, std::wstring_view s, std::size_t nLowByte) {
+    char* const pStart = rBuffer.getAppendBuffer(4 * s.size());
+    char* pTo = pStart;
     char16_t tUnits[2];
     for (wchar_t c : s) {
         const char16_t* const pEnd = putUtf16(tUnits, c);
-        char* pTo = rBuffer.getAppendBuffer(4);
         for (const char16_t* p = tUnits; p != pEnd; ++p, pTo += 2) {
             pTo[nLowByte] = static_cast<char>(*p);
             pTo[1 - nLowByte] = static_cast<char>(*p >> 8);
         }
-        rBuffer.commitAppendBuffer(static_cast<std::size_t>(pEnd - tUnits) * 2);
     }
+    rBuffer.commitAppendBuffer(static_cast<std::size_t>(pTo - pStart));
 }
 
-/// Writes a character that the character set lacks as a numeric character reference. ICU's own callback for
-/// that drops joiners and other characters that are invisible themselves, and with them what they do to
-/// others.
+/// Writes the converter's substitute for a character that the character set lacks. Like the callback below it
+/// does so for every character: those of ICU drop joiners and others that are invisible themselves, and with
+/// them what they do to their neighbours.
+void writeSubstitute(const void*, UConverterFromUnicodeArgs* pArguments, const char16_t*, std::int32_t,
+                     UChar32, UConverterCallbackReason eReason, UErrorCode* pError) {
+    if (eReason > UCNV_IRREGULAR) return;  // not about a character
+    *pError = U_ZERO_ERROR;
+    ucnv_cbFromUWriteSub(pArguments, 0, pError);
+}
+
+/// Writes a character that the character set lacks as a numeric character reference.
 void writeReference(const void*, UConverterFromUnicodeArgs* pArguments, const char16_t*, std::int32_t,
                     UChar32 nCodePoint, UConverterCallbackReason eReason, UErrorCode* pError) {
-    if (eReason > UCNV_IRREGULAR) return;  // not about a character
-    char16_t tText[] = u"&#1114111;";
+    if (eReason > UCNV_IRREGULAR) return;
+    char16_t tText[s_knLongestReference + 1] = u"&#1114111;";
     const char16_t* const pEnd = tText + std::size(tText) - 1;
     char16_t* pStart = tText + std::size(tText) - 2;  // where the semicolon stands
     for (UChar32 n = nCodePoint; n != 0; n /= 10)
@@ -56,15 +69,23 @@ void writeReference(const void*, UConverterFromUnicodeArgs* pArguments, const ch
     ucnv_cbFromUWriteUChars(pArguments, &pFrom, pEnd, 0, pError);
 }
 
+/// Whether a character set has all characters of s.
+bool canWrite(UConverter* pConverter, std::u16string_view s) noexcept {
+    char tBytes[64];
+    UErrorCode eError = U_ZERO_ERROR;
+    ucnv_setFromUCallBack(pConverter, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &eError);
+    ucnv_fromUChars(pConverter, tBytes, sizeof tBytes, s.data(), static_cast<std::int32_t>(s.size()),
+                    &eError);
+    return U_SUCCESS(eError);
+}
+
 bool isUtf8Continuation(char c) noexcept {
     return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
 }
 
 }  // namespace
 
-TextEncoder::TextEncoder(const Handle<const CharacterSet>& hCharset, EUnmappable eUnmappable)
-    : m_hCharset(hCharset),
-      m_eUnmappable(eUnmappable) {}
+TextEncoder::TextEncoder(const Handle<const CharacterSet>& hCharset) : m_hCharset(hCharset) {}
 
 TextEncoder::~TextEncoder() = default;
 
@@ -72,39 +93,31 @@ void TextEncoder::ConverterDeleter::operator()(UConverter* p) const noexcept {
     ucnv_close(p);
 }
 
-void TextEncoder::encode(NarrowStringBufferBase& rBuffer, std::wstring_view s) {
-    switch (m_hCharset->getKind()) {
-        case CharacterSet::EKind::kUtf8:
-            W2NEncodingUTF8().encode(rBuffer, s);
-            break;
-        case CharacterSet::EKind::kUtf16LittleEndian:
-            encodeUtf16(rBuffer, s, 0);
-            break;
-        case CharacterSet::EKind::kUtf16BigEndian:
-            encodeUtf16(rBuffer, s, 1);
-            break;
-        case CharacterSet::EKind::kIcu:
-            encodeByIcu(rBuffer, s, false);
-            break;
-    }
+void TextEncoder::setUnmappable(EUnmappable eUnmappable) noexcept {
+    m_eUnmappable = eUnmappable;
+    if (!m_pConverter) return;
+    const bool bReference = m_bWritesReferences && eUnmappable == EUnmappable::kCharacterReference;
+    UErrorCode eError = U_ZERO_ERROR;
+    ucnv_setFromUCallBack(m_pConverter.get(), bReference ? writeReference : writeSubstitute, nullptr, nullptr,
+                          nullptr, &eError);
 }
 
-void TextEncoder::encodeUtf8(NarrowStringBufferBase& rBuffer, std::string_view s) {
+std::size_t TextEncoder::encodePiece(NarrowStringBufferBase& rBuffer, std::string_view sUtf8) {
     if (m_hCharset->getKind() == CharacterSet::EKind::kUtf8) {
-        rBuffer.append(s);
-        return;
+        rBuffer.append(sUtf8);
+        return sUtf8.size();
     }
-    constexpr std::size_t knPiece = 1024;
-    StringBufferTemplate<knPiece, wchar_t> tWide;
-    while (!s.empty()) {
-        std::size_t nPiece = std::min(knPiece, s.size());
-        while (nPiece < s.size() && isUtf8Continuation(s[nPiece]))
-            --nPiece;
-        tWide.clear();
-        N2WEncodingUTF8().encode(tWide, s.substr(0, nPiece));
-        encode(rBuffer, tWide.view());
-        s.remove_prefix(nPiece);
-    }
+    std::size_t nPiece = std::min(s_knPiece, sUtf8.size());
+    while (nPiece < sUtf8.size() && isUtf8Continuation(sUtf8[nPiece]))
+        --nPiece;
+    StringBufferTemplate<s_knPiece, wchar_t> tWide;
+    N2WEncodingUTF8().encode(tWide, sUtf8.substr(0, nPiece));
+    if (m_hCharset->getKind() == CharacterSet::EKind::kIcu)
+        encodeByIcu(rBuffer, tWide.view(), false);
+    else
+        encodeUtf16(rBuffer, tWide.view(),
+                    m_hCharset->getKind() == CharacterSet::EKind::kUtf16LittleEndian ? 0 : 1);
+    return nPiece;
 }
 
 void TextEncoder::finish(NarrowStringBufferBase& rBuffer) {
@@ -112,38 +125,28 @@ void TextEncoder::finish(NarrowStringBufferBase& rBuffer) {
 }
 
 void TextEncoder::openConverter() {
-    const std::wstring_view sLabel = m_hCharset->getEncodingLabel();
-    m_pConverter.reset(openIcuConverter(sLabel).release());
-    if (!m_pConverter)
-        ZQTHROW_prethrowProcessException(CharacterSet::UnknownCharset(sLabel), true, ZQ_WFILE, __LINE__);
+    m_pConverter.reset(openIcuConverter(*m_hCharset).release());
+    m_bWritesReferences = canWrite(m_pConverter.get(), u"&#0123456789;");
     UErrorCode eError = U_ZERO_ERROR;
-    if (m_eUnmappable == EUnmappable::kCharacterReference) {
-        ucnv_setFromUCallBack(m_pConverter.get(), writeReference, nullptr, nullptr, nullptr, &eError);
-    } else {
-        const char16_t cQuestionMark = u'?';
-        ucnv_setSubstString(m_pConverter.get(), &cQuestionMark, 1, &eError);
-    }
+    const char16_t cQuestionMark = u'?';
+    ucnv_setSubstString(m_pConverter.get(), &cQuestionMark, 1, &eError);  // nothing, where it is missing
+    setUnmappable(m_eUnmappable);
 }
 
 void TextEncoder::encodeByIcu(NarrowStringBufferBase& rBuffer, std::wstring_view s, bool bLast) {
     if (!m_pConverter) openConverter();
-    constexpr std::size_t knPiece = 512;
-    char16_t tUnits[2 * knPiece];
-    do {
-        const std::wstring_view sPiece = s.substr(0, knPiece);
-        s.remove_prefix(sPiece.size());
-        char16_t* pEnd = tUnits;
-        for (wchar_t c : sPiece)
-            pEnd = putUtf16(pEnd, c);
-        const char16_t* pFrom = tUnits;
-        UErrorCode eError = U_BUFFER_OVERFLOW_ERROR;
-        while (eError == U_BUFFER_OVERFLOW_ERROR) {
-            char* const pStart = rBuffer.getAppendBuffer(knPiece);
-            char* pTo = pStart;
-            eError = U_ZERO_ERROR;
-            ucnv_fromUnicode(m_pConverter.get(), &pTo, pStart + rBuffer.appendBufferCapacity(), &pFrom, pEnd,
-                             nullptr, bLast && s.empty(), &eError);
-            rBuffer.commitAppendBuffer(static_cast<std::size_t>(pTo - pStart));
-        }
-    } while (!s.empty());
+    char16_t tUnits[2 * s_knPiece];
+    char16_t* pEnd = tUnits;
+    for (wchar_t c : s)
+        pEnd = putUtf16(pEnd, c);
+    // Room for the worst, so that nothing can go wrong half-way: each character with a shift of its own, as
+    // the ten characters of the longest reference; a mark or designator before all, and a shift behind it.
+    const auto nMostBytes = static_cast<std::size_t>(ucnv_getMaxCharSize(m_pConverter.get()));
+    char* const pStart = rBuffer.getAppendBuffer((s.size() + 2) * (nMostBytes + s_knLongestReference));
+    char* pTo = pStart;
+    const char16_t* pFrom = tUnits;
+    UErrorCode eError = U_ZERO_ERROR;
+    ucnv_fromUnicode(m_pConverter.get(), &pTo, pStart + rBuffer.appendBufferCapacity(), &pFrom, pEnd, nullptr,
+                     bLast, &eError);
+    rBuffer.commitAppendBuffer(static_cast<std::size_t>(pTo - pStart));
 }

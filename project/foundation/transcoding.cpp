@@ -67,20 +67,32 @@ void replaceByIcu(const void*, UConverterToUnicodeArgs* pArgs, const char*, int3
     ucnv_cbToUWriteUChars(pArgs, &kcReplacement, 1, 0, peError);
 }
 
-void decodeByIcu(WideStringBufferBase& rBuffer, std::string_view s, std::wstring_view sLabel) {
-    const UConverterPtr pConverter = openIcuConverter(sLabel);
-    if (!pConverter)
-        ZQTHROW_prethrowProcessException(CharacterSet::UnknownCharset(sLabel), true, ZQ_WFILE, __LINE__);
+/// The calling thread's converter of a character set. A form has many short texts, and one converter serves
+/// them all: it is kept until another set is asked for.
+UConverter* threadConverter(const CharacterSet& rCharset) {
+    thread_local UConverterPtr t_pConverter;
+    thread_local ZQNarrowString t_sName;
+    if (t_sName != rCharset.getConverterName()) {
+        UConverterPtr pConverter = openIcuConverter(rCharset);
+        UErrorCode eError = U_ZERO_ERROR;
+        ucnv_setToUCallBack(pConverter.get(), &replaceByIcu, nullptr, nullptr, nullptr, &eError);
+        t_pConverter = std::move(pConverter);
+        t_sName = rCharset.getConverterName();
+    }
+    ucnv_resetToUnicode(t_pConverter.get());
+    return t_pConverter.get();
+}
+
+void decodeByIcu(WideStringBufferBase& rBuffer, std::string_view s, const CharacterSet& rCharset) {
+    UConverter* const pConverter = threadConverter(rCharset);
     Utf16Joiner tJoiner(rBuffer);
     const char* pFrom = s.data();
-    UErrorCode eError = U_ZERO_ERROR;
-    ucnv_setToUCallBack(pConverter.get(), &replaceByIcu, nullptr, nullptr, nullptr, &eError);
-    eError = U_BUFFER_OVERFLOW_ERROR;
+    UErrorCode eError = U_BUFFER_OVERFLOW_ERROR;
     char16_t tUnits[512] = {};
     while (eError == U_BUFFER_OVERFLOW_ERROR) {
         char16_t* pTo = tUnits;
         eError = U_ZERO_ERROR;
-        ucnv_toUnicode(pConverter.get(), &pTo, std::end(tUnits), &pFrom, s.data() + s.size(), nullptr, true,
+        ucnv_toUnicode(pConverter, &pTo, std::end(tUnits), &pFrom, s.data() + s.size(), nullptr, true,
                        &eError);
         for (const char16_t* p = tUnits; p != pTo; ++p)
             tJoiner.add(*p);
@@ -108,7 +120,7 @@ void UniversalTranscoding::decode(WideStringBufferBase& rBuffer, std::string_vie
             decodeUtf16(rBuffer, s, 1);
             break;
         case CharacterSet::EKind::kIcu:
-            decodeByIcu(rBuffer, s, m_hCharset->getEncodingLabel());
+            decodeByIcu(rBuffer, s, *m_hCharset);
             break;
     }
 }

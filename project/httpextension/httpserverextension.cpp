@@ -30,7 +30,7 @@ Handle<const CharacterSet> parameterCharset(ZQHttpStream& rStream) {
     Headers tAttributes;
     MultipartParsingUtils::parseCompositeHeader(sContentType, tAttributes);
     const auto it = tAttributes.find(ks_charset);
-    return it == tAttributes.end() ? Handle<const CharacterSet>() : CharacterSet::find(it->second);
+    return it == tAttributes.end() ? Handle<const CharacterSet>() : CharacterSet::findForClient(it->second);
 }
 
 }  // namespace

@@ -35,6 +35,7 @@ void UnicodeHttpStream::Reset(EResetFlag eResetFlag) {
     if (eResetFlag & kClearBuffer) {
         m_tText.clear();
         m_tBytes.clear();
+        m_bTextMarked = false;
     }
     if (eResetFlag & kClearResourceRefs) ResourceRefs().clear();
     if (eResetFlag & kClearHeader) clearDescription(GetInternals());
@@ -42,19 +43,23 @@ void UnicodeHttpStream::Reset(EResetFlag eResetFlag) {
     if (eResetFlag & kClearOnLoadFunc) WindowOnLoadFunctions().clear();
 }
 
+void UnicodeHttpStream::markText(std::string_view sMark) {
+    if (m_bTextMarked) return;
+    m_tBytes.append(sMark);
+    m_bTextMarked = true;
+}
+
 void UnicodeHttpStream::transformUnicodeBuffer() {
     const Handle<const CharacterSet> hCharset = GetOutputCharsetHandle();
-    const EUnmappable eUnmappable = unmappableFor(GetFormat());
-    if (!m_tEncoder || !m_tEncoder->isFor(hCharset, eUnmappable)) {
+    if (!m_tEncoder || !m_tEncoder->isFor(*hCharset)) {
         finishUnicodeText();
-        m_tEncoder.emplace(hCharset, eUnmappable);
+        m_tEncoder.emplace(hCharset);
     }
-    // After a flush that failed half-way this text may be in the byte buffer already.
-    m_tText.forgetMoved();
+    m_tEncoder->setUnmappable(unmappableFor(GetFormat()));
     if (hCharset->getKind() == CharacterSet::EKind::kUtf8)
         m_tText.moveTo(m_tBytes);
     else
-        m_tEncoder->encodeUtf8(m_tBytes, m_tText.getUtf8());
+        m_tText.encodeTo(m_tBytes, *m_tEncoder);
 }
 
 void UnicodeHttpStream::finishUnicodeText() {

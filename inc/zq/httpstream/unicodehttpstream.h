@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string_view>
 
 #include "zq/foundation/stringbuffer.h"
 #include "zq/foundation/textencoder.h"
@@ -32,10 +33,12 @@ public:
 
 protected:
     NarrowStringBufferBase& getMutableByteBuffer() noexcept { return m_tBytes; }
+    /// Appends a byte order mark to the byte buffer, once however often a flush that failed is tried again.
+    void markText(std::string_view sMark);
     /// Appends the text, converted, to the byte buffer; it can still be read until the next
-    /// Reset(kClearBuffer). A character that the character set lacks becomes a character reference in HTML
-    /// and XML and a question mark elsewhere. Text cut anywhere between two calls converts as it would in one
-    /// piece.
+    /// Reset(kClearBuffer), but is converted once. A character that the character set lacks becomes a
+    /// character reference in HTML and XML and a question mark elsewhere. Text cut anywhere between two calls
+    /// converts as it would in one piece, also when its character set was set anew in between.
     void transformUnicodeBuffer();
     /// Ends the response's text: appends what its conversion still holds back, such as the return to ASCII of
     /// ISO-2022-JP. Nothing for nearly every character set.
@@ -45,6 +48,7 @@ protected:
 private:
     Handle<GDExpressionEvaluator> m_hEvaluator;
     bool m_bDead = false;
+    bool m_bTextMarked = false;             ///< the buffered text has its byte order mark
     std::optional<TextEncoder> m_tEncoder;  ///< made for the first text, and anew for another character set
     UnicodeBuffer m_tText;
     StringBufferTemplate<16383, char> m_tBytes;

@@ -67,7 +67,8 @@ public:
     /// Sets the kind of document, and the content type that stands for it.
     virtual void SetFormat(WebContentFormat::EFormat eFormat);
     virtual WebContentFormat::EFormat GetFormat() const;
-    /// Sends what is buffered, and before the first time status and headers.
+    /// Sends what is buffered, and before the first time status and headers. When it throws, each byte has
+    /// either been sent or is still buffered for the next call.
     virtual void Flush() = 0;
     /// Takes back what the flags name. After the first Flush() only kClearBuffer is legitimate.
     virtual void Reset(EResetFlag eResetFlag) = 0;
@@ -140,7 +141,8 @@ public:
     const ContentDisposition& getContentDisposition() const noexcept {
         return m_tInternals.tContentDisposition;
     }
-    /// Hints for the front end, sent as one header.
+    /// Hints for whoever handles the response on its way, a proxy for instance. They go to the client as they
+    /// are, as one X-ZUBRE-Response-Hints header.
     void addResponseHint(const ZQWString& sHint) { m_tInternals.tResponseHints.insert(sHint); }
     bool responseHints_empty() const noexcept { return m_tInternals.tResponseHints.empty(); }
     ResponseHints::const_iterator responseHints_begin() const { return m_tInternals.tResponseHints.begin(); }
