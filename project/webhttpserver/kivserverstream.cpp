@@ -145,15 +145,31 @@ void KIVServerHttpStream::flushImpl(bool bFinal) {
             translateAndThrowHttpResponseProviderError(m_eLastRC, ZQ_WFILE, __LINE__);
         }
     }
-    sendBytes(bFinal);
-    logChunk();
+    // From here on the headers are out, and once the bytes are too they are no longer buffered, whatever is
+    // thrown: an application that catches it may flush again.
+    try {
+        sendBytes(bFinal);
+    } catch (...) {
+        m_bFlushed = m_bFlushed || m_eLastRC == HttpResponseProvider::kRCOK;
+        throw;
+    }
+    try {
+        logChunk();
+    } catch (...) {
+        endFlush();
+        throw;
+    }
+    endFlush();
+}
+
+void KIVServerHttpStream::endFlush() {
     Reset(kClearBuffer);
     m_bFlushed = true;
 }
 
 /// Converts the text into the byte buffer; the first text of a response has its byte order mark in front.
 void KIVServerHttpStream::appendUnicodeBuffer() {
-    if (!m_bFlushed) getMutableByteBuffer().append(byteOrderMark(GetOutputCharset().getEncodingLabel()));
+    if (!m_bFlushed) markText(byteOrderMark(GetOutputCharset().getEncodingLabel()));
     transformUnicodeBuffer();
 }
 

@@ -71,6 +71,7 @@ private:
     void appendUnicodeBuffer();
     void sendBytes(bool bFinal);
     void logChunk();
+    void endFlush();
 
     unsigned int m_nMaxContentDispFilenameLen = 120;
     HttpResponseProvider::EResponseCode m_eLastRC = HttpResponseProvider::kRCOK;

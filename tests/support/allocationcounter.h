@@ -12,3 +12,13 @@ public:
 private:
     const std::size_t m_nStart;
 };
+
+/// Lets an allocation of the calling thread fail: the one that nAllocations others have gone before in this
+/// object's life.
+class AllocationFailure {
+public:
+    explicit AllocationFailure(std::size_t nAllocations) noexcept;
+    ~AllocationFailure();
+    AllocationFailure(const AllocationFailure&) = delete;
+    AllocationFailure& operator=(const AllocationFailure&) = delete;
+};

@@ -1,7 +1,5 @@
 #include "support/fakeresponseprovider.h"
 
-#include <new>
-
 void FakeResponseProvider::log(std::string sCall) {
     ++nCalls;
     if (m_pLog) m_pLog->push_back(std::move(sCall));
@@ -42,7 +40,6 @@ FakeResponseProvider::EResponseCode FakeResponseProvider::commitHeaders() {
 
 FakeResponseProvider::EResponseCode FakeResponseProvider::writeToBody(const void* pData,
                                                                       std::size_t nLength) {
-    if (bThrowOnWrite) throw std::bad_alloc();
     const std::string sData(static_cast<const char*>(pData), nLength);
     log("writeToBody " + sData);
     sBody += sData;

@@ -16,9 +16,6 @@ public:
     std::size_t nFailingCall = static_cast<std::size_t>(-1);
     EResponseCode eFailure = kRCOK;
 
-    /// writeToBody() runs out of memory.
-    bool bThrowOnWrite = false;
-
     std::string sBody;       ///< all bytes sent so far
     std::size_t nCalls = 0;  ///< how many calls of any kind there were
 

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "serverfixture.h"
+#include "support/allocationcounter.h"
 #include "support/recorders.h"
 #include "zq/httpstream/httpdateutils.h"
 
@@ -255,32 +256,50 @@ TEST(Response, NthCallFailsForEveryNAndCode) {
             }
 }
 
-/// The body of a page whose text is flushed after nCut characters.
-std::string pageBody(const wchar_t* pCharset, const std::wstring& sText, std::size_t nCut) {
+/// The body of a page whose text is flushed after nCut characters, when it says anew what it is.
+std::string pageBody(const wchar_t* pContentType, const wchar_t* pCharset, const std::wstring& sText,
+                     std::size_t nCut) {
     StreamFixture t;
-    t.tStream.SetContentType(L"text/html");
-    t.tStream.SetOutputCharset(CharacterSet::find(pCharset));
-    t.tStream.addText(sText.substr(0, nCut));
-    if (nCut != 0) t.tStream.Flush();
-    t.tStream.addText(sText.substr(nCut));
+    for (const std::wstring& sPiece : {sText.substr(0, nCut), sText.substr(nCut)}) {
+        t.tStream.SetContentType(pContentType);
+        t.tStream.SetOutputCharset(CharacterSet::find(pCharset));
+        t.tStream.addText(sPiece);
+        if (!sPiece.empty()) t.tStream.Flush();
+    }
     t.tStream.endResponse();
     return t.tResponse.sBody;
 }
 
 TEST(Response, TextCutAnywhereConvertsAsOnePiece) {
     // Shift states, characters that join with the next one, pairs of UTF-16 units, and what has no place.
-    const std::wstring sText = L"a\u65e5\u672c\u00ca\u0304b\U0001F600\u20ac\u00e9\u8a9e";
-    const std::pair<const wchar_t*, std::string> tCases[] = {
-        {L"utf-8",
+    const std::wstring sText = L"a\u65e5\u672c\u00ca\u0304b\U0001F600\u200d\u20ac\u00e9\u8a9e";
+    struct {
+        const wchar_t *pContentType, *pCharset;
+        std::string sBody;
+    } const kpCases[] = {
+        {L"text/html", L"utf-8",
          "a\xE6\x97\xA5\xE6\x9C\xAC\xC3\x8A\xCC\x84"
-         "b\xF0\x9F\x98\x80\xE2\x82\xAC\xC3\xA9\xE8\xAA\x9E"},
-        {L"iso-8859-1", "a&#26085;&#26412;\xCA&#772;b&#128512;&#8364;\xE9&#35486;"},
-        {L"iso-2022-jp", "a\x1B$BF|K\\\x1B(B&#202;&#772;b&#128512;&#8364;&#233;\x1B$B8l\x1B(B"},
-        {L"big5-hkscs", "a\xA4\xE9\xA5\xBB\x88\x66&#772;b&#128512;\xA3\xE1\x88\x6D\xBB\x79"},
+         "b\xF0\x9F\x98\x80\xE2\x80\x8D\xE2\x82\xAC\xC3\xA9\xE8\xAA\x9E"},
+        {L"text/html", L"iso-8859-1", "a&#26085;&#26412;\xCA&#772;b&#128512;&#8205;&#8364;\xE9&#35486;"},
+        {L"text/plain", L"iso-8859-1", "a??\xCA?b???\xE9?"},
+        {L"text/html", L"iso-2022-jp",
+         "a\x1B$BF|K\\\x1B(B&#202;&#772;b&#128512;&#8205;&#8364;&#233;\x1B$B8l\x1B(B"},
+        {L"text/plain", L"iso-2022-kr",
+         "\x1B$)Ca\x0Elm\\b\x0F??b???"
+         "?\x0E"
+         "e^\x0F"},
+        {L"text/html", L"big5-hkscs",
+         "a\xA4\xE9\xA5\xBB\x88\x66&#772;b&#128512;&#8205;\xA3\xE1\x88\x6D\xBB\x79"},
+        {L"text/plain", L"utf-16",
+         std::string("\xFF\xFE"
+                     "a\0\xE5\x65\x2C\x67\xCA\0\4\3"
+                     "b\0=\xD8\0\xDE\r\x20\xAC\x20\xE9\0\x9E\x8A",
+                     26)},
     };
-    for (const auto& [pCharset, sExpected] : tCases)
+    for (const auto& r : kpCases)
         for (std::size_t nCut = 0; nCut <= sText.size(); ++nCut)
-            EXPECT_EQ(pageBody(pCharset, sText, nCut), sExpected) << testing::PrintToString(pCharset) << nCut;
+            EXPECT_EQ(pageBody(r.pContentType, r.pCharset, sText, nCut), r.sBody)
+                << toUtf8(ZQWString(r.pCharset)) << nCut;
 }
 
 /// Long texts move from buffer to buffer instead of being copied; the log and the bytes must not notice.
@@ -300,22 +319,64 @@ TEST(Response, LongTextsArriveWholeAndOnceEachTime) {
     EXPECT_EQ(t.tResponse.sBody, sExpected);
 }
 
-TEST(Response, FlushThatThrewCanBeTriedAgainInAnotherCharacterSet) {
+/// Makes the module write its log entries, and needs no memory for them.
+class DeafLogWriter final : public LogWriter {
+public:
+    DeafLogWriter() { LogRegistry::addWriter(*this, kSevInfoMinor); }
+    ~DeafLogWriter() override { LogRegistry::removeWriter(*this); }
+    void write(const LogEntry&) noexcept override {}
+};
+
+/// The body of a response in three chunks, the third of which finds long buffers; each first flush of one
+/// runs out of memory at its allocation number nFailing, and says so in rbThrown.
+std::string bodyWithoutMemory(const wchar_t* pCharset, std::size_t nText, std::size_t nBytes,
+                              std::size_t nFailing, bool& rbThrown) {
     StreamFixture t;
-    t.tStream.SetContentType(L"text/plain");
-    for (int n = 0; n < 2; ++n) {  // now both buffers are long
-        t.tStream.addText(std::wstring(20000, L'x'));
+    t.tStream.SetOutputCharset(CharacterSet::find(pCharset));
+    for (const wchar_t c : {L'\u65e5', L'\u672c', L'\u8a9e'}) {
+        t.tStream.writeBinary(std::string(nBytes, '.').data(), nBytes);
+        t.tStream.addText(std::wstring(nText, c));
+        try {
+            const AllocationFailure tFailure(nFailing);
+            t.tStream.Flush();
+        } catch (const std::bad_alloc&) {
+            rbThrown = true;
+        }
+        t.tStream.addText(L"\u3042");
         t.tStream.Flush();
     }
-    t.tResponse.sBody.clear();
-    t.tResponse.bThrowOnWrite = true;
-    t.tStream.addText(std::wstring(20000, L'\u00e9'));
-    EXPECT_THROW(t.tStream.Flush(), std::bad_alloc);
-    t.tResponse.bThrowOnWrite = false;
-    t.tStream.SetOutputCharset(CharacterSet::find(L"iso-8859-1"));
-    t.tStream.addText(L"\u00e9");
     t.tStream.endResponse();
-    EXPECT_EQ(t.tResponse.sBody, toUtf8(std::wstring(20000, L'\u00e9')) + "\xE9");
+    EXPECT_EQ(std::ranges::count(t.tLog, "commitHeaders"), 1);
+    return t.tResponse.sBody;
+}
+
+TEST(Response, FlushThatThrewHasSentOrKeptEachByte) {
+    const DeafLogWriter tWriter;
+    for (const wchar_t* const pCharset : {L"utf-8", L"unicode", L"utf-16", L"iso-2022-jp"})
+        for (const std::size_t nText : {1, 20000})
+            for (const std::size_t nBytes : {0, 1, 20000}) {
+                bool bThrown = false;
+                const std::string sWhole = bodyWithoutMemory(pCharset, nText, nBytes, 1'000'000, bThrown);
+                ASSERT_FALSE(bThrown);
+                std::size_t n = 0;
+                do {
+                    bThrown = false;
+                    ASSERT_TRUE(bodyWithoutMemory(pCharset, nText, nBytes, n, bThrown) == sWhole)
+                        << toUtf8(ZQWString(pCharset)) << nText << ' ' << nBytes << ' ' << n;
+                } while (++n, bThrown);
+                EXPECT_GT(n, 3U);
+            }
+    StreamFixture t;
+    t.tStream.SetOutputCharset(CharacterSet::find(L"unicode"));
+    t.tStream.addText(L"taken back, and its mark with it");
+    {
+        const AllocationFailure tFailure(0);
+        EXPECT_THROW(t.tStream.Flush(), std::bad_alloc);
+    }
+    t.tStream.Reset(ZQHttpStream::kClearBuffer);
+    t.tStream.addText(L"x");
+    t.tStream.endResponse();
+    EXPECT_EQ(t.tResponse.sBody, std::string("\xFF\xFEx\0", 4));
 }
 
 TEST(Response, UnknownCharacterSetIsRefusedBeforeAnythingIsSent) {
