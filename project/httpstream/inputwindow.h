@@ -12,8 +12,10 @@ class InputWindow {
 public:
     static constexpr std::size_t s_knCapacity = std::size_t{64} * 1024;
 
-    /// cBefore stands before the stream's first byte.
-    InputWindow(const Handle<InputStream>& hInput, char cBefore) : m_hInput(hInput) { m_tBytes[0] = cBefore; }
+    /// sBefore stands before the stream's first byte.
+    InputWindow(const Handle<InputStream>& hInput, std::string_view sBefore) : m_hInput(hInput) {
+        m_nEnd = sBefore.copy(m_tBytes, s_knCapacity);
+    }
 
     /// What has come and was not dropped. Valid until the next readMore().
     std::string_view view() const noexcept { return {m_tBytes + m_nBegin, m_nEnd - m_nBegin}; }
@@ -40,7 +42,7 @@ private:
 
     const Handle<InputStream> m_hInput;
     std::size_t m_nBegin = 0;
-    std::size_t m_nEnd = 1;
+    std::size_t m_nEnd = 0;
     bool m_bEnded = false;
     char m_tBytes[s_knCapacity];
 };

@@ -17,6 +17,13 @@ MultipartEndedInsidePart* MultipartEndedInsidePart::clone() const {
     return new MultipartEndedInsidePart(*this);
 }
 
+MultipartMixedLineEnds::MultipartMixedLineEnds()
+    : MultipartError(GDString(L"The multipart body ends some of its lines in CRLF and some in LF alone.")) {}
+
+MultipartMixedLineEnds* MultipartMixedLineEnds::clone() const {
+    return new MultipartMixedLineEnds(*this);
+}
+
 MultipartHeaderBytesExceeded::MultipartHeaderBytesExceeded(std::size_t nPart, std::size_t nMostBytes)
     : MultipartError(GDString(L"Part %1 of the multipart body has more than %2 bytes of headers.")) {
     setMsgInsert(1, GDUInteger(nPart));

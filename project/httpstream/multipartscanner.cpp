@@ -11,7 +11,7 @@ static_assert(MultipartLimits::s_knMostHeaderBytes + MultipartLimits::s_knMostBo
 MultipartScanner::MultipartScanner(const Handle<InputStream>& hInput, std::string_view sBoundary)
     : m_tDelimiter(sBoundary),
       m_ePlace(MultipartDelimiter::isUsable(sBoundary) ? EPlace::kPreamble : EPlace::kEnd),
-      m_tWindow(hInput, '\n') {}
+      m_tWindow(hInput, "\r\n") {}
 
 bool MultipartScanner::advance() {
     while (const std::size_t nContent = getContent().size())
@@ -27,23 +27,23 @@ void MultipartScanner::passDelimiter() {
     const MultipartDelimiter::Match tNext = matchAt(0);
     if (tNext.isDelimiter())
         setMatch(tNext);
-    else  // beyond the line's LF there is a part, if there is anything
-        m_ePlace = m_tWindow.view().size() > 1 ? EPlace::kHeaders : EPlace::kEnd;
+    else  // beyond the line there is a part, if there is anything
+        m_ePlace = m_tWindow.view().size() > lineEndSize() ? EPlace::kHeaders : EPlace::kEnd;
 }
 
 std::string_view MultipartScanner::readHeaderBlock(std::size_t nMost) {
-    std::size_t nLineFeed = 0;
+    const std::size_t nStart = lineEndSize();
+    std::size_t nLine = nStart;
     for (m_nHeaders = 0; m_nHeaders == 0;) {
-        const std::size_t nNext = findLineFeed(nLineFeed + 1, nMost);
-        const std::string_view sLine = m_tWindow.view().substr(nLineFeed + 1, nNext - nLineFeed - 1);
-        if (sLine.empty() || sLine == "\r") {
-            m_nHeaders = nNext;
+        const std::size_t nNext = readLine(nLine, nStart + nMost);
+        if (nNext - nLine == lineEndSize()) {
+            m_nHeaders = nLine;
         } else {
-            nLineFeed = nNext;
-            if (matchAt(nLineFeed).isDelimiter()) m_nHeaders = nLineFeed;
+            nLine = nNext;
+            if (matchAt(nLine - lineEndSize()).isDelimiter()) m_nHeaders = nLine - lineEndSize();
         }
     }
-    return m_tWindow.view().substr(1, nLineFeed);
+    return m_tWindow.view().substr(nStart, nLine - nStart);
 }
 
 void MultipartScanner::endHeaders() noexcept {
@@ -77,7 +77,7 @@ void MultipartScanner::scan() {
 void MultipartScanner::scanContentStart() {
     const MultipartDelimiter::Match tMatch = matchAt(0);
     if (tMatch.isDelimiter()) return setMatch(tMatch);
-    m_tWindow.drop(1);
+    m_tWindow.drop(lineEndSize());
     m_ePlace = EPlace::kContent;
 }
 
@@ -87,25 +87,32 @@ void MultipartScanner::setMatch(const MultipartDelimiter::Match& rMatch) noexcep
         return;
     }
     m_nDelimiter = rMatch.nLength;
+    m_tDelimiter.setLineEnd(rMatch.sLineEnd);
     m_ePlace = rMatch.eMatch == MultipartDelimiter::EMatch::kClosing ? EPlace::kEnd : EPlace::kDelimiter;
 }
 
 MultipartDelimiter::Match MultipartScanner::matchAt(std::size_t nOffset) {
     for (;;) {
         const auto tMatch = m_tDelimiter.match(m_tWindow.view().substr(nOffset), m_tWindow.hasEnded());
+        if (tMatch.eMatch == MultipartDelimiter::EMatch::kMixed) throwMixedLineEnds();
         if (tMatch.eMatch != MultipartDelimiter::EMatch::kNeedMore) return tMatch;
         m_tWindow.readMore();
     }
 }
 
-std::size_t MultipartScanner::findLineFeed(std::size_t nFrom, std::size_t nMost) {
+std::size_t MultipartScanner::readLine(std::size_t nFrom, std::size_t nMostEnd) {
     for (std::size_t nSearched = nFrom;;) {
         const std::string_view s = m_tWindow.view();
         const std::size_t nLineFeed = s.find('\n', nSearched);
-        if (std::min(nLineFeed, s.size()) > nMost)
-            ZQTHROW_prethrowProcessException(MultipartHeaderBytesExceeded(m_nParts + 1, nMost), true,
-                                             ZQ_WFILE, __LINE__);
-        if (nLineFeed != s.npos) return nLineFeed;
+        if (std::min(nLineFeed, s.size()) >= nMostEnd)
+            ZQTHROW_prethrowProcessException(
+                MultipartHeaderBytesExceeded(m_nParts + 1, nMostEnd - lineEndSize()), true, ZQ_WFILE,
+                __LINE__);
+        if (nLineFeed != s.npos) {
+            const bool bCrLf = s.substr(nFrom, nLineFeed - nFrom).ends_with('\r');
+            if (bCrLf != (m_tDelimiter.getLineEnd() == "\r\n")) throwMixedLineEnds();
+            return nLineFeed + 1;
+        }
         nSearched = s.size();
         if (!m_tWindow.readMore()) throwEndedInsidePart(m_nParts + 1);
     }
@@ -113,4 +120,8 @@ std::size_t MultipartScanner::findLineFeed(std::size_t nFrom, std::size_t nMost)
 
 void MultipartScanner::throwEndedInsidePart(std::size_t nPart) const {
     ZQTHROW_prethrowProcessException(MultipartEndedInsidePart(nPart), true, ZQ_WFILE, __LINE__);
+}
+
+void MultipartScanner::throwMixedLineEnds() const {
+    ZQTHROW_prethrowProcessException(MultipartMixedLineEnds(), true, ZQ_WFILE, __LINE__);
 }

@@ -9,10 +9,10 @@
 /// Finds parts, header blocks and content in a multipart body, and hands them out as views of its window. An
 /// exception leaves it where it was.
 ///
-///     kPreamble --delimiter--> kDelimiter --advance()--> kHeaders --endHeaders()--> kContentStart -->
-///     kContent
-///                                  ^                                                                     |
-///                                  `-----------------------------delimiter-------------------------------'
+///     kPreamble --delimiter--> kDelimiter --advance()--> kHeaders --endHeaders()--> kContentStart
+///                                  ^                                                  |       |
+///                                  |-------------------delimiter----------------------'       v
+///                                  `-------------------delimiter-------------------------- kContent
 ///
 /// From everywhere, a closing delimiter leads to kEnd; the end of the input does from kPreamble and
 /// kDelimiter.
@@ -43,8 +43,8 @@ private:
     enum class EPlace {
         kPreamble,      ///< before the first delimiter; the window began with a line end that no body has
         kDelimiter,     ///< at a delimiter of m_nDelimiter bytes
-        kHeaders,       ///< at the LF that ends the delimiter's line
-        kContentStart,  ///< at the LF of the empty line, with which a delimiter may begin
+        kHeaders,       ///< at the line end of the delimiter's line
+        kContentStart,  ///< at the line end of the empty line, with which a delimiter may begin
         kContent,
         kEnd
     };
@@ -54,13 +54,16 @@ private:
     void passDelimiter();
     void setMatch(const MultipartDelimiter::Match& rMatch) noexcept;
     MultipartDelimiter::Match matchAt(std::size_t nOffset);
-    std::size_t findLineFeed(std::size_t nFrom, std::size_t nMost);
+    /// Where the header line at nFrom ends, its line end included; throws when that is beyond nMostEnd.
+    std::size_t readLine(std::size_t nFrom, std::size_t nMostEnd);
+    std::size_t lineEndSize() const noexcept { return m_tDelimiter.getLineEnd().size(); }
     [[noreturn]] void throwEndedInsidePart(std::size_t nPart) const;
+    [[noreturn]] void throwMixedLineEnds() const;
 
     MultipartDelimiter m_tDelimiter;
     EPlace m_ePlace;
     std::size_t m_nDelimiter = 0;
-    std::size_t m_nHeaders = 0;  ///< bytes of the header block read last, with the LF before it
+    std::size_t m_nHeaders = 0;  ///< bytes of the header block read last, with the line end before it
     std::size_t m_nContent = 0;  ///< bytes at the front of the window that are content (or preamble)
     std::size_t m_nParts = 0;
     InputWindow m_tWindow;

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
+#include <numeric>
+
 #include "support/multipartbody.h"
 
 namespace {
@@ -24,6 +26,7 @@ struct BodyCase {
 };
 
 const std::string s_ksPadding256(256, ' ');
+const std::string s_ksMixed = "!The multipart body ends some of its lines in CRLF and some in LF alone.";
 
 const BodyCase s_tBodies[] = {
     {"twoParts", "--b\r\nH: 1\r\n\r\nhi\r\n--b\r\nH: 2\r\n\r\n\r\nho\r\n\r\n--b--\r\n",
@@ -35,7 +38,15 @@ const BodyCase s_tBodies[] = {
      "{}hi;{}ho;"},
     {"paddedTooFar", "--b\r\n\r\nhi\r\n--b" + s_ksPadding256 + "\t\r\n--b--",
      "{}hi\r\n--b" + s_ksPadding256 + "\t;"},
-    {"bareLineFeeds", "--b\nH: 1\n\nh\ni\n--b\nI: 2\n\n\n--b--\n", "{H=1}h\ni;{I=2};"},
+    {"bareLineFeeds", "x\r\n--b\nH: 1\n\nh\ni\r\n--b\nI: 2\n\n\n--b--\n", "{H=1}h\ni\r;{I=2};"},
+    {"bareLineFeedsAreContent", "--b\r\n\r\n\n--b\r\n\r\nx\n--b--\r\n--b\ny\r\n--b--\n\r\n--b--",
+     "{}\n--b\r\n\r\nx\n--b--\r\n--b\ny\r\n--b--\n;"},
+    {"bareLineFeedBeforeContent", "--b\r\n\r\n--b\n\r\n--b--", "{}--b\n;"},
+    {"lineEndsMixed", "--b\n\nhi\n--b\r\n\r\nho\r\n--b--\n", "{}hi;" + s_ksMixed},
+    {"lineEndsMixedAtTheFirst", "x\n--b\r\n\r\nhi\r\n--b--", s_ksMixed},
+    {"lineEndsMixedInHeaders", "--b\r\n\r\nhi\r\n--b\r\nH: 1\nI: 2\r\n\r\n\r\n--b--", "{}hi;" + s_ksMixed},
+    {"lineEndsMixedBehindHeaders", "--b\r\nH: 1\r\n\n\r\n\r\n--b--", s_ksMixed},
+    {"lineEndsMixedAfterLineFeeds", "--b\nH: 1\n\r\n\n--b--", s_ksMixed},
     {"lineEndsInContent", "--b\r\n\r\n\r\n\r\r\r\n\n\r\r\n--b--", "{}\r\n\r\r\r\n\n\r;"},
     {"longerBoundaryNested", "--b\r\n\r\n--ba\r\n\r\nx\r\n--ba--\r\n--b--b\r\n--b--",
      "{}--ba\r\n\r\nx\r\n--ba--\r\n--b--b;"},
@@ -137,7 +148,7 @@ TEST(MultipartReaderTest, EnforcesEachLimitExactly) {
         {sTwoHeaders + "--b\r\nH: 12345678\r\n\r\n\r\n",
          "Part 2 of the multipart body has more than 14 bytes of headers."},
         {"--b\r\nnever ends its line", "Part 1 of the multipart body has more than 14 bytes of headers."},
-        {"--b\r\nA:1\nB:2\nC:3\n\n\r\n", "Part 1 of the multipart body has more than 2 headers."},
+        {"--b\r\nA:\r\nB:\r\nC:\r\n\r\n\r\n", "Part 1 of the multipart body has more than 2 headers."},
     };
     for (const auto& [sBody, sError] : tCases)
         for (const std::size_t nPiece : {std::size_t{1}, knWhole})
@@ -188,16 +199,27 @@ TEST(MultipartReaderTest, TakesTimeInProportionToTheBody) {
     EXPECT_EQ(read(sParts + "--b--", L"b", {1}, 512, {8192, 32, knParts}).tContents.size(), knParts);
 }
 
-RC_GTEST_PROP(MultipartReaderTest, GivesBackWhatWasPutTogether, ()) {
-    const auto tBytes = rc::gen::container<std::string>(rc::gen::elementOf(std::string("\r\n--bcx \t")));
+/// No client chooses a boundary that its content has at the beginning of a line.
+std::string withoutDelimiters(const std::string& s, const std::string& sLineEnd) {
+    std::string sLines = sLineEnd + s;
+    for (std::size_t n; (n = sLines.find(sLineEnd + "--bcx")) != std::string::npos;)
+        sLines.erase(n + sLineEnd.size(), 1);
+    return sLines.substr(sLineEnd.size());
+}
+
+RC_GTEST_PROP(MultipartReaderTest, GivesBackWhatWasPutTogether, (bool bCrLf)) {
+    const std::string sLineEnd = bCrLf ? "\r\n" : "\n";
+    const auto tWords = rc::gen::container<std::vector<std::string>>(
+        rc::gen::element<std::string>("\r", "\n", "--bcx", "-", "x", " \t"));
+    const auto tBytes = rc::gen::map(tWords, [](const std::vector<std::string>& rWords) {
+        return std::accumulate(rWords.begin(), rWords.end(), std::string());
+    });
     auto tContents = *rc::gen::container<std::vector<std::string>>(tBytes);
-    std::string sBody = *tBytes + "\r\n";
-    // No client chooses a boundary that its content has at the beginning of a line.
-    for (const std::string& sContent : tContents)
-        RC_PRE(("\n" + sContent).find("\n--bcx") == std::string::npos && !sContent.ends_with('\r'));
-    RC_PRE(("\n" + sBody).find("\n--bcx") == std::string::npos);
-    for (const std::string& sContent : tContents)
-        sBody += "--bcx\r\nH: 1\r\n\r\n" + sContent + "\r\n";
+    std::string sBody = withoutDelimiters(*tBytes, "\n") + sLineEnd;
+    for (std::string& rsContent : tContents) {
+        rsContent = withoutDelimiters(rsContent, sLineEnd);
+        sBody += "--bcx" + sLineEnd + "H: 1" + sLineEnd + sLineEnd + rsContent + sLineEnd;
+    }
     sBody += "--bcx--";
     auto tPieces = *rc::gen::nonEmpty(
         rc::gen::container<std::vector<std::size_t>>(rc::gen::inRange<std::size_t>(1, 40)));

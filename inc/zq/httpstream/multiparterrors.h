@@ -21,6 +21,14 @@ public:
     MultipartEndedInsidePart* clone() const override;
 };
 
+/// Lines of the body itself end in CRLF here and in LF alone there, so that readers who insist on CRLF and
+/// readers who do not would find different parts in it. MultipartReader says which lines those are.
+class ZQ_EXPORT MultipartMixedLineEnds : public MultipartError {
+public:
+    MultipartMixedLineEnds();
+    MultipartMixedLineEnds* clone() const override;
+};
+
 /// The header lines of a part are longer than allowed.
 class ZQ_EXPORT MultipartHeaderBytesExceeded : public MultipartError {
 public:

@@ -24,13 +24,18 @@ class MultipartScanner;
 /// after it has said that it ended. One thread uses a reader.
 ///
 /// What it takes besides what the grammar says:
-/// - text before the first delimiter and after the closing one, white space after a boundary (up to 256
-/// bytes)
-/// - LF for CRLF anywhere. Where content ends in CR, and a bare LF starts the delimiter, that CR is lost.
-/// - a delimiter that ends the headers, without the empty line; two delimiters with nothing between them,
-/// which
-///   make no part
+/// - text before the first delimiter and after the closing one
+/// - up to 256 bytes of white space after a boundary
+/// - a body that ends its lines in LF alone throughout
+/// - a delimiter that ends the headers, without the empty line
+/// - two delimiters with nothing between them, which make no part
 /// - the end of the body right behind a delimiter that is not the closing one: there is no further part.
+///
+/// The line of the first delimiter decides how a body ends its lines, so that nobody gets parts past an
+/// inspector that insists on CRLF. When that line ends in CRLF, what looks like a delimiter but has LF alone
+/// before it or behind it is content, and a header line that ends in LF alone, the empty one too, is
+/// MultipartMixedLineEnds. When it ends in LF, a CR before a delimiter is content, and a header or delimiter
+/// line that ends in CRLF is that error. So is a first delimiter that has LF before it and CRLF behind it.
 ///
 /// A delimiter is a whole line: boundary "ab" does not end at the line "--abc", so that a nested multipart
 /// may use a longer boundary with the same beginning. Content is delivered as it came, whatever a
