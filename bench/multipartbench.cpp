@@ -13,16 +13,21 @@ namespace {
 
 constexpr std::size_t knPiece = std::size_t{64} * 1024;
 const std::string s_ksBoundary = "----WebKitFormBoundary7MA4YWxkTrZu0gW0";
+const std::string s_ksDashes(70, '-');
 
-std::string part(const std::string& sContent) {
-    return "--" + s_ksBoundary +
+std::string part(const std::string& sContent, const std::string& sBoundary = s_ksBoundary) {
+    return "--" + sBoundary +
            "\r\nContent-Disposition: form-data; name=\"f\"; filename=\"f.bin\"\r\n"
            "Content-Type: application/octet-stream\r\n\r\n" +
            sContent + "\r\n";
 }
 
-std::string closed(std::string sParts) {
-    return std::move(sParts) + "--" + s_ksBoundary + "--\r\n";
+std::string closed(std::string sParts, const std::string& sBoundary = s_ksBoundary) {
+    return std::move(sParts) + "--" + sBoundary + "--\r\n";
+}
+
+std::string file(const std::string& sContent, const std::string& sBoundary = s_ksBoundary) {
+    return closed(part(sContent, sBoundary), sBoundary);
 }
 
 std::string randomBytes(std::size_t nSize) {
@@ -44,17 +49,40 @@ std::string repeated(const std::string& s, std::size_t nTimes) {
 using Body = const std::string& (*)();
 
 const std::string& largeFile() {
-    static const std::string s_sBody = closed(part(randomBytes(64 << 20)));
+    static const std::string s_sBody = file(randomBytes(64 << 20));
     return s_sBody;
 }
 
 const std::string& nearBoundaries() {
-    static const std::string s_sBody = closed(part(repeated("\r\n--" + s_ksBoundary + "x", 1'000'000)));
+    static const std::string s_sBody = file(repeated("\r\n--" + s_ksBoundary + "x", 1'000'000));
     return s_sBody;
 }
 
 const std::string& tinyParts() {
     static const std::string s_sBody = closed(repeated(part("x"), 100'000));
+    return s_sBody;
+}
+
+// What somebody would send to make the search slow: the next three.
+
+const std::string& dashes() {
+    static const std::string s_sBody = file(std::string(64 << 20, '-'), s_ksDashes);
+    return s_sBody;
+}
+
+const std::string& lineFeeds() {
+    static const std::string s_sBody = file(std::string(64 << 20, '\n'));
+    return s_sBody;
+}
+
+const std::string& nearShort() {
+    static const std::string s_sBody = file(repeated("\r\n--bx", 9'000'000), "b");
+    return s_sBody;
+}
+
+/// As in a table with few columns.
+const std::string& shortLines() {
+    static const std::string s_sBody = file(repeated("2024-05-06;17.25;a b c\r\n", 2'700'000));
     return s_sBody;
 }
 
@@ -88,9 +116,10 @@ void memmemRate(benchmark::State& rState, Body fBody) {
 }
 
 /// nReadSize 0: content is not read but skipped.
-void readParts(benchmark::State& rState, Body fBody, std::size_t nReadSize) {
+void readParts(benchmark::State& rState, Body fBody, std::size_t nReadSize,
+               const std::string& sNarrowBoundary = s_ksBoundary) {
     const std::string& sBody = fBody();
-    const ZQWString sBoundary(std::wstring(s_ksBoundary.begin(), s_ksBoundary.end()).c_str());
+    const ZQWString sBoundary(std::wstring(sNarrowBoundary.begin(), sNarrowBoundary.end()).c_str());
     MultipartLimits::Values tLimits;
     tLimits.nMaxParts = 0x7FFFFFFF;
     std::string sBuffer(nReadSize, '\0');
@@ -110,5 +139,10 @@ BENCHMARK_CAPTURE(readParts, fileBy512, largeFile, 512);
 BENCHMARK_CAPTURE(readParts, fileSkipped, largeFile, 0);
 BENCHMARK_CAPTURE(readParts, nearBoundaries, nearBoundaries, knPiece);
 BENCHMARK_CAPTURE(readParts, tinyParts, tinyParts, 512);
+BENCHMARK_CAPTURE(memmemRate, shortLines, shortLines);
+BENCHMARK_CAPTURE(readParts, shortLines, shortLines, knPiece);
+BENCHMARK_CAPTURE(readParts, dashes, dashes, knPiece, s_ksDashes);
+BENCHMARK_CAPTURE(readParts, lineFeeds, lineFeeds, knPiece);
+BENCHMARK_CAPTURE(readParts, nearShort, nearShort, knPiece, "b");
 
 }  // namespace

@@ -8,7 +8,18 @@ namespace {
 constexpr std::string_view s_ksCrLf = "\r\n";
 constexpr std::string_view s_ksLf = "\n";
 
+/// The place of the two bytes at p in MultipartDelimiter::m_tPairs.
+std::size_t placeOfPair(const char* p) noexcept {
+    return static_cast<unsigned char>(p[0]) << 4 ^ static_cast<unsigned char>(p[1]);
+}
+
 }  // namespace
+
+MultipartDelimiter::MultipartDelimiter(std::string_view sBoundary) : m_sNeedle("\n--") {
+    m_sNeedle += sBoundary;
+    for (std::size_t n = 1; n < m_sNeedle.size(); ++n)
+        m_tPairs.set(placeOfPair(&m_sNeedle[n - 1]));
+}
 
 std::size_t MultipartDelimiter::find(std::string_view s) const noexcept {
     for (std::size_t nFrom = 0;; ++nFrom) {
@@ -19,9 +30,25 @@ std::size_t MultipartDelimiter::find(std::string_view s) const noexcept {
     }
 }
 
+// Looks at one stretch as long as the needle after the other. When its last two bytes do not stand in the
+// needle, which is the usual case, the needle cannot start before the second of them. Otherwise it can start
+// only at the stretch's last LF, as it has no LF but its first byte. So no boundary and content make more
+// steps than two for each length of the needle.
 std::size_t MultipartDelimiter::findNeedle(std::string_view s, std::size_t nFrom) const noexcept {
-    const void* const p = memmem(s.data() + nFrom, s.size() - nFrom, m_sNeedle.data(), m_sNeedle.size());
-    return p ? static_cast<std::size_t>(static_cast<const char*>(p) - s.data()) : s_npos;
+    const std::size_t nNeedle = m_sNeedle.size();
+    while (s.size() - nFrom >= nNeedle) {
+        const char* const p = s.data() + nFrom;
+        if (!m_tPairs[placeOfPair(p + nNeedle - 2)]) {
+            nFrom += nNeedle - 1;
+        } else if (const void* const pLineFeed = memrchr(p, '\n', nNeedle)) {
+            nFrom = static_cast<std::size_t>(static_cast<const char*>(pLineFeed) - s.data());
+            if (s.substr(nFrom).starts_with(m_sNeedle)) return nFrom;
+            ++nFrom;
+        } else {
+            nFrom += nNeedle;
+        }
+    }
+    return s_npos;
 }
 
 /// Where the line end that has its LF at nLineFeed starts; s_npos when the body ends no line so.

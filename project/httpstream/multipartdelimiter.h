@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bitset>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -20,7 +21,7 @@ public:
     /// Bytes of white space behind a boundary that still make a delimiter; mail gateways padded lines.
     static constexpr std::size_t s_knMostPadding = 256;
 
-    explicit MultipartDelimiter(std::string_view sBoundary) : m_sNeedle("\n--") { m_sNeedle += sBoundary; }
+    explicit MultipartDelimiter(std::string_view sBoundary);
 
     /// A boundary that some body could have: not empty, on one line.
     static bool isUsable(std::string_view sBoundary) noexcept {
@@ -32,7 +33,7 @@ public:
     void setLineEnd(std::string_view sLineEnd) noexcept { m_sLineEnd = sLineEnd; }
 
     /// Where the first line end, "--" and boundary stand in s; what follows them on the line is for match()
-    /// to look at. s_npos: nowhere.
+    /// to look at. s_npos: nowhere. Takes time in proportion to s, whatever it holds.
     std::size_t find(std::string_view s) const noexcept;
     /// How many bytes at the end of s, where find() has found nothing, may be the beginning of a delimiter.
     std::size_t countHeldBack(std::string_view s) const noexcept;
@@ -62,6 +63,7 @@ private:
     std::size_t lineEndStart(std::string_view s, std::size_t nLineFeed) const noexcept;
     Match matchLineRest(std::string_view s, std::size_t nBoundaryEnd, bool bLast) const noexcept;
 
-    std::string m_sNeedle;  ///< LF, "--", boundary
+    std::string m_sNeedle;       ///< LF, "--", boundary
+    std::bitset<4096> m_tPairs;  ///< the pairs of bytes that stand in the needle, and some that do not
     std::string_view m_sLineEnd;
 };

@@ -66,9 +66,16 @@ void MultipartScanner::dropContent(std::size_t nCount) noexcept {
 void MultipartScanner::scan() {
     if (m_ePlace == EPlace::kContentStart) return scanContentStart();
     const std::string_view s = m_tWindow.view();
-    const std::size_t nFound = m_tDelimiter.find(s);
-    if (nFound == 0) return setMatch(matchAt(0));
-    m_nContent = nFound == MultipartDelimiter::s_npos ? s.size() - m_tDelimiter.countHeldBack(s) : nFound;
+    std::string_view sRest = s;
+    for (std::size_t n; (n = m_tDelimiter.find(sRest)) != MultipartDelimiter::s_npos;) {
+        sRest.remove_prefix(n);
+        m_nContent = s.size() - sRest.size();
+        if (m_nContent == 0) return setMatch(matchAt(0));
+        const MultipartDelimiter::Match tMatch = m_tDelimiter.match(sRest, m_tWindow.hasEnded());
+        if (tMatch.eMatch != MultipartDelimiter::EMatch::kNone) return;
+        sRest.remove_prefix(tMatch.nLength);
+    }
+    m_nContent = s.size() - m_tDelimiter.countHeldBack(sRest);
     if (m_nContent != 0 || m_tWindow.readMore()) return;
     if (isInPart()) throwEndedInsidePart(m_nParts);
     m_ePlace = EPlace::kEnd;
