@@ -23,11 +23,7 @@ public:
 
     explicit MultipartDelimiter(std::string_view sBoundary);
 
-    /// A boundary that some body could have: not empty, on one line.
-    static bool isUsable(std::string_view sBoundary) noexcept {
-        return !sBoundary.empty() && sBoundary.find_first_of("\r\n") == s_npos;
-    }
-
+    std::string_view getBoundary() const noexcept { return std::string_view(m_sNeedle).substr(3); }
     /// How the body ends its lines: in CRLF or LF; empty before the first delimiter has shown it.
     std::string_view getLineEnd() const noexcept { return m_sLineEnd; }
     void setLineEnd(std::string_view sLineEnd) noexcept { m_sLineEnd = sLineEnd; }

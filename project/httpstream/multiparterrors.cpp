@@ -63,6 +63,13 @@ MultipartFieldBytesExceeded* MultipartFieldBytesExceeded::clone() const {
     return new MultipartFieldBytesExceeded(*this);
 }
 
+MultipartBoundaryUnusable::MultipartBoundaryUnusable()
+    : MultipartError(GDString(L"The multipart boundary is missing or has a line end in it.")) {}
+
+MultipartBoundaryUnusable* MultipartBoundaryUnusable::clone() const {
+    return new MultipartBoundaryUnusable(*this);
+}
+
 MultipartBoundaryTooLong::MultipartBoundaryTooLong(std::size_t nLength)
     : MultipartError(GDString(L"The multipart boundary has %1 characters; at most %2 are allowed.")) {
     setMsgInsert(1, GDUInteger(nLength));

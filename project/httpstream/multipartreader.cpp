@@ -17,9 +17,6 @@ const ZQNarrowString s_ksContentDisposition("Content-Disposition");
 const ZQWString s_ksFileName(L"filename");
 
 std::unique_ptr<MultipartScanner> makeScanner(const Handle<InputStream>& hInput, const ZQWString& sBoundary) {
-    if (sBoundary.length() > MultipartLimits::s_knMostBoundaryLength)
-        ZQTHROW_prethrowProcessException(MultipartBoundaryTooLong(sBoundary.length()), true, ZQ_WFILE,
-                                         __LINE__);
     NarrowStringBuffer tBoundary;
     EncodingCopy<wchar_t, char>().encode(tBoundary, sBoundary);
     return std::make_unique<MultipartScanner>(hInput, tBoundary.view());

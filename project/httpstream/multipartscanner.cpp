@@ -10,15 +10,24 @@ static_assert(MultipartLimits::s_knMostHeaderBytes + MultipartLimits::s_knMostBo
 
 MultipartScanner::MultipartScanner(const Handle<InputStream>& hInput, std::string_view sBoundary)
     : m_tDelimiter(sBoundary),
-      m_ePlace(MultipartDelimiter::isUsable(sBoundary) ? EPlace::kPreamble : EPlace::kEnd),
       m_tWindow(hInput, "\r\n") {}
 
 bool MultipartScanner::advance() {
+    if (m_ePlace == EPlace::kPreamble) requireBoundary();
     while (const std::size_t nContent = getContent().size())
         dropContent(nContent);
     while (m_ePlace == EPlace::kDelimiter)
         passDelimiter();
     return m_ePlace == EPlace::kHeaders;
+}
+
+void MultipartScanner::requireBoundary() const {
+    const std::string_view sBoundary = m_tDelimiter.getBoundary();
+    if (sBoundary.empty() || sBoundary.find_first_of("\r\n") != sBoundary.npos)
+        ZQTHROW_prethrowProcessException(MultipartBoundaryUnusable(), true, ZQ_WFILE, __LINE__);
+    if (sBoundary.size() > MultipartLimits::s_knMostBoundaryLength)
+        ZQTHROW_prethrowProcessException(MultipartBoundaryTooLong(sBoundary.size()), true, ZQ_WFILE,
+                                         __LINE__);
 }
 
 void MultipartScanner::passDelimiter() {

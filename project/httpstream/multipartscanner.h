@@ -21,7 +21,7 @@ public:
     MultipartScanner(const Handle<InputStream>& hInput, std::string_view sBoundary);
 
     /// Goes to the headers of the next part, past content that was not dropped. False: there is no further
-    /// part.
+    /// part. Throws when the boundary cannot be used.
     bool advance();
     /// The header lines with their line ends, without the empty line that ends them, which counts towards
     /// nMost too. After advance(); valid until endHeaders().
@@ -49,6 +49,7 @@ private:
         kEnd
     };
 
+    void requireBoundary() const;
     void scan();
     void scanContentStart();
     void passDelimiter();
@@ -61,7 +62,7 @@ private:
     [[noreturn]] void throwMixedLineEnds() const;
 
     MultipartDelimiter m_tDelimiter;
-    EPlace m_ePlace;
+    EPlace m_ePlace = EPlace::kPreamble;
     std::size_t m_nDelimiter = 0;
     std::size_t m_nHeaders = 0;  ///< bytes of the header block read last, with the line end before it
     std::size_t m_nContent = 0;  ///< bytes at the front of the window that are content (or preamble)

@@ -57,6 +57,13 @@ public:
     MultipartFieldBytesExceeded* clone() const override;
 };
 
+/// There is no boundary, as in a request without a Content-Type, or it has a line end in it.
+class ZQ_EXPORT MultipartBoundaryUnusable : public MultipartError {
+public:
+    MultipartBoundaryUnusable();
+    MultipartBoundaryUnusable* clone() const override;
+};
+
 /// The boundary is longer than MultipartLimits::s_knMostBoundaryLength.
 class ZQ_EXPORT MultipartBoundaryTooLong : public MultipartError {
 public:

@@ -54,8 +54,7 @@ public:
     static constexpr std::size_t knNoPart = static_cast<std::size_t>(-1);
 
     /// Keeps a reference to the input and reads nothing yet. The boundary is the attribute of that name, with
-    /// the low byte of each character. When it is empty or has a line end in it, no body can have parts.
-    /// Throws MultipartBoundaryTooLong.
+    /// the low byte of each character; nextPart() says whether it can be used.
     MultipartReader(const Handle<InputStream>& hInput, const ZQWString& sBoundary,
                     const MultipartLimits::Values& rLimits = MultipartLimits::get());
     ~MultipartReader() override;
@@ -66,7 +65,7 @@ public:
     /// nothing else: folded lines joined, white space around names and values removed, no decoding.
     /// "Content-Disposition" and "Content-Type" get this letter case, other names keep the client's. Of a
     /// repeated header the first one counts: what follows cannot change what was said. A line without a colon
-    /// is ignored.
+    /// is ignored. Raises MultipartBoundaryUnusable or MultipartBoundaryTooLong before it reads anything.
     virtual std::size_t nextPart(HeadersN& rHeaders);
     /// Copies at most nSize bytes of the current part's content and returns how many. 0: the part has ended,
     /// or there is none, or nSize is 0. Returns what is at hand, and waits for input only when that is

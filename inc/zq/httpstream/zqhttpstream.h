@@ -98,7 +98,8 @@ public:
     virtual void setErrorStatusCode(unsigned int nCode) = 0;
     virtual void setStatusCode(unsigned int nCode) = 0;
     /// Starts to enumerate the parts of a multipart body and fills rParam with the first one; hCharset is the
-    /// character set of field values, null for UTF-8. -1: there is no part, or it has no name.
+    /// character set of field values, null for UTF-8. -1: there is no part, or it has no name. A body that
+    /// cannot be read, and a request that names no boundary, raise a MultipartError.
     virtual int getFirstParam(Param& rParam, const Handle<const CharacterSet>& hCharset) = 0;
     /// Fills the same rParam with the next part; what was not read of the current one is skipped. -1 as
     /// above.
