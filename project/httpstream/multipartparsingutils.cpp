@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "asciitext.h"
 #include "zq/foundation/stringbuffer.h"
@@ -11,9 +13,11 @@ namespace {
 constexpr const wchar_t* s_ksWhiteSpace = L" \t\r\n";
 
 /// RFC 9110 section 5.6.2.
-bool isTokenCharacter(wchar_t c) noexcept {
-    return c > L' ' && c < 0x7F &&
-           std::wstring_view(L"\"(),/:;<=>?@[\\]{}").find(c) == std::wstring_view::npos;
+bool isToken(std::wstring_view s) noexcept {
+    return !s.empty() && std::all_of(s.begin(), s.end(), [](wchar_t c) {
+        return c > L' ' && c < 0x7F &&
+               std::wstring_view(L"\"(),/:;<=>?@[\\]{}").find(c) == std::wstring_view::npos;
+    });
 }
 
 /// Takes what stands before cStop off rs, and cStop too; all of rs when there is none.
@@ -24,24 +28,52 @@ std::wstring_view takeUntil(std::wstring_view& rs, wchar_t cStop) noexcept {
     return sTaken;
 }
 
-/// Whether rs, what follows a quotation mark, says that it ended a value: ";", a name and "=" come next.
-/// Looks no further than the next quotation mark.
-bool endsValue(std::wstring_view rs) noexcept {
-    rs = rs.substr(std::min(rs.find_first_not_of(s_ksWhiteSpace), rs.size()));
-    if (!rs.starts_with(L';')) return false;
-    rs.remove_prefix(1);
-    const std::size_t nEquals = rs.find_first_of(L"=;\"");
-    if (nEquals == rs.npos || rs[nEquals] != L'=') return false;
-    const std::wstring_view sName = trimWhiteSpace(rs.substr(0, nEquals));
-    return !sName.empty() && std::all_of(sName.begin(), sName.end(), isTokenCharacter);
+/// Whether s, which goes from a quotation mark that ends a value to the next one or to the header's end, is
+/// attributes, each behind a semicolon. Where a quotation mark follows, the last one still lacks its value.
+bool areAttributes(std::wstring_view s, bool bQuoteFollows) noexcept {
+    for (;;) {
+        s.remove_prefix(std::min(s.find_first_not_of(s_ksWhiteSpace), s.size()));
+        if (s.empty()) return !bQuoteFollows;
+        if (s.front() != L';') return false;
+        s.remove_prefix(1);
+        const std::size_t nNameEnd = std::min(s.find_first_of(L"=;"), s.size());
+        const std::wstring_view sName = trimWhiteSpace(s.substr(0, nNameEnd));
+        s.remove_prefix(nNameEnd);
+        if (!s.starts_with(L'=') && sName.empty()) continue;
+        if (!s.starts_with(L'=') || !isToken(sName)) return false;
+        s.remove_prefix(1);
+        if (bQuoteFollows && s.find_first_not_of(s_ksWhiteSpace) == s.npos) return true;
+        s.remove_prefix(std::min(s.find(L';'), s.size()));
+    }
 }
 
-/// The value behind an opening quote, taken off rs with its closing one.
-ZQWString takeQuoted(std::wstring_view& rs) {
+/// For each quotation mark of the header: whether all that stands behind it is well-formed if it ends a
+/// value. Goes over the header once, from its end on.
+std::vector<bool> findEnds(std::wstring_view sHeader) {
+    std::vector<bool> tEnds(sHeader.size());
+    // Where the next quotation mark stands, and whether a value that reaches it, or the one after it, ends
+    // well.
+    std::size_t nNext = sHeader.size();
+    bool bNext = false, bSecond = false;
+    for (std::size_t n = sHeader.size(); n-- > 0;) {
+        if (sHeader[n] != L'"') continue;
+        const bool bLast = nNext == sHeader.size();
+        tEnds[n] = areAttributes(sHeader.substr(n + 1, nNext - n - 1), !bLast) && (bLast || bSecond);
+        const bool bEscaped = n > 0 && sHeader[n - 1] == L'\\';
+        bSecond = std::exchange(bNext, tEnds[n] || (bEscaped && bNext));
+        nNext = n;
+    }
+    return tEnds;
+}
+
+/// The value behind an opening quote, taken off rs with its closing one. rs is the end of the header that
+/// rEnds is about.
+ZQWString takeQuoted(std::wstring_view& rs, const std::vector<bool>& rEnds) {
     StringBuffer tValue;
     for (;;) {
         const std::wstring_view sPiece = takeUntil(rs, L'"');
-        const bool bEscaped = sPiece.ends_with(L'\\') && rs.find(L'"') != rs.npos && !endsValue(rs);
+        const bool bEscaped =
+            sPiece.ends_with(L'\\') && rs.find(L'"') != rs.npos && !rEnds[rEnds.size() - rs.size() - 1];
         tValue.append(sPiece.substr(0, sPiece.size() - bEscaped));
         if (!bEscaped) return tValue.toString();
         tValue.append(L'"');
@@ -49,11 +81,11 @@ ZQWString takeQuoted(std::wstring_view& rs) {
 }
 
 /// The value behind "=", taken off rs with all that stands before the next semicolon.
-ZQWString takeValue(std::wstring_view& rs) {
+ZQWString takeValue(std::wstring_view& rs, const std::vector<bool>& rEnds) {
     const std::size_t nStart = std::min(rs.find_first_not_of(s_ksWhiteSpace), rs.size());
     if (!rs.substr(nStart).starts_with(L'"')) return ZQWString(trimWhiteSpace(takeUntil(rs, L';')));
     rs.remove_prefix(nStart + 1);
-    ZQWString sValue = takeQuoted(rs);
+    ZQWString sValue = takeQuoted(rs, rEnds);
     takeUntil(rs, L';');
     return sValue;
 }
@@ -69,7 +101,10 @@ ZQWString lowerName(std::wstring_view sName) {
 
 void MultipartParsingUtils::parseCompositeHeader(const ZQWString& sHeader, Headers& rAttributes) {
     rAttributes.clear();
-    for (std::wstring_view s = sHeader.view(); !s.empty();) {
+    std::wstring_view s = sHeader.view();
+    // Only a quotation mark behind a backslash raises the question.
+    const std::vector<bool> tEnds = s.find(L"\\\"") == s.npos ? std::vector<bool>() : findEnds(s);
+    while (!s.empty()) {
         const std::size_t nNameEnd = s.find_first_of(L"=;");
         if (nNameEnd == s.npos) return;
         const std::wstring_view sBefore = s.substr(0, nNameEnd);
@@ -77,7 +112,7 @@ void MultipartParsingUtils::parseCompositeHeader(const ZQWString& sHeader, Heade
         const bool bValue = s[nNameEnd] == L'=';
         s.remove_prefix(nNameEnd + 1);
         if (!bValue) continue;
-        const ZQWString sValue = takeValue(s);
+        const ZQWString sValue = takeValue(s, tEnds);
         if (!sName.empty()) rAttributes.try_emplace(lowerName(sName), sValue);
     }
 }
