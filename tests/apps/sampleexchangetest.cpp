@@ -1,50 +1,25 @@
-#include <gmock/gmock.h>
 #include <sys/resource.h>
 
 #include <csignal>
+#include <functional>
 
 #include "samplefixture.h"
 #include "support/temporarydirectory.h"
 
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
+using namespace testing;
+namespace fs = std::filesystem;
 
 namespace {
-
-/// Makes the file system refuse what grows a file beyond that many bytes, while it lives.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t nBytes) : m_pBefore(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &m_tBefore);
-        const rlimit tLimit{nBytes, m_tBefore.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &tLimit);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &m_tBefore);
-        std::signal(SIGXFSZ, m_pBefore);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    rlimit m_tBefore{};
-    void (*m_pBefore)(int);
-};
 
 /// Names the directory of the application's files before the application is made.
 struct StoreDirectory {
     test::TemporaryDirectory tDirectory;
     StoreDirectory() { setenv("SAMPLE_FILES", tDirectory.path("store").c_str(), 1); }
     ~StoreDirectory() { unsetenv("SAMPLE_FILES"); }
+    /// All names in there, but for the store's own.
     std::vector<std::string> entries() const {
         std::vector<std::string> tNames;
-        for (const auto& rEntry : std::filesystem::directory_iterator(tDirectory.path()))
-            tNames.push_back(rEntry.path().filename());
-        for (const auto& rEntry : std::filesystem::directory_iterator(tDirectory.path("store")))
+        for (const auto& rEntry : fs::recursive_directory_iterator(tDirectory.path()))
             tNames.push_back(rEntry.path().filename());
         std::erase(tNames, "store");
         return tNames;
@@ -56,49 +31,35 @@ std::string part(const std::string& sFileName, const std::string& sContent) {
            sContent + "\r\n";
 }
 
-class SampleExchange : public testing::Test, protected StoreDirectory, protected SampleFixture {
+const std::string s_ksUploadType = "multipart/form-data; boundary=X";
+const std::string s_ksFull = "setErrorStatusCode 507";
+
+class SampleExchange : public Test, protected StoreDirectory, protected SampleFixture {
 protected:
-    void run(FakeRequestProvider& rRequest) {
-        rRequest.tVariables["URL"] = "/files";
-        tLog.clear();
-        FakeResponseProvider tResponse(&tLog);
-        tServer.processRequest(rRequest, tResponse);
-        sBody = tResponse.sBody;
-    }
-    void get(const std::string& sQuery = "") {
-        FakeRequestProvider tRequest;
-        tRequest.sQuery = sQuery;
-        run(tRequest);
-    }
-    void post(const char* pContentType, const std::string& sContent) {
+    /// fHalfway is called once, when half of the content has been read.
+    void post(
+        const std::string& sType, const std::string& sContent, std::function<void()> fHalfway = [] {}) {
+        const std::size_t nHalf = sContent.size() / 2;
         FakeRequestProvider tRequest;
         tRequest.sMethod = "POST";
-        tRequest.tHeaders = tHeaders;
-        tRequest.tHeaders.emplace_back("Content-Type", pContentType);
-        tRequest.declareBody(sContent);
+        tRequest.tVariables["URL"] = "/files";
+        tRequest.tHeaders = {{"Content-Type", sType}};
+        tRequest.nContentLength = sContent.size();
+        tRequest.tBody = {sContent.substr(0, nHalf), sContent.substr(nHalf)};
+        tRequest.fBeforeRead = [&] {
+            if (tRequest.tBody[0].empty()) std::exchange(fHalfway, [] {})();
+        };
         run(tRequest);
     }
-    void upload(const std::string& sParts) { post("multipart/form-data; boundary=X", sParts + "--X--\r\n"); }
+    void get(const std::string& sId) { SampleFixture::get("/files?get=" + sId); }
+    void upload(const std::string& sParts) { post(s_ksUploadType, sParts + "--X--\r\n"); }
     void remove(const std::string& sId) { post("application/x-www-form-urlencoded", "delete=" + sId); }
-    void expectStatus(const std::string& sCall) const { EXPECT_THAT(tLog, Contains(sCall)); }
     /// The ids on the list, from the top.
     std::vector<std::string> listIds() {
-        get();
-        const std::string sLink = "?get=";
-        std::vector<std::string> tIds;
-        for (std::size_t n = sBody.find(sLink); n != sBody.npos; n = sBody.find(sLink, n + 1))
-            tIds.push_back(sBody.substr(n + sLink.size(), 32));
-        return tIds;
+        SampleFixture::get("/files");
+        return findAll("?get=");
     }
-
-    CallLog tLog;
-    std::string sBody;
-    std::vector<std::pair<std::string, std::string>> tHeaders;  ///< of every POST
 };
-
-const std::string s_ksMoved = "setStatusCode 302";
-const std::string s_ksBad = "setErrorStatusCode 400";
-const std::string s_ksMissing = "setErrorStatusCode 404";
 
 TEST_F(SampleExchange, FilesGoUpComeDownAndAreDeleted) {
     std::string sBig(200'000, '\r');
@@ -109,21 +70,19 @@ TEST_F(SampleExchange, FilesGoUpComeDownAndAreDeleted) {
     const std::vector<std::string> tIds = listIds();
     ASSERT_THAT(tIds, SizeIs(2));
     EXPECT_THAT(sBody, AllOf(HasSubstr("195 KiB"), HasSubstr("0 bytes"), HasSubstr("datetime=\"20")));
-    get("get=" + tIds[1]);
+    get(tIds[1]);
     EXPECT_EQ(sBody, sBig);
     EXPECT_THAT(tLog, AllOf(Contains("addHeader Content-Disposition: attachment; filename=\"first.bin\""),
                             Contains("addHeader Content-Type: application/octet-stream"),
                             Contains("addHeader X-Content-Type-Options: nosniff")));
-    get("get=" + tIds[0]);
+    get(tIds[0]);
     EXPECT_EQ(sBody, "");
 
     remove(tIds[1]);
     expectStatus(s_ksMoved);
     EXPECT_THAT(listIds(), ElementsAre(tIds[0]));
-    for (const std::string& sQuery : {"get=" + tIds[1], std::string("get=")}) {
-        get(sQuery);
-        expectStatus(s_ksMissing);
-    }
+    get(tIds[1]);
+    expectStatus(s_ksMissing);
     remove(tIds[1]);
     expectStatus(s_ksMissing);
     remove(tIds[0]);
@@ -137,9 +96,7 @@ TEST_F(SampleExchange, NamesNeverReachTheFileSystemAndComeBackHarmless) {
         {"../../../evil", "<bdi>evil</bdi>", "filename=\"evil\""},
         {"..\\..\\evil.exe", "<bdi>evil.exe</bdi>", "filename=\"evil.exe\""},
         {"..", "<bdi>unnamed</bdi>", "filename=\"unnamed\""},
-        {"a\x01"
-         "b\x7F.txt",
-         "<bdi>a\u2401b\u2421.txt</bdi>", "filename=\"a_b"},
+        {"a\001b\177.txt", "<bdi>a\u2401b\u2421.txt</bdi>", "filename=\"a_b"},
         {"<script>alert(1)</script>.html", "<bdi>script&gt;.html</bdi>", "filename=\"script_.html\""},
         {"<img src=x onerror=y>", "<bdi>&lt;img src=x onerror=y&gt;</bdi>", "filename=\"_img src=x"},
         {"party 🎉.png", "<bdi>party 🎉.png</bdi>", "filename="},
@@ -152,9 +109,9 @@ TEST_F(SampleExchange, NamesNeverReachTheFileSystemAndComeBackHarmless) {
         expectStatus(s_ksMoved);
         const std::vector<std::string> tIds = listIds();
         ASSERT_THAT(tIds, SizeIs(1));
-        EXPECT_THAT(entries(), testing::UnorderedElementsAre(tIds[0] + ".data", tIds[0] + ".name"));
+        EXPECT_THAT(entries(), UnorderedElementsAre(tIds[0] + ".data", tIds[0] + ".name"));
         EXPECT_THAT(sBody, HasSubstr(rCase.sShown));
-        get("get=" + tIds[0]);
+        get(tIds[0]);
         EXPECT_THAT(tLog, Contains(AllOf(HasSubstr("Content-Disposition: attachment; filename="),
                                          HasSubstr(rCase.sDownload))));
         EXPECT_EQ(sBody, "content");
@@ -163,60 +120,52 @@ TEST_F(SampleExchange, NamesNeverReachTheFileSystemAndComeBackHarmless) {
 }
 
 TEST_F(SampleExchange, EqualNamesStandSideBySideAndTheLatestFirst) {
-    upload(part("same", "1"));
-    const std::vector<std::string> tBefore = listIds();
-    upload(part("same", "2"));
-    const std::vector<std::string> tIds = listIds();
-    ASSERT_THAT(tIds, SizeIs(2));
-    EXPECT_EQ(tIds[1], tBefore.at(0));
-    get("get=" + tIds[0]);
-    EXPECT_EQ(sBody, "2");
+    upload(part("same", "1") + part("same", "2"));
+    upload(part("same", "3") + part("same", "4"));
+    std::string sContents;
+    for (const std::string& sId : listIds()) {
+        get(sId);
+        sContents += sBody;
+    }
+    EXPECT_EQ(sContents, "4321");
 }
 
 TEST_F(SampleExchange, InterruptedUploadsLeaveNothing) {
     const std::string sWhole = part("first", "1") + part("second", std::string(100'000, '2'));
     for (const std::size_t nLength : {std::size_t{10}, part("first", "1").size() + 70, sWhole.size() - 2}) {
         SCOPED_TRACE(nLength);
-        post("multipart/form-data; boundary=X", sWhole.substr(0, nLength));
+        post(s_ksUploadType, sWhole.substr(0, nLength));
         expectStatus(s_ksBad);
         EXPECT_THAT(entries(), IsEmpty());
     }
-    FakeRequestProvider tRequest;
-    tRequest.sMethod = "POST";
-    tRequest.tHeaders = {{"Content-Type", "multipart/form-data; boundary=X"}};
-    tRequest.tBody = {sWhole.substr(0, 50'000), sWhole.substr(50'000)};
-    std::size_t nMostEntries = 0;
-    tRequest.fBeforeRead = [&] {
-        nMostEntries = std::max(nMostEntries, entries().size());
-        if (tRequest.tBody[0].empty()) throw Exception(GDString(L"The client is gone."));
+    const auto fVanish = [this] {
+        EXPECT_THAT(entries(), IsEmpty()) << "the first file is whole, but not the upload";
+        throw Exception(GDString(L"The client is gone."));
     };
-    EXPECT_THROW(run(tRequest), Exception);
-    EXPECT_EQ(nMostEntries, 0u) << "the first file is whole, but not the upload";
+    EXPECT_THROW(post(s_ksUploadType, sWhole, fVanish), Exception);
     EXPECT_THAT(entries(), IsEmpty());
 }
 
 TEST_F(SampleExchange, AFullDiskIsSaidAndLeavesNothing) {
-    {
-        const FileSizeLimit tLimit(100'000);
-        upload(part("small", "1") + part("big", std::string(300'000, 'x')));
-    }
-    expectStatus("setErrorStatusCode 507");
+    rlimit tBefore{};
+    getrlimit(RLIMIT_FSIZE, &tBefore);
+    const rlimit tSmall{100'000, tBefore.rlim_max};
+    std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &tSmall);
+    upload(part("small", "1") + part("big", std::string(300'000, 'x')));
+    setrlimit(RLIMIT_FSIZE, &tBefore);
+    expectStatus(s_ksFull);
     EXPECT_THAT(sBody, HasSubstr("no room"));
     EXPECT_THAT(entries(), IsEmpty());
 }
 
-TEST_F(SampleExchange, RequestsForNoFileAreRefused) {
-    upload(part("", ""));
-    expectStatus(s_ksBad);
-    upload("--X\r\nContent-Disposition: form-data; name=\"files\"\r\n\r\nno file\r\n");
-    expectStatus(s_ksBad);
-    EXPECT_THAT(entries(), IsEmpty());
+TEST_F(SampleExchange, UnknownIdsAreRefused) {
     tDirectory.write("secret.data", "secret");
-    const std::vector<std::string> tIds{"../secret",          "..%2Fsecret",        "%00",         "0",
-                                        std::string(32, 'A'), std::string(33, '0'), "%F0%9F%8E%89"};
+    const std::string tIds[] = {"../secret",          "..%2Fsecret",        "%00",          "0",
+                                std::string(32, 'A'), std::string(33, '0'), "%F0%9F%8E%89", ""};
     for (const std::string& sId : tIds) {
         SCOPED_TRACE(sId);
-        get("get=" + sId);
+        get(sId);
         expectStatus(s_ksMissing);
         remove(sId);
         expectStatus(s_ksMissing);
@@ -230,36 +179,41 @@ TEST_F(SampleExchange, FormsThatAreNoUploadAreRefusedAsAWhole) {
         sTooMany += part("x", "1");
     sNameless.replace(sNameless.rfind("\"files\""), 7, "\"\"");
     const struct {
-        const char* pType;
-        std::string sParts, sStatus, sSaid;
+        std::string sType, sParts, sStatus, sSaid;
     } tCases[] = {
-        {"multipart/form-data; boundary=X", sNameless + part("c", "3"), s_ksBad, "one without a name"},
-        {"multipart/form-data; boundary=X", sTooMany, "setErrorStatusCode 413", "At most 100 files"},
-        {"multipart/form-data; boundary=X", part("a", "1") + "--X\r\nH: 1", s_ksBad, "ended inside part 2"},
+        {s_ksUploadType, part("", ""), s_ksBad, "No file was chosen"},
+        {s_ksUploadType, "--X\r\nContent-Disposition: form-data; name=\"files\"\r\n\r\nno file\r\n", s_ksBad,
+         "No file was chosen"},
+        {s_ksUploadType, sNameless + part("c", "3"), s_ksBad, "one without a name"},
+        {s_ksUploadType, sTooMany, "setErrorStatusCode 413", "At most 100 files"},
+        {s_ksUploadType, part("a", "1") + "--X\r\nH: 1", s_ksBad, "ended inside part 2"},
         {"text/plain", part("a", "1"), s_ksBad, "multipart/form-data"},
+        {"Multipart/Form-Data, boundary=X", part("a", "1"), s_ksMoved, ""},
     };
     for (const auto& rCase : tCases) {
-        post(rCase.pType, rCase.sParts + "--X--\r\n");
+        EXPECT_THAT(entries(), IsEmpty());
+        post(rCase.sType, rCase.sParts + "--X--\r\n");
         expectStatus(rCase.sStatus);
         EXPECT_THAT(sBody, HasSubstr(rCase.sSaid));
-        EXPECT_THAT(entries(), IsEmpty()) << rCase.sSaid;
     }
-    post("Multipart/Form-Data, boundary=X", part("a", "1") + "--X--");
-    expectStatus(s_ksMoved);
 }
 
 TEST_F(SampleExchange, OtherSitesCanNeitherAddNorDelete) {
+    const std::string sForbidden = "setErrorStatusCode 403";
     upload(part("a", "1"));
     const std::string sId = listIds().at(0);
-    for (const char* pOrigin :
-         {"", "null", "http://evil.example", "http://host:81", "http://host:8080.evil"}) {
-        SCOPED_TRACE(pOrigin);
-        tHeaders = {{"Host", "host:8080"}, {"Origin", pOrigin}};
-        if (!*pOrigin) tHeaders[1] = {"Sec-Fetch-Site", "cross-site"};
+    const std::pair<const char*, const char*> tForeign[] = {{"Sec-Fetch-Site", "cross-site"},
+                                                            {"Origin", "null"},
+                                                            {"Origin", "http://evil.example"},
+                                                            {"Origin", "http://host:81"},
+                                                            {"Origin", "http://host:8080.evil"}};
+    for (const auto& [pName, pValue] : tForeign) {
+        SCOPED_TRACE(pValue);
+        tHeaders = {{"Host", "host:8080"}, {pName, pValue}};
         upload(part("b", "2"));
-        expectStatus("setErrorStatusCode 403");
+        expectStatus(sForbidden);
         remove(sId);
-        expectStatus("setErrorStatusCode 403");
+        expectStatus(sForbidden);
         EXPECT_THAT(listIds(), ElementsAre(sId));
     }
     tHeaders = {{"Host", "host:8080"}, {"Origin", "http://host:8080"}, {"Sec-Fetch-Site", "same-origin"}};
@@ -268,64 +222,48 @@ TEST_F(SampleExchange, OtherSitesCanNeitherAddNorDelete) {
 }
 
 TEST_F(SampleExchange, TheFileThatIsOneTooManyIsRefused) {
-    for (int n = 0; n < 999; ++n) {
-        std::string sId = std::to_string(n);
-        sId.insert(0, 32 - sId.size(), '0');
-        tDirectory.write("store/" + sId + ".data", "x");
-    }
+    for (int n = 1000; n < 1999; ++n)
+        tDirectory.write("store/" + std::string(28, '0') + std::to_string(n) + ".data", "x");
     upload(part("a", "1") + part("b", "2"));
-    expectStatus("setErrorStatusCode 507");
+    expectStatus(s_ksFull);
     EXPECT_THAT(listIds(), SizeIs(999));
 
     // There was room when the first one began, and another one takes it.
-    FakeRequestProvider tRequest;
-    tRequest.sMethod = "POST";
-    tRequest.tHeaders = {{"Content-Type", "multipart/form-data; boundary=X"}};
-    tRequest.tBody = {part("first", "1"), "--X--"};
-    tRequest.fBeforeRead = [&] {
-        if (!tRequest.tBody[0].empty()) return;
-        tRequest.fBeforeRead = nullptr;
+    post(s_ksUploadType, part("first", "1") + "--X--", [this] {
         upload(part("second", "2"));
         expectStatus(s_ksMoved);
-    };
-    run(tRequest);
-    expectStatus("setErrorStatusCode 507");
+    });
+    expectStatus(s_ksFull);
     EXPECT_THAT(listIds(), SizeIs(1000));
-    EXPECT_THAT(sBody, AllOf(HasSubstr("second"), testing::Not(HasSubstr("first"))));
+    EXPECT_THAT(sBody, AllOf(HasSubstr("second"), Not(HasSubstr("first"))));
 }
 
 // What a process leaves that is killed.
 TEST(SampleStore, CleansUpWhenItStarts) {
-    const std::string sId(32, '0'), sYoung(32, '1'), sWhole(32, '2');
+    const std::string sOld(32, '0'), sYoung(32, '1'), sWhole(32, '2');
     const StoreDirectory tStore;
-    const test::TemporaryDirectory& rDirectory = tStore.tDirectory;
-    std::filesystem::create_directory(rDirectory.path("store"));
-    for (const std::string& sName : {sId + ".name", sYoung + ".name", sWhole + ".name", sWhole + ".data"}) {
-        rDirectory.write("store/" + sName, "x");
-        if (sName[0] == '1') continue;
-        std::filesystem::last_write_time(
-            rDirectory.path("store/" + sName),
-            std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    fs::create_directory(tStore.tDirectory.path("store"));
+    for (const std::string& sName : {sOld + ".name", sYoung + ".name", sWhole + ".name", sWhole + ".data"}) {
+        const std::string sPath = tStore.tDirectory.write("store/" + sName, "x");
+        if (sName != sYoung + ".name")
+            fs::last_write_time(sPath, fs::file_time_type::clock::now() - std::chrono::hours(1));
     }
     delete zqCreateHttpApplication();
-    EXPECT_THAT(tStore.entries(),
-                testing::UnorderedElementsAre(sYoung + ".name", sWhole + ".name", sWhole + ".data"));
+    EXPECT_THAT(tStore.entries(), UnorderedElementsAre(sYoung + ".name", sWhole + ".name", sWhole + ".data"));
 }
 
 TEST(SampleStore, RemovesTemporaryDirectoriesThatAreNoLongerUsed) {
     const test::TemporaryDirectory tParent;
-    const std::string sId(32, '0');
-    for (const auto& [sName, sFile] :
-         {std::pair<std::string, std::string>{"sample-files-killed", sId + ".data"},
-          {"sample-files-others", "photo.jpg"},
-          {"sample-files-backups", sId + ".data"}}) {
-        std::filesystem::create_directory(tParent.path(sName));
-        std::filesystem::permissions(tParent.path(sName), std::filesystem::perms::owner_all);
-        tParent.write(sName + "/" + sFile, "x");
+    const std::string sFile = std::string(32, '0') + ".data";
+    for (const fs::path tFile : {"sample-files-killed/" + sFile, std::string("sample-files-others/photo.jpg"),
+                                 "sample-files-backups/" + sFile}) {
+        const std::string sDirectory = tParent.path(tFile.parent_path().string());
+        fs::create_directory(sDirectory);
+        fs::permissions(sDirectory, fs::perms::owner_all);
+        tParent.write(tFile.string(), "x");
     }
     const auto fCount = [&] {
-        const std::filesystem::directory_iterator it(tParent.path());
-        return std::distance(begin(it), end(it));
+        return std::distance(fs::directory_iterator(tParent.path()), fs::directory_iterator());
     };
     setenv("TMPDIR", tParent.path().c_str(), 1);
     {
@@ -339,12 +277,8 @@ TEST(SampleStore, RemovesTemporaryDirectoriesThatAreNoLongerUsed) {
 
 TEST(SampleStore, SaysWhyItCannotBeWhereItShould) {
     setenv("SAMPLE_FILES", "/proc", 1);
-    try {
-        delete zqCreateHttpApplication();
-        ADD_FAILURE();
-    } catch (const std::exception& e) {
-        EXPECT_THAT(e.what(), AllOf(HasSubstr("/proc"), HasSubstr("O_TMPFILE")));
-    }
+    EXPECT_THAT(&zqCreateHttpApplication,
+                ThrowsMessage<std::exception>(AllOf(HasSubstr("/proc"), HasSubstr("O_TMPFILE"))));
     unsetenv("SAMPLE_FILES");
 }
 

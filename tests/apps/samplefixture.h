@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gmock/gmock.h>
+
 #include <memory>
 
 #include "support/fakerequestprovider.h"
@@ -8,9 +10,42 @@
 
 extern "C" HttpApplication* zqCreateHttpApplication();
 
-/// The sample application behind the module.
+/// The sample application behind the module, and what came of the last request to it.
 struct SampleFixture {
     std::unique_ptr<HttpApplication> pApplication{zqCreateHttpApplication()};
     HttpServerInitContext tContext{*pApplication};
     kiv::KIVHttpServer tServer{tContext};
+    std::vector<std::pair<std::string, std::string>> tHeaders;  ///< of every request
+    CallLog tLog;
+    std::string sBody;
+
+    static inline const std::string s_ksGood = "setStatusCode 200", s_ksMoved = "setStatusCode 302",
+                                    s_ksBad = "setErrorStatusCode 400",
+                                    s_ksMissing = "setErrorStatusCode 404";
+
+    void run(FakeRequestProvider& rRequest) {
+        rRequest.tHeaders.insert(rRequest.tHeaders.end(), tHeaders.begin(), tHeaders.end());
+        tLog.clear();
+        FakeResponseProvider tResponse(&tLog);
+        tServer.processRequest(rRequest, tResponse);
+        sBody = tResponse.sBody;
+    }
+    /// sTarget: path and query.
+    void get(const std::string& sTarget) {
+        const std::size_t nQuery = sTarget.find('?');
+        FakeRequestProvider tRequest;
+        tRequest.tVariables["URL"] = sTarget.substr(0, nQuery);
+        if (nQuery != sTarget.npos) tRequest.sQuery = sTarget.substr(nQuery + 1);
+        run(tRequest);
+    }
+    /// What follows that text in the body, up to the next quotation mark, each time.
+    std::vector<std::string> findAll(const std::string& sStart) const {
+        std::vector<std::string> tFound;
+        for (std::size_t n = 0; (n = sBody.find(sStart, n)) != sBody.npos;) {
+            n += sStart.size();
+            tFound.push_back(sBody.substr(n, sBody.find('"', n) - n));
+        }
+        return tFound;
+    }
+    void expectStatus(const std::string& sCall) const { EXPECT_THAT(tLog, testing::Contains(sCall)); }
 };
