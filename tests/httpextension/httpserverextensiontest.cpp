@@ -8,6 +8,18 @@
 
 namespace {
 
+/// The first call on the response to a POST.
+std::string post(HttpApplication& rApplication, FakeRequestProvider& rRequest, const char* pBody) {
+    HttpServerInitContext tContext(rApplication);
+    kiv::KIVHttpServer tServer(tContext);
+    CallLog tLog;
+    FakeResponseProvider tResponse(&tLog);
+    rRequest.sMethod = "POST";
+    rRequest.declareBody(pBody);
+    tServer.processRequest(rRequest, tResponse);
+    return tLog[0];
+}
+
 /// One POST with a declared body, through the module to the application.
 struct PostCase {
     const char* pContentType;
@@ -27,14 +39,8 @@ TEST(HttpServerExtension, TellsTheApplicationTheCharacterSetOfItsParameters) {
     };
     for (const PostCase& c : tCases) {
         ScriptedApplication tApplication;
-        HttpServerInitContext tContext(tApplication);
-        kiv::KIVHttpServer tServer(tContext);
-        CallLog tLog;
         FakeRequestProvider tRequest;
-        FakeResponseProvider tResponse(&tLog);
-        tRequest.sMethod = "POST";
         if (c.pContentType) tRequest.tHeaders = {{"Content-Type", c.pContentType}};
-        tRequest.declareBody(c.pBody);
         bool bCalled = false;
         tApplication.fPost = [&](ZQHttpStream&, const HttpApplicationRequest& r) {
             bCalled = true;
@@ -44,9 +50,9 @@ TEST(HttpServerExtension, TellsTheApplicationTheCharacterSetOfItsParameters) {
             EXPECT_EQ(QueryParameters(r.sBody, r.hParameterCharset).get(L"v"), c.pValue);
             return ScriptedApplication::kOK;
         };
-        tServer.processRequest(tRequest, tResponse);
+        EXPECT_EQ(post(tApplication, tRequest, c.pBody),
+                  c.pCharset ? "setStatusCode 200" : "setErrorStatusCode 400");
         EXPECT_EQ(bCalled, c.pCharset != nullptr) << c.pBody;
-        EXPECT_EQ(tLog[0], bCalled ? "setStatusCode 200" : "setErrorStatusCode 400") << c.pBody;
     }
 }
 
@@ -57,16 +63,9 @@ TEST(HttpServerExtension, RefusesPostAndSoapOfAnApplicationThatHasNeither) {
     };
     for (const char* pQuery : {"", "soap"}) {
         OnlyGet tApplication;
-        HttpServerInitContext tContext(tApplication);
-        kiv::KIVHttpServer tServer(tContext);
-        CallLog tLog;
         FakeRequestProvider tRequest;
-        FakeResponseProvider tResponse(&tLog);
-        tRequest.sMethod = "POST";
         tRequest.sQuery = pQuery;
-        tRequest.declareBody("x");
-        tServer.processRequest(tRequest, tResponse);
-        EXPECT_EQ(tLog[0], "setErrorStatusCode 400") << pQuery;
+        EXPECT_EQ(post(tApplication, tRequest, "x"), "setErrorStatusCode 400") << pQuery;
     }
 }
 

@@ -17,24 +17,6 @@ namespace {
 using test::Client;
 using webcontainer::SocketAddress;
 
-/// Counts what reaches the module.
-class CountingHandler final : public webcontainer::RequestHandler {
-public:
-    explicit CountingHandler(kiv::KIVHttpServer& rServer) : m_tModule(rServer) {}
-    std::atomic<int> m_nRequests{0};
-
-    void processRequest(kiv::HttpRequestProvider& rRequest, kiv::HttpResponseProvider& rResponse) override {
-        m_nRequests.fetch_add(1, std::memory_order_relaxed);
-        m_tModule.processRequest(rRequest, rResponse);
-    }
-    std::size_t getResponseTimeoutMilliSeconds() const override { return 0; }
-    bool isBodyLimit(const Exception& r) const override { return m_tModule.isBodyLimit(r); }
-    void startShutdown() override {}
-
-private:
-    webcontainer::ModuleHandler m_tModule;
-};
-
 /// Pages of an application that does one thing each, by query string.
 HttpRequestStatus::EStatus getPage(ZQHttpStream& rStream, const HttpApplicationRequest& r) {
     const std::string_view sQuery = r.sQueryString.view();
@@ -126,11 +108,9 @@ void drip(const SocketAddress& rServer, const std::string& sStart) {
     }
 }
 
-std::size_t countDescriptors() {
-    std::size_t nCount = 0;
-    for ([[maybe_unused]] const auto& r : std::filesystem::directory_iterator("/proc/self/fd"))
-        ++nCount;
-    return nCount;
+auto countDescriptors() {
+    using std::filesystem::directory_iterator;
+    return std::distance(directory_iterator("/proc/self/fd"), directory_iterator());
 }
 
 /// In bytes; 0 where a sanitizer keeps freed memory.
@@ -166,14 +146,6 @@ void loadFor(std::chrono::milliseconds tDuration, const SocketAddress& rServer) 
         });
 }
 
-webcontainer::Limits impatientLimits() {
-    webcontainer::Limits tLimits = test::quickLimits();
-    tLimits.nSlowClientMs = 20;
-    tLimits.nRateGraceMs = 100;
-    tLimits.nWriteTimeoutMs = 100;
-    return tLimits;
-}
-
 class MixedLoad : public testing::TestWithParam<unsigned> {};
 
 TEST_P(MixedLoad, LeavesNothingBehind) {
@@ -181,16 +153,22 @@ TEST_P(MixedLoad, LeavesNothingBehind) {
     tApplication.fGet = getPage;
     tApplication.fPost = echo;
     HttpServerInitContext tContext(tApplication);
-    kiv::KIVHttpServer tModule(tContext);
-    CountingHandler tHandler(tModule);
+    kiv::KIVHttpServer tServer(tContext);
+    webcontainer::ModuleHandler tModule(tServer);
+    std::atomic<int> nRequests = 0;
+    test::ScriptedHandler tHandler([&](test::Request& rRequest, test::Response& rResponse) {
+        nRequests.fetch_add(1, std::memory_order_relaxed);
+        tModule.processRequest(rRequest, rResponse);
+    });
+    tHandler.m_fIsBodyLimit = [&](const Exception& r) { return tModule.isBodyLimit(r); };
+    webcontainer::Limits tImpatient = test::quickLimits();
+    tImpatient.nSlowClientMs = 20;
+    tImpatient.nRateGraceMs = 100;
+    tImpatient.nWriteTimeoutMs = 100;
     const int nBefore = counter("HttpServer/CompletedRequests");
-    const std::size_t nDescriptors = countDescriptors();
+    const auto nDescriptors = countDescriptors();
     {
-        webcontainer::ContainerOptions tOptions;
-        webcontainer::ListenAddress::parse("127.0.0.1:0", tOptions.tListen.emplace_back());
-        tOptions.nWorkers = GetParam();
-        tOptions.tLimits = impatientLimits();
-        webcontainer::Container tContainer(tOptions, tHandler);
+        webcontainer::Container tContainer(test::localOptions(tImpatient, GetParam()), tHandler);
         tContainer.start();
         loadFor(duration() / 2, tContainer.getAddress());
         const std::size_t nMemory = residentMemory();
@@ -200,11 +178,11 @@ TEST_P(MixedLoad, LeavesNothingBehind) {
     }
     const int nCompleted = counter("HttpServer/CompletedRequests") - nBefore;
     EXPECT_EQ(countDescriptors(), nDescriptors);
-    std::cout << nCompleted << " requests completed of " << tHandler.m_nRequests << '\n';
+    std::cout << nCompleted << " requests completed of " << nRequests << '\n';
     EXPECT_GT(nCompleted, 0);
     EXPECT_EQ(counter("HttpServer/CurrentRequests"), 0);
     // With several workers the plain increments may lose a few.
-    EXPECT_TRUE(GetParam() > 1 || nCompleted == tHandler.m_nRequests);
+    EXPECT_TRUE(GetParam() > 1 || nCompleted == nRequests);
 }
 
 INSTANTIATE_TEST_SUITE_P(Workers, MixedLoad, testing::Values(1u, 16u));
