@@ -13,6 +13,7 @@ import { openBrowser, serveSample } from './servers.mjs';
 
 const [build, screenshots] = process.argv.slice(2);
 const folder = mkdtempSync(join(tmpdir(), 'exchange-'));
+process.on('exit', () => rmSync(folder, { recursive: true }));
 const store = join(folder, 'store');
 mkdirSync(store);
 process.env.SAMPLE_FILES = store;
@@ -117,17 +118,8 @@ async function withoutScripts(browser, address) {
   console.log('all files deleted');
 }
 
-const server = await serveSample(build, '');
+const address = await serveSample(build, '');
 const browser = await openBrowser();
-let code = 0;
-try {
-  await withScripts(browser, server.address);
-  await withoutScripts(browser, server.address);
-} catch (error) {
-  console.error(error);
-  code = 1;
-}
-await browser.close();
-server.stop();
-rmSync(folder, { recursive: true });
-process.exit(code);
+await withScripts(browser, address);
+await withoutScripts(browser, address);
+process.exit(0);

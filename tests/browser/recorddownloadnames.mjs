@@ -58,12 +58,10 @@ console.log(`# What a browser calls a download
 Recorded by tests/browser/recorddownloadnames.mjs with Chromium ${browser.version()}: as it came, good or bad. The limit
 is the default one, 116 bytes of encoded name.`);
 for (const [title, configuration] of settings) {
-  const server = await serveSample(process.argv[2], configuration);
+  const address = await serveSample(process.argv[2], configuration);
   console.log(`\n## ${title}\n\n| asked for | header | saved as |\n|---|---|---|`);
   for (const name of names)
-    console.log(`| ${cell(name)} | ${cell(await headerOf(server.address, name))} ` +
-      `| ${cell(await saveAs(browser, server.address, name))} |`);
-  server.stop();
+    console.log(`| ${cell(name)} | ${cell(await headerOf(address, name))} ` +
+      `| ${cell(await saveAs(browser, address, name))} |`);
 }
-await browser.close();
 process.exit(0);

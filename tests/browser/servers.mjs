@@ -6,18 +6,17 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { chromium } from 'playwright-core';
 
-/// Serves the sample application under a configuration, without an admin listener; resolves to { address, stop }.
+/// Serves the sample application under a configuration, without an admin listener, until this process ends;
+/// resolves to the address.
 export function serveSample(build, configuration) {
   const config = join(mkdtempSync(join(tmpdir(), 'sample-')), 'webcontainer.toml');
   writeFileSync(config, `${configuration}\n[Admin]\nListen = ""\n`);
   const server = spawn(join(build, 'bin/webcontainer'),
-    ['--config', config, '--app', join(build, 'lib/libsample.so'), '--listen', '127.0.0.1:0']);
+    ['--config', config, '--app', join(build, 'lib/libsample.so'), '--listen', '127.0.0.1:0'],
+    { stdio: ['ignore', 'pipe', 'inherit'] });
+  process.on('exit', () => server.kill());
   return new Promise((resolve, reject) => {
-    server.stdout.on('data', text => {
-      const match = /serving (http:\S+)/.exec(text);
-      if (match) resolve({ address: match[1], stop: () => server.kill() });
-    });
-    server.stderr.on('data', text => process.stderr.write(text));
+    server.stdout.on('data', text => /serving http:/.test(text) && resolve(/http:\S+/.exec(text)[0]));
     server.on('exit', code => reject(new Error(`the server ended with ${code}`)));
   });
 }

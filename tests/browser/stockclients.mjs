@@ -26,7 +26,6 @@ function curl(address) {
   assert.match(run('curl', '-s', '-d', form, '-H', 'Transfer-Encoding: chunked', address + 'form'), /two words/);
   assert.match(run('curl', '-s', '-d', form, '-H', 'Expect: 100-continue', address + 'form'), /two words/);
   assert.equal(statuses('-d', 'x'.repeat(100000), '-H', 'Expect:', address + 'missing'), '400 1\n');
-  assert.equal(run('curl', '-s', address + 'export?megabytes=20').length > 0, true);
 }
 
 function wrk(address) {
@@ -96,12 +95,9 @@ async function chromium(address) {
   await browser.close();
 }
 
-const server = await serveSample(build, '[Log]\nLevel = "error"\n');
-try {
-  for (const client of [curl, wrk, ab, python, undici, chromium]) {
-    await client(server.address);
-    console.log(`${client.name}: well`);
-  }
-} finally {
-  server.stop();
+const address = await serveSample(build, '[Log]\nLevel = "error"\n');
+for (const client of [curl, wrk, ab, python, undici, chromium]) {
+  await client(address);
+  console.log(`${client.name}: well`);
 }
+process.exit(0);
