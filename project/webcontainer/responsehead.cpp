@@ -23,8 +23,8 @@ bool isIn(std::span<const std::string_view> tNames, std::string_view sName) {
                        [sName](std::string_view s) { return equalsNoCase(s, sName); });
 }
 
-bool endsField(char c) {
-    return c == '\r' || c == '\n' || c == '\0';
+bool isControl(char c) {
+    return !isOf(kValueByte, c);
 }
 
 void appendField(NarrowStringBufferBase& rBuffer, std::string_view sName, std::string_view sValue) {
@@ -47,12 +47,12 @@ void appendFraming(NarrowStringBufferBase& rBuffer, const ResponseLine& rLine) {
 ResponseHead::EAdded ResponseHead::addField(std::string_view sName, std::string_view sValue) {
     if (!isAllOf(kTokenByte, sName) || isIn(s_ksFramingFields, sName)) return EAdded::kDropped;
     m_bHasDate = m_bHasDate || equalsNoCase(sName, "Date");
-    if (std::none_of(sValue.begin(), sValue.end(), endsField)) {
+    if (std::none_of(sValue.begin(), sValue.end(), isControl)) {
         appendField(m_tFields, sName, sValue);
         return EAdded::kAdded;
     }
     std::string sClean(sValue);
-    std::replace_if(sClean.begin(), sClean.end(), endsField, ' ');
+    std::replace_if(sClean.begin(), sClean.end(), isControl, ' ');
     appendField(m_tFields, sName, sClean);
     return EAdded::kCleaned;
 }

@@ -24,13 +24,14 @@ struct ResponseLine {
 };
 
 /// Header fields of responses, one response after the other, as they go over the wire. A field can never end
-/// early or become two: bytes that would do that are taken out. Keeps its storage.
+/// early or become two: no control character but HTAB leaves in a value (RFC 9110 section 5.5). Keeps its
+/// storage.
 class ResponseHead {
 public:
     /// What became of a field.
     enum class EAdded {
         kAdded,
-        kCleaned,  ///< added; line ends and NULs in its value became spaces
+        kCleaned,  ///< added; control characters in its value became spaces
         kDropped,  ///< not added: the name is no token (RFC 9110 section 5.6.2), or the framing is not for
                    ///< the application to set
     };

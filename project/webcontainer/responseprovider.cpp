@@ -62,7 +62,7 @@ void ResponseProvider::addHeader(const char* pName, std::size_t nNameLength, con
             return;
         case ResponseHead::EAdded::kCleaned:
             return log(kSevWarning,
-                       std::string("line ends or NULs were taken out of the header ").append(sName));
+                       std::string("control characters were taken out of the header ").append(sName));
         case ResponseHead::EAdded::kDropped:
             return log(kSevWarning, std::string("the front end does not send the header ").append(sName));
     }

@@ -42,7 +42,7 @@ void respond(Request& rRequest, Response& r) {
     } else if (is("/split")) {
         addHeader(r, "A", "b\r\nSet-Cookie: evil");
         addHeader(r, "B\r\nC: d", "e");
-        addHeader(r, "F", {"g\0h\n", 4});
+        addHeader(r, "F", {"g\0h\n\x01\t\x1F\x20\x7F\x80", 10});
         addHeader(r, "", "i");
         addHeader(r, "Date", "today");
     } else if (is("/cleared")) {
@@ -89,7 +89,7 @@ const Case s_tCases[] = {
     {"GET /late HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\n\r\nlate"},
     {"GET /framed HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\nFine: 1\r\n\r\nlate"},
     {"GET /split HTTP/1.1\r\nHost: h\r\n\r\n",
-     "Content-Length: 4\r\nA: b  Set-Cookie: evil\r\nF: g h \r\n\r\nlate"},
+     "Content-Length: 4\r\nA: b  Set-Cookie: evil\r\nF: g h  \t   \x80\r\n\r\nlate"},
     {"GET /cleared HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\nC: d\r\n\r\nlate"},
 };
 
