@@ -1,26 +1,24 @@
 #pragma once
 
+#include "requesthead.h"
 #include "zq/foundation/exception.h"
 
 namespace webcontainer {
 
+// The same faults have the same answers before the request runs and while it does.
+inline constexpr Refusal s_tBodyTruncated{400, "the body ended early"};
+inline constexpr Refusal s_tBodyTooSlow{408, "the body came too slowly"};
+
 /// A request body that did not come as it was announced: leaves readFromBody(), so that a body cut short
-/// never looks complete.
+/// never looks complete. Its message is the reason that the client is told.
 class BodyError : public Exception {
 public:
-    enum class EReason {
-        kTruncated,  ///< the client went away before the end
-        kMalformed,  ///< the chunks are none (RFC 9112 section 7.1)
-        kTimeout,    ///< the client sends too slowly or not at all
-        kStopping,   ///< the server gives up on requests in flight
-    };
-
-    explicit BodyError(EReason eReason);
+    explicit BodyError(const Refusal& rAnswer);
     BodyError* clone() const override;
-    EReason getReason() const noexcept { return m_eReason; }
+    const Refusal& getAnswer() const noexcept { return m_tAnswer; }
 
 private:
-    const EReason m_eReason;
+    const Refusal m_tAnswer;
 };
 
 }  // namespace webcontainer

@@ -11,8 +11,8 @@ namespace {
 constexpr char s_ksContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
 
 /// Logged once, by whoever answers the request, not here as well.
-[[noreturn]] void throwBodyError(BodyError::EReason eReason) {
-    ZQTHROW_prethrowProcessException(BodyError(eReason), false, ZQ_WFILE, __LINE__);
+[[noreturn]] void throwBodyError(const Refusal& rAnswer) {
+    ZQTHROW_prethrowProcessException(BodyError(rAnswer), false, ZQ_WFILE, __LINE__);
 }
 
 }  // namespace
@@ -36,7 +36,7 @@ std::size_t BodyReader::read(void* pBuffer, std::size_t nSize) {
                 m_tPatience.tRate.countBytes(tReceived.nBytes);
                 return tReceived.nBytes;
             }
-            if (tReceived.eKind == EReceived::kEnd) throwBodyError(BodyError::EReason::kTruncated);
+            if (tReceived.eKind == EReceived::kEnd) throwBodyError(s_tBodyTruncated);
             wait();
         } else if (fill() == 0) {
             wait();
@@ -51,9 +51,9 @@ void BodyReader::wait() {
         case EWaited::kReady:
             return;
         case EWaited::kStopping:
-            throwBodyError(BodyError::EReason::kStopping);
+            throwBodyError({503, "the server stops"});
         default:
-            throwBodyError(BodyError::EReason::kTimeout);
+            throwBodyError(s_tBodyTooSlow);
     }
 }
 
@@ -62,17 +62,17 @@ void BodyReader::sendContinue() {
     iovec tPiece{const_cast<char*>(s_ksContinue), sizeof s_ksContinue - 1};
     m_tPatience.nTimeoutMs = m_rLimits.nWriteTimeoutMs;
     if (m_rSocket.send({&tPiece, 1}, m_tPatience) != ClientSocket::ESent::kSent)
-        throwBodyError(BodyError::EReason::kTruncated);
+        throwBodyError(s_tBodyTruncated);
 }
 
 /// Takes what the client has sent into the input, and returns how much that was.
 std::size_t BodyReader::fill() {
     const std::span<char> tRoom = m_rInput.room();
     const Received tReceived = m_rSocket.receive(tRoom.data(), tRoom.size());
-    if (tReceived.eKind == EReceived::kEnd) throwBodyError(BodyError::EReason::kTruncated);
+    if (tReceived.eKind == EReceived::kEnd) throwBodyError(s_tBodyTruncated);
     m_tPatience.tRate.countBytes(tReceived.nBytes);
     m_rInput.commit(tReceived.nBytes);
-    if (m_rInput.advance() == RequestInput::EStatus::kRefused) throwBodyError(BodyError::EReason::kMalformed);
+    if (m_rInput.advance() == RequestInput::EStatus::kRefused) throwBodyError(m_rInput.getRefusal());
     return tReceived.nBytes;
 }
 

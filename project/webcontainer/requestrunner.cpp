@@ -21,19 +21,6 @@ using EResponseCode = kiv::HttpResponseProvider::EResponseCode;
 
 constexpr Refusal s_tInternalError{500, "the server failed"};
 
-Refusal toAnswer(BodyError::EReason eReason) {
-    switch (eReason) {
-        case BodyError::EReason::kTimeout:
-            return {408, "the body came too slowly"};
-        case BodyError::EReason::kTruncated:
-            return {400, "the body ended early"};
-        case BodyError::EReason::kMalformed:
-            return {400, "a malformed chunk"};
-        default:
-            return {503, "the server stops"};
-    }
-}
-
 std::int64_t deadlineAfter(std::size_t nTimeoutMs) {
     if (nTimeoutMs == 0) return std::numeric_limits<std::int64_t>::max();
     return monotonicMs() + static_cast<std::int64_t>(nTimeoutMs);
@@ -97,7 +84,7 @@ RequestRunner::Failure RequestRunner::classify(const Exception& rException) cons
     const std::string sDetail = webcontainer::describe(rException);
     if (m_rHandler.isBodyLimit(rException)) return {{413, "the body is too long"}, sDetail, kSevInfo};
     if (const auto* const pBody = dynamic_cast<const BodyError*>(&rException))
-        return {toAnswer(pBody->getReason()), sDetail, kSevInfo};
+        return {pBody->getAnswer(), sDetail, kSevInfo};
     if (dynamic_cast<const InputStream::UnexpectedEOF*>(&rException))
         return {{408, "the body did not come in time"}, sDetail, kSevInfo};
     if (dynamic_cast<const MultipartError*>(&rException))

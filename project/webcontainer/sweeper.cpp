@@ -15,6 +15,7 @@ namespace {
 /// How long the first request of a client may be on its way that connected just before the server began to
 /// refuse clients.
 constexpr std::int64_t s_knFreshGraceMs = 500;
+constexpr Refusal s_tHeadTooSlow{408, "the request did not come in time"};
 
 bool hasUnreadInput(int nFd) {
     char c;
@@ -79,7 +80,7 @@ void Sweeper::end(Connection& r) noexcept {
                                     m_tBuffers,    m_tShared.rbAnnounced,
                                     m_rStatistics, m_tShared.pAccessLog,
                                     r.nArrivedUs};
-            m_tRunner.refuse(tContext, {408, "the request did not come in time"});
+            m_tRunner.refuse(tContext, r.pInput->isHeadComplete() ? s_tBodyTooSlow : s_tHeadTooSlow);
         }
     } catch (const std::exception& e) {
         logText(kSevError, s_lsConnection, std::string("a slow client was not told: ") + e.what());

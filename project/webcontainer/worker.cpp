@@ -127,7 +127,7 @@ EOutcome Worker::runRequest(RequestContext& rContext, const Connection& rConnect
 /// The client has ended its side.
 Worker::Next Worker::handleEnd(RequestContext& rContext, Connection& rConnection) {
     if (!rContext.rInput.isHeadComplete()) return {Next::kClose};
-    return toNext(rConnection, m_tRunner.refuse(rContext, {400, "the body ended early"}));
+    return toNext(rConnection, m_tRunner.refuse(rContext, s_tBodyTruncated));
 }
 
 Worker::Next Worker::toNext(Connection& rConnection, EOutcome eOutcome) {

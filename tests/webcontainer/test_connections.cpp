@@ -191,7 +191,7 @@ TEST(Connections, EveryPhaseHasItsDeadline) {
         {"", ""},
         {"GET / HT", "408 Request Timeout: the request did not come in time\n"},
         {"POST / HTTP/1.1\r\nHost: h\r\nContent-Length: 5\r\n\r\nx",
-         "408 Request Timeout: the request did not come in time\n"},
+         "408 Request Timeout: the body came too slowly\n"},
         {s_ksGet, "\r\n\r\nok"},
         {"GET / HTTP/1.1\r\nHost: h\r\n\r\nGET", "408 Request Timeout: the request did not come in time\n"},
     };
