@@ -1,7 +1,6 @@
 #include "requestorigin.h"
 
-#include <algorithm>
-
+#include "authority.h"
 #include "headrules.h"
 
 namespace webcontainer {
@@ -18,11 +17,6 @@ bool parseNode(std::string_view s, SocketAddress& rAddress) {
 RequestOrigin::EScheme toScheme(std::string_view s) {
     if (equalsNoCase(s, "https")) return RequestOrigin::EScheme::kHttps;
     return equalsNoCase(s, "http") ? RequestOrigin::EScheme::kHttp : RequestOrigin::EScheme::kUnknown;
-}
-
-bool isHostByte(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           std::string_view("-._~%:[]").find(c) != std::string_view::npos;
 }
 
 }  // namespace
@@ -50,8 +44,7 @@ void RequestOrigin::believe(const std::vector<ForwardedHop>& rHops, const Truste
     }
     if (!pClient) return;
     m_tFacts = {tClient, toScheme(pClient->sProto), {}};
-    if (std::all_of(pClient->sHost.begin(), pClient->sHost.end(), isHostByte))
-        m_tFacts.sHost = pClient->sHost;
+    if (isAuthority(pClient->sHost)) m_tFacts.sHost = pClient->sHost;
 }
 
 }  // namespace webcontainer

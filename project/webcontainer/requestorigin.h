@@ -31,7 +31,7 @@ public:
     struct Facts {
         SocketAddress tClient;  ///< port 0: unknown
         EScheme eScheme = EScheme::kUnknown;
-        std::string_view sHost;  ///< with its port, if any; empty: unknown. Lies in the request.
+        std::string_view sHost;  ///< what a Host field may be; empty: unknown. Lies in the request.
 
         /// "192.0.2.1:40000", or without the port where that is unknown.
         std::string describeClient() const;

@@ -119,8 +119,7 @@ bool ServerVariables::getServerPort(std::string_view& rsValue, NarrowStringBuffe
     // The proxy's client has not reached this server's port.
     const std::string_view sAuthority = findAuthority();
     rsValue = sAuthority.substr(std::min(cutPort(sAuthority).size() + 1, sAuthority.size()));
-    if (rsValue.empty() || rsValue.find_first_not_of("0123456789") != std::string_view::npos)
-        rsValue = eScheme == RequestOrigin::EScheme::kHttps ? "443" : "80";
+    if (rsValue.empty()) rsValue = eScheme == RequestOrigin::EScheme::kHttps ? "443" : "80";
     return true;
 }
 

@@ -36,7 +36,7 @@ TEST(Origin, OnlyWhatTrustedProxiesSayCounts) {
         {"X-Forwarded-For: 10.128.0.1\r\nX-Forwarded-Proto: http\r\nX-Forwarded-Host: a.example:81\r\n",
          "10.128.0.1||off|a.example|81"},
         {"X-Forwarded-For: 10.0.0.2, 10.0.0.1\r\n", "10.0.0.2||off|h|<server's>"},
-        {"X-Forwarded-For: 192.0.2.1:4000\r\nX-Forwarded-Host: \"evil\r\n",
+        {"X-Forwarded-For: 192.0.2.1:4000\r\nX-Forwarded-Host: [[[:::\r\n",
          "192.0.2.1|4000|off|h|<server's>"},
         {"X-Forwarded-For: ::ffff:192.0.2.1, 2001:db8:7fff::1\r\n", "192.0.2.1||off|h|<server's>"},
         {"X-Forwarded-For: 2001:db8:8000::1\r\n", "2001:db8:8000::1||off|h|<server's>"},
@@ -49,6 +49,7 @@ TEST(Origin, OnlyWhatTrustedProxiesSayCounts) {
         {"Forwarded: for=6.6.6.6;proto=http, For=192.0.2.1;PROTO=HTTPS;host=\"b.example:444\";by=x, "
          "for=10.0.0.1\r\n",
          "192.0.2.1||on|b.example|444"},
+        {"Forwarded: for=192.0.2.1;host=\"b.example:65536\";proto=https\r\n", "192.0.2.1||on|h|443"},
         {"Forwarded: for=\"[2001:db8:ffff::7]:4711\"\r\n", "2001:db8:ffff::7|4711|off|h|<server's>"},
         {"Forwarded: for=192.0.2.1\r\nX-Forwarded-For: 6.6.6.6\r\nX-Forwarded-Proto: https\r\n",
          "192.0.2.1||off|h|<server's>"},
