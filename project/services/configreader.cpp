@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -22,7 +21,6 @@ struct ConfigReaderInstance::Values {
 
 namespace {
 
-constexpr char s_ksWriteNumber[] = "write a whole number from 0 to 4294967295";
 constexpr char s_ksWriteBoolean[] = "write true or false";
 constexpr char s_ksWriteString[] = "write a string";
 constexpr char s_ksWriteStrings[] = "write an array of strings";
@@ -182,13 +180,16 @@ void ConfigReader::setGlobalInstance(const Handle<const ConfigReaderInstance>& h
     globalInstance().m_hInstance.swap(hPrevious);
 }
 
-unsigned int ConfigReader::getConfigValue(const PathFilter& rPath, unsigned int nDefault) const {
+unsigned int ConfigReader::getConfigValue(const PathFilter& rPath, unsigned int nDefault, unsigned int nLeast,
+                                          unsigned int nMost) const {
     const Lookup tLookup(*m_hInstance->m_pValues, rPath);
-    const auto* const pValue = tLookup.get<toml::value<std::int64_t>>(s_ksWriteNumber);
+    const std::string sWrite =
+        "write a whole number from " + std::to_string(nLeast) + " to " + std::to_string(nMost);
+    const auto* const pValue = tLookup.get<toml::value<std::int64_t>>(sWrite.c_str());
     if (!pValue) return nDefault;
     const std::int64_t nValue = pValue->get();
-    if (nValue < 0 || nValue > std::numeric_limits<unsigned int>::max())
-        tLookup.fail(pValue, tLookup.getKey(), "is " + std::to_string(nValue) + "; " + s_ksWriteNumber);
+    if (nValue < nLeast || nValue > nMost)
+        tLookup.fail(pValue, tLookup.getKey(), "is " + std::to_string(nValue) + "; " + sWrite);
     return static_cast<unsigned int>(nValue);
 }
 

@@ -207,14 +207,17 @@ KIVHttpServer::KIVHttpServer(HttpServerInitContext& rIC)
 KIVHttpServer::~KIVHttpServer() = default;
 
 bool KIVHttpServer::loadConfig(const ConfigReader& rReader, EConfig) {
+    using UnsignedValue = ConfigValueExtractor<PathFilter, unsigned int>;
     m_nThreadTimeout =
-        rReader.getConfigValue(L"HTTP/DefaultTimeoutMinutes", s_knDefaultTimeoutMinutes) * s_knMsPerMinute;
+        UnsignedValue::extract(rReader, L"HTTP/DefaultTimeoutMinutes", s_knDefaultTimeoutMinutes) *
+        s_knMsPerMinute;
     TimeoutConfig::setGlobalDefaultTimeout(
-        rReader.getConfigValue(L"DefaultTimeoutMinutes", s_knDefaultGlobalTimeoutMinutes) * s_knMsPerMinute);
-    m_nMaxContentDispFilenameLen =
-        rReader.getConfigValue(L"URL/MaxContentDispositionFilenameLength", s_knDefaultFilenameLength);
+        UnsignedValue::extract(rReader, L"DefaultTimeoutMinutes", s_knDefaultGlobalTimeoutMinutes) *
+        s_knMsPerMinute);
+    m_nMaxContentDispFilenameLen = UnsignedValue::extract(rReader, L"URL/MaxContentDispositionFilenameLength",
+                                                          s_knDefaultFilenameLength);
     const unsigned int nResponseTimeout =
-        rReader.getConfigValue(L"HTTP/LongRunningHTTPResponseTimeoutMinutes",
+        UnsignedValue::extract(rReader, L"HTTP/LongRunningHTTPResponseTimeoutMinutes",
                                s_knDefaultResponseTimeoutMinutes) *
         s_knMsPerMinute;
     m_nHTTPResponseTimeoutMilliSeconds = nResponseTimeout;

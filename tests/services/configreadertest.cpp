@@ -41,7 +41,7 @@ C = "deep"
 
 TEST(ConfigReader, ReadsValuesOfEveryType) {
     const ConfigReader r = reader(s_ksToml);
-    EXPECT_EQ(r.getConfigValue(L"top", 7u), 1u);
+    EXPECT_EQ((ConfigValueExtractor<PathFilter, unsigned int>::extract(r, L"top", 7)), 1u);
     EXPECT_EQ(r.getConfigValue(L"most", 7u), 4294967295u);
     EXPECT_EQ(r.getConfigValue(L"A/x", 7u), 16u);
     EXPECT_TRUE(r.getConfigValue(L"yes", false));
@@ -71,13 +71,15 @@ TEST(ConfigReader, ListsNamesInOrder) {
 }
 
 TEST(ConfigReader, NamesPlaceKeyAndRemedyOfAWrongValue) {
-    const std::string sWrite = "write a whole number from 0 to 4294967295";
+    const std::string sWrite = "write a whole number from 2 to 9";
     struct {
         const char* pValue;
         std::string sProblem;
     } const kpCases[] = {{"\"10\"", "is a string; "},
                          {"-1", "is -1; "},
-                         {"4294967296", "is 4294967296; "},
+                         {"1", "is 1; "},
+                         {"10", "is 10; "},
+                         {"4294967298", "is 4294967298; "},
                          {"9223372036854775807", "is 9223372036854775807; "},
                          {"1.5", "is a floating-point number; "},
                          {"true", "is a boolean; "},
@@ -86,9 +88,13 @@ TEST(ConfigReader, NamesPlaceKeyAndRemedyOfAWrongValue) {
                          {"1979-05-27", "is a date or time; "}};
     for (const auto& [pValue, sProblem] : kpCases) {
         const ConfigReader r = reader(std::string("\n[HTTP]\nMinutes = ") + pValue);
-        EXPECT_EQ(errorOf([&] { r.getConfigValue(L"HTTP/Minutes", 10u); }),
+        EXPECT_EQ(errorOf([&] { r.getConfigValue(L"HTTP/Minutes", 5u, 2, 9); }),
                   "test.toml:3: the value of \"HTTP/Minutes\" " + sProblem + sWrite);
     }
+    const ConfigReader r = reader("least = 2\nmost = 9\nlarge = 4294967296");
+    EXPECT_EQ(r.getConfigValue(L"least", 5u, 2, 9) + r.getConfigValue(L"most", 5u, 2, 9), 11u);
+    EXPECT_EQ(errorOf([&] { r.getConfigValue(L"large", 5u); }),
+              "test.toml:3: the value of \"large\" is 4294967296; write a whole number from 0 to 4294967295");
 }
 
 TEST(ConfigReader, RefusesEveryOtherMismatch) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -62,9 +63,10 @@ public:
         : m_hInstance(hInstance) {}
 
     /// The value under a key, or the default when the key is absent. A value of another type, or a number
-    /// that does not fit, is a ConfigError that names key, file and line. Texts are taken as they stand,
-    /// white space included.
-    unsigned int getConfigValue(const PathFilter& rPath, unsigned int nDefault) const;
+    /// below nLeast or above nMost, is a ConfigError that names key, file, line and what to write. Texts are
+    /// taken as they stand, white space included.
+    unsigned int getConfigValue(const PathFilter& rPath, unsigned int nDefault, unsigned int nLeast = 0,
+                                unsigned int nMost = std::numeric_limits<unsigned int>::max()) const;
     bool getConfigValue(const PathFilter& rPath, bool bDefault) const;
     ZQWString getConfigValue(const PathFilter& rPath, const ZQWString& sDefault) const;
     ZQWString getConfigValue(const PathFilter& rPath, const wchar_t* pDefault) const {
@@ -86,4 +88,14 @@ public:
 
 private:
     Handle<const ConfigReaderInstance> m_hInstance;
+};
+
+/// Reads the value that stands where a filter says as a T, or the default when it is absent; errors as above.
+///
+///     ConfigValueExtractor<PathFilter, unsigned int>::extract(rReader, L"DefaultTimeoutMinutes", 1440)
+template <class FilterT, class T>
+struct ConfigValueExtractor {
+    static T extract(const ConfigReader& rReader, const FilterT& rFilter, T tDefault) {
+        return rReader.getConfigValue(rFilter, tDefault);
+    }
 };
