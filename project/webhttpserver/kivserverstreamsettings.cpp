@@ -12,15 +12,20 @@ namespace {
 const ZQWString ksCacheControlNoCache(L"no-cache,no-store,must-revalidate");
 const ZQWString ksCacheControlNoStore(L"no-store");
 const ZQWString ksCacheControlPrivate(L"private");
+const ZQWString ksGeneratedContentCaching_Session(L"session");
 const ZQWString ksGeneratedContentCaching_NoStore(L"nostore");
 const ZQWString ksGeneratedContentCaching_None(L"none");
 const ZQWString ksCacheControlCfgKey(L"ClientSideCaching/GeneratedContentCaching");
 
-/// What a response that must not be reused says, unless its own key is set. "session" and whatever else the
-/// mode may be leave it to the browser.
+/// What a response that must not be reused says, unless its own key is set. A mode that is none of the three
+/// counts as "session", which leaves it to the browser.
 const ZQWString& noCacheValueOf(const ZQWString& sMode) {
-    if (compareNoCase(sMode, ksGeneratedContentCaching_NoStore) == 0) return ksCacheControlNoStore;
-    if (compareNoCase(sMode, ksGeneratedContentCaching_None) == 0) return ksCacheControlNoCache;
+    const std::pair<const ZQWString&, const ZQWString&> tModes[] = {
+        {ksGeneratedContentCaching_Session, ksCacheControlPrivate},
+        {ksGeneratedContentCaching_NoStore, ksCacheControlNoStore},
+        {ksGeneratedContentCaching_None, ksCacheControlNoCache}};
+    for (const auto& [rMode, rValue] : tModes)
+        if (compareNoCase(sMode, rMode) == 0) return rValue;
     return ksCacheControlPrivate;
 }
 
