@@ -1,6 +1,7 @@
 #include "bodyreader.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "zq/services/timeoutconfig.h"
 
@@ -46,7 +47,8 @@ std::size_t BodyReader::read(void* pBuffer, std::size_t nSize) {
 
 void BodyReader::wait() {
     if (m_bContinue) return sendContinue();
-    m_tPatience.nTimeoutMs = TimeoutConfig::getDefaultTimeout();
+    const unsigned nTimeoutMs = TimeoutConfig::getDefaultTimeout();
+    m_tPatience.nTimeoutMs = nTimeoutMs != 0 ? nTimeoutMs : std::numeric_limits<unsigned>::max();
     switch (m_rSocket.waitForInput(m_tPatience)) {
         case EWaited::kReady:
             return;

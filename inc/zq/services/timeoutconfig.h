@@ -3,7 +3,7 @@
 #include "zq/foundation/zqexport.h"
 
 /// The default timeout of blocking operations, in milliseconds: one for the process, and one that a thread
-/// may set for itself.
+/// may set for itself. 0: without limit.
 class ZQ_EXPORT TimeoutConfig {
 public:
     /// The default in force for the calling thread: its own, else the process's (at first 86400000, a day).
