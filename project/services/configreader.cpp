@@ -109,14 +109,13 @@ public:
     [[noreturn]] void failUnknown(const std::string& sRemedy) const {
         throwConfigError(place(find()) + ": there is no key " + m_sKey + sRemedy);
     }
+    std::string place(const toml::node* pNode) const {
+        return pNode ? m_sFile + ":" + std::to_string(pNode->source().begin.line) : m_sFile;
+    }
     const std::string& getKey() const noexcept { return m_sKey; }
     const toml::table& getRoot() const noexcept { return m_rRoot; }
 
 private:
-    std::string place(const toml::node* pNode) const {
-        return pNode ? m_sFile + ":" + std::to_string(pNode->source().begin.line) : m_sFile;
-    }
-
     const std::string& m_sFile;
     const toml::table& m_rRoot;
     const std::string m_sKey;
@@ -230,6 +229,11 @@ tl::vector<ZQWString> ConfigReader::getNames(const PathFilter& rPath) const {
     for (const auto& [rKey, rNode] : *pTable)
         tNames.push_back(fromUtf8(rKey.str()));
     return tNames;
+}
+
+std::string ConfigReader::getPlace(const PathFilter& rPath) const {
+    const Lookup tLookup(*m_hInstance->m_pValues, rPath);
+    return tLookup.place(tLookup.find());
 }
 
 void ConfigReader::throwBadValue(const PathFilter& rPath, const ZQWString& sWhat) const {

@@ -28,7 +28,8 @@ Limits adminLimits() {
 
 }  // namespace
 
-std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader) {
+std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader,
+                                               const std::vector<ListenAddress>& rTaken) {
     const std::string sListen = toNarrow(rReader.getConfigValue(s_ksListen, L"127.0.0.1:9180"));
     AdminSettings tSettings;
     tSettings.sHostName = toNarrow(rReader.getConfigValue(L"Admin/HostName", L""));
@@ -41,6 +42,10 @@ std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader) {
                               L"it is no address; write an address and a port, such as 127.0.0.1:9180, a "
                               L"unix socket, such as unix:/run/web/admin.sock, or \"\" "
                               L"for no admin listener");
+    for (const ListenAddress& r : rTaken)
+        if (r.clashesWith(rAddress))
+            rReader.throwBadValue(
+                s_ksListen, toWide("clients connect to " + r.text() + "; choose another address or port"));
     rAddress.pSettings = "Admin/Listen";
     return tSettings;
 }

@@ -23,8 +23,9 @@ struct AdminSettings {
 ///                                       answered, so that no page of another site can read what stands here
 ///                                       by pointing its own name to this machine.
 ///
-/// Nothing when there is to be none. Throws ConfigError about a value that cannot be used and about a key
-/// that means nothing.
-std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader);
+/// Nothing when there is to be none. Throws ConfigError about a value that cannot be used, and about an
+/// address that clashes with one of rTaken, where clients connect.
+std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader,
+                                               const std::vector<ListenAddress>& rTaken);
 
 }  // namespace webcontainer

@@ -25,7 +25,7 @@ void addOptions(CLI::App& rApp, CommandLine& rCommandLine, const std::string& sV
     rApp.add_option("--listen", rCommandLine.sListen, "where to listen, instead of WebContainer/Listen")
         ->type_name("ADDRESSES");
     rApp.add_flag("--check", rCommandLine.bCheck,
-                  "only say whether configuration and application can be used");
+                  "only say whether the server could start; the application is made and dropped");
     rApp.set_version_flag("--version", sVersion, "write the version");
     rApp.footer(s_ksFooter);
 }

@@ -33,35 +33,32 @@ ZQWString under(const wchar_t* pTable, std::wstring_view sName) {
     return tKey.toString();
 }
 
-unsigned readNumber(const ConfigReader& rReader, const wchar_t* pName, unsigned nDefault, unsigned nLeast,
-                    unsigned nMost) {
-    const PathFilter tKey(under(s_ksTable, pName));
-    const unsigned nValue = rReader.getConfigValue(tKey, nDefault);
-    if (nValue < nLeast || nValue > nMost)
-        rReader.throwBadValue(tKey, toWide("it is " + std::to_string(nValue) + "; write a number from " +
-                                           std::to_string(nLeast) + " to " + std::to_string(nMost)));
-    return nValue;
-}
-
-/// Empty: the sockets that the service manager hands over. False: the text is no list of addresses.
-bool parseListen(std::string_view sText, std::vector<ListenAddress>& rAddresses) {
+/// Returns what is wrong with a list of addresses, the element named, or nothing. No addresses: the sockets
+/// that the service manager hands over.
+std::string parseListen(std::string_view sText, std::vector<ListenAddress>& rAddresses) {
     const std::vector<std::string_view> tWords = splitList(sText);
-    if (tWords.size() == 1 && tWords.front() == s_ksFromManager) return true;
-    return !tWords.empty() && std::all_of(tWords.begin(), tWords.end(), [&](std::string_view sWord) {
-        return ListenAddress::parse(sWord, rAddresses.emplace_back());
-    });
+    if (tWords.empty()) return std::string("there is no address; ") + s_ksWriteAddress;
+    if (tWords.size() == 1 && tWords.front() == s_ksFromManager) return {};
+    for (const std::string_view sWord : tWords) {
+        const std::string sElement =
+            "element " + std::to_string(rAddresses.size() + 1) + ", \"" + std::string(sWord) + "\", ";
+        ListenAddress tAddress;
+        if (!ListenAddress::parse(sWord, tAddress)) return sElement + "is no address; " + s_ksWriteAddress;
+        for (const ListenAddress& r : rAddresses)
+            if (r.clashesWith(tAddress)) return sElement + "listens where " + r.text() + " does; drop one";
+        rAddresses.push_back(tAddress);
+    }
+    return {};
 }
 
 std::vector<ListenAddress> readListen(const ConfigReader& rReader, const std::string& sListen) {
-    std::vector<ListenAddress> tAddresses;
-    if (!sListen.empty()) {
-        if (!parseListen(sListen, tAddresses))
-            throwStartError("--listen " + sListen + " is no list of addresses; " + s_ksWriteAddress);
-        return tAddresses;
-    }
     const PathFilter tKey(under(s_ksTable, s_ksListen));
-    if (!parseListen(toNarrow(rReader.getConfigValue(tKey, s_ksListenDefault)), tAddresses))
-        rReader.throwBadValue(tKey, toWide(std::string("it is no list of addresses; ") + s_ksWriteAddress));
+    const std::string sText =
+        sListen.empty() ? toNarrow(rReader.getConfigValue(tKey, s_ksListenDefault)) : sListen;
+    std::vector<ListenAddress> tAddresses;
+    const std::string sProblem = parseListen(sText, tAddresses);
+    if (!sProblem.empty() && !sListen.empty()) throwStartError("--listen: " + sProblem);
+    if (!sProblem.empty()) rReader.throwBadValue(tKey, toWide(sProblem));
     return tAddresses;
 }
 
@@ -97,10 +94,12 @@ ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::st
     tOptions.tTrustedProxies = readTrustedProxies(rReader);
     tOptions.nUnixSocketMode = readUnixSocketMode(rReader);
     const unsigned nCores = std::max(std::thread::hardware_concurrency(), 1u);
-    tOptions.nWorkers = readNumber(
-        rReader, s_ksWorkers, std::min(s_knWorkersPerCore * nCores, s_knMostWorkers), 1, s_knMostWorkers);
+    tOptions.nWorkers =
+        rReader.getConfigValue(under(s_ksTable, s_ksWorkers),
+                               std::min(s_knWorkersPerCore * nCores, s_knMostWorkers), 1, s_knMostWorkers);
     for (const LimitInfo& r : s_tLimitInfos)
-        tOptions.tLimits.*r.pMember = readNumber(rReader, r.pKey, r.nDefault, r.nLeast, r.nMost);
+        tOptions.tLimits.*r.pMember =
+            rReader.getConfigValue(under(s_ksTable, r.pKey), r.nDefault, r.nLeast, r.nMost);
     return tOptions;
 }
 

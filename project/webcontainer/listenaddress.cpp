@@ -2,6 +2,8 @@
 
 #include <sys/un.h>
 
+#include <algorithm>
+
 namespace webcontainer {
 
 namespace {
@@ -10,6 +12,11 @@ constexpr std::string_view s_ksUnix = "unix:";
 constexpr std::string_view s_ksSeparators = " ,\t\r\n";
 constexpr std::size_t s_knLongestPath = sizeof(sockaddr_un::sun_path) - 1;
 
+/// 0.0.0.0 or [::]
+bool isEveryAddress(std::span<const std::uint8_t> tBytes) {
+    return std::all_of(tBytes.begin(), tBytes.end(), [](std::uint8_t n) { return n == 0; });
+}
+
 }  // namespace
 
 bool ListenAddress::parse(std::string_view sText, ListenAddress& rAddress) {
@@ -17,6 +24,15 @@ bool ListenAddress::parse(std::string_view sText, ListenAddress& rAddress) {
     if (!sText.starts_with(s_ksUnix)) return SocketAddress::parse(sText, rAddress.tAddress);
     rAddress.sPath = sText.substr(s_ksUnix.size());
     return rAddress.sPath.starts_with('/') && rAddress.sPath.size() <= s_knLongestPath;
+}
+
+bool ListenAddress::clashesWith(const ListenAddress& r) const noexcept {
+    if (!sPath.empty() || !r.sPath.empty()) return sPath == r.sPath;
+    const auto a = tAddress.bytes();
+    const auto b = r.tAddress.bytes();
+    return tAddress.family() == r.tAddress.family() && tAddress.portNumber() != 0 &&
+           tAddress.portNumber() == r.tAddress.portNumber() &&
+           (isEveryAddress(a) || isEveryAddress(b) || std::equal(a.begin(), a.end(), b.begin(), b.end()));
 }
 
 std::vector<std::string_view> splitList(std::string_view sText) {

@@ -17,6 +17,8 @@ struct ListenAddress {
 
     /// Reads "127.0.0.1:8080", "[::1]:8080" or "unix:/absolute/path". False: it is none of them.
     static bool parse(std::string_view sText, ListenAddress& rAddress);
+    /// Whether one of the two cannot listen beside the other; port 0 takes a free one.
+    bool clashesWith(const ListenAddress& r) const noexcept;
     /// As it was read.
     std::string text() const { return sPath.empty() ? tAddress.text() : "unix:" + sPath; }
 };

@@ -44,7 +44,7 @@ LogFileSettings readFileSettings(const ConfigReader& rReader) {
     LogFileSettings tSettings;
     tSettings.sPath = toNarrow(rReader.getConfigValue(L"Log/File", L""));
     tSettings.nMaxBytes = rReader.getConfigValue(L"Log/MaxBytes", 0u);
-    tSettings.nMaxFiles = rReader.getConfigValue(L"Log/MaxFiles", 5u);
+    tSettings.nMaxFiles = rReader.getConfigValue(L"Log/MaxFiles", 5u, 0, LogFileSettings::s_knMostFiles);
     const ZQWString sFormat = rReader.getConfigValue(s_ksFormat, L"text");
     if (sFormat == L"json")
         tSettings.eFormat = LogFileSettings::EFormat::kJson;
@@ -85,9 +85,13 @@ void LogSetup::reopen() noexcept {
     if (m_pWriter) m_pWriter->reopen();
 }
 
+std::string getLogFile(const ConfigReader& rReader) {
+    return readFileSettings(rReader).sPath;
+}
+
 void checkLogSettings(const ConfigReader& rReader) {
     readThresholds(rReader);
-    readFileSettings(rReader);
+    openFile(rReader);
 }
 
 }  // namespace webcontainer

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "zq/services/config.h"
 #include "zq/services/logfilewriter.h"
@@ -37,7 +38,9 @@ private:
     std::unique_ptr<LogFileWriter> m_pWriter;
 };
 
-/// Throws ConfigError about a value that start() could not use; opens nothing.
+/// The file that start() would open; empty: standard error.
+std::string getLogFile(const ConfigReader& rReader);
+/// Throws ConfigError as start() would, which it tries.
 void checkLogSettings(const ConfigReader& rReader);
 
 }  // namespace webcontainer

@@ -7,10 +7,13 @@
 #include <iostream>
 
 #include "accesslogsettings.h"
+#include "applicationlibrary.h"
 #include "configurationnames.h"
 #include "containerlog.h"
 #include "containersettings.h"
+#include "extensionsettings.h"
 #include "starterror.h"
+#include "trialopening.h"
 #include "zq/foundation/messagefilesregistry.h"
 #include "zq/httpextension/httpserverinitcontext.h"
 #include "zq/webhttpserver/kivmakelibloaded.h"
@@ -73,6 +76,30 @@ class NoApplication final : public HttpApplication {
     EStatus get(ZQHttpStream&, const HttpApplicationRequest&) override { return kServerInitFailed; }
 };
 
+std::unique_ptr<HttpApplication> makeApplication(const std::string& sLibrary) {
+    if (sLibrary.empty()) return std::make_unique<NoApplication>();
+    // Before its code runs, which may end the process.
+    logText(kSevInfo, s_lsContainer, "loading the application " + sLibrary);
+    return ApplicationLibrary(sLibrary).create();
+}
+
+void loadMessages() {
+    const std::string sProblems = MessageFilesRegistry::getInstance().loadMessages();
+    if (!sProblems.empty()) logText(kSevWarning, s_lsContainer, sProblems);
+}
+
+/// Shows on standard error what else would stand in the log.
+class WarningsShown {
+public:
+    WarningsShown() { LogRegistry::addWriter(m_tWriter, kSevWarning); }
+    ~WarningsShown() { LogRegistry::removeWriter(m_tWriter); }
+    WarningsShown(const WarningsShown&) = delete;
+    WarningsShown& operator=(const WarningsShown&) = delete;
+
+private:
+    LogFileWriter m_tWriter{LogFileSettings()};
+};
+
 }  // namespace
 
 ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(rCommandLine) {
@@ -80,17 +107,17 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
-    const std::optional<AdminSettings> tAdmin = readAdminSettings(tReader);
     m_tLog.start();
     useHandedOver(tOptions, tHandedOver);
+    const std::optional<AdminSettings> tAdmin = readAdminSettings(tReader, tOptions.tListen);
+    checkExtensionSettings(tReader);
     tOptions.fAlive = [this] { m_tManager.alive(); };
     if (const std::int64_t nMs = m_tManager.getWatchdogMs())
         tOptions.tLimits.nSweepIntervalMs =
             static_cast<unsigned>(std::min<std::int64_t>(tOptions.tLimits.nSweepIntervalMs, nMs));
     loadMessages();
     applyFeatures(tReader);
-    m_pLibrary = std::make_unique<ApplicationLibrary>(rCommandLine.sApplication);
-    m_pApplication = m_pLibrary->create();
+    m_pApplication = makeApplication(rCommandLine.sApplication);
     m_pServer = makeServer(*m_pApplication, tReader);
     m_pHandler = std::make_unique<ModuleHandler>(*m_pServer);
     raiseDescriptorLimit(tOptions.tLimits);
@@ -125,11 +152,6 @@ void ServerProcess::sayReady() const {
     m_tManager.ready("serving " + m_pContainer->getPlaces());
 }
 
-void ServerProcess::loadMessages() {
-    std::string sProblems = MessageFilesRegistry::getInstance().loadMessages();
-    if (!sProblems.empty()) logText(kSevWarning, s_lsContainer, sProblems);
-}
-
 void ServerProcess::startAdmin() {
     m_pAdmin->start();
     std::cout << "webcontainer: status at " << m_pAdmin->getPlaces() << std::endl;
@@ -154,15 +176,21 @@ void ServerProcess::reload() {
 }
 
 void checkOnly(const CommandLine& rCommandLine) {
+    const WarningsShown tWarnings;
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
-    readContainerOptions(tReader, rCommandLine.sListen);
-    readAccessLogSettings(tReader);
-    readAdminSettings(tReader);
+    const ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
+    const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
+    const TrialOpening tLogTrial(getLogFile(tReader));
     checkLogSettings(tReader);
+    readAdminSettings(tReader, tOptions.tListen);
+    checkExtensionSettings(tReader);
+    loadMessages();
     applyFeatures(tReader);
-    NoApplication tApplication;
-    makeServer(tApplication, tReader);
-    if (!rCommandLine.sApplication.empty()) ApplicationLibrary{rCommandLine.sApplication};
+    const std::unique_ptr<HttpApplication> pApplication = makeApplication(rCommandLine.sApplication);
+    makeServer(*pApplication, tReader);
+    raiseDescriptorLimit(tOptions.tLimits);
+    const TrialOpening tAccessLogTrial(tAccessLog.sFile);
+    if (!tAccessLog.sFile.empty()) AccessLog{tAccessLog};
     std::cout << "webcontainer: " << rCommandLine.sConfig << " can be used" << std::endl;
 }
 

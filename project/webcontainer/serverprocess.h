@@ -4,7 +4,6 @@
 
 #include "accesslog.h"
 #include "adminserver.h"
-#include "applicationlibrary.h"
 #include "commandline.h"
 #include "container.h"
 #include "logsetup.h"
@@ -18,7 +17,7 @@ namespace webcontainer {
 /// Everything that one server process is made of, in the order in which it comes up:
 ///
 ///     signals - service manager - configuration - log - message texts - features - application - module -
-///     listening socket - admin listener
+///     access log - listening sockets - admin listener
 class ServerProcess {
 public:
     /// Throws ConfigError and StartError.
@@ -27,7 +26,6 @@ public:
     int serve();
 
 private:
-    void loadMessages();
     void reload();
     void sayReady() const;
     void startAdmin();
@@ -36,7 +34,6 @@ private:
     Signals m_tSignals;
     ServiceManager m_tManager;
     LogSetup m_tLog;
-    std::unique_ptr<ApplicationLibrary> m_pLibrary;
     std::unique_ptr<HttpApplication> m_pApplication;
     std::unique_ptr<kiv::KIVHttpServer> m_pServer;
     std::unique_ptr<ModuleHandler> m_pHandler;
@@ -45,8 +42,9 @@ private:
     std::unique_ptr<AdminServer> m_pAdmin;  ///< null: not wanted
 };
 
-/// Says on standard output whether configuration and application can be used, without serving. Throws as
-/// above.
+/// Says on standard output that the server could start; warnings that a start would log go to standard
+/// error. Makes the application and drops it, opens the logs and leaves no file that was not there. Does not
+/// listen: the server that is to be started anew may hold the addresses. Throws as above.
 void checkOnly(const CommandLine& rCommandLine);
 
 }  // namespace webcontainer

@@ -25,8 +25,10 @@ struct Observed {
 
     explicit Observed(ScriptedHandler::Answer fAnswer)
         : m_tServer(std::move(fAnswer)),
-          m_tAdmin(*web::readAdminSettings(ConfigReader(ConfigReaderInstance::fromText(
-                       "[Admin]\nListen = \"127.0.0.1:0\"\nHostName = \"Admin.example\"", "c"))),
+          m_tAdmin(*web::readAdminSettings(
+                       ConfigReader(ConfigReaderInstance::fromText(
+                           "[Admin]\nListen = \"127.0.0.1:0\"\nHostName = \"Admin.example\"", "c")),
+                       {}),
                    {m_tServer.m_tContainer, nullptr, "1\"<&", "m", std::chrono::system_clock::now()}) {
         m_tAdmin.start();
     }

@@ -57,13 +57,15 @@ TEST(Program, ServesUntilItIsTold) {
 
 TEST(Program, SaysInOneLineWhyItCannotStart) {
     TemporaryDirectory tDirectory;
-    const std::string sGood = tDirectory.write("good.toml", s_ksAnyPort);
+    const std::string sLog = "[Log]\nFile = \"" + tDirectory.path("log") + "\"\n";
+    const std::string sGood = tDirectory.write("good.toml", s_ksAnyPort + sLog);
     auto config = [&, n = 0](std::string_view sText) mutable {
         return tDirectory.write(std::to_string(++n) + ".toml", sText);
     };
     RunningProgram tOther;
     const std::string sTaken = tOther.m_tAddress.text();
     const std::string sApp = TEST_APPLICATION;
+    const std::string sMinutes = "; write a whole number from 0 to 71582";
     const struct {
         std::vector<std::string> tArguments;
         int nExitCode;
@@ -78,24 +80,23 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
         {{"--config", config("a = [\nb"), "--app", sApp}, 1, ".toml:2:"},
         {{"--config", config("[WebContainer]\nWorkers = 0\n"), "--app", sApp},
          1,
-         ".toml:2: the value of \"WebContainer/Workers\" cannot be used: it is 0; write a number from 1 to "
-         "10000"},
+         ".toml:2: the value of \"WebContainer/Workers\" is 0; write a whole number from 1 to 10000"},
         {{"--config", config("[WebContainer]\nListen = \"127.0.0.1:0\"\nWokers = 1\n"), "--app", sApp},
          1,
          ".toml:3: there is no key WebContainer/Wokers; did you mean Workers?"},
-        {{"--config", config("[WebContainer]\nListen = \"x\"\n"), "--app", sApp},
+        {{"--config", config("[WebContainer]\nListen = \"127.0.0.1:0 x\"\n"), "--app", sApp},
          1,
-         "it is no list of addresses; write one or more of"},
+         "\"WebContainer/Listen\" cannot be used: element 2, \"x\", is no address; write one or more of"},
+        {{"--check", "--config", config("[WebContainer]\nListen = \"0.0.0.0:9180\"\n")},
+         1,
+         "\"Admin/Listen\" cannot be used: clients connect to 0.0.0.0:9180; choose another"},
         {{"--config", config("[Log]\nLevel = \"loud\"\n"), "--app", sApp},
          1,
          "it is no severity; write debug,"},
-        {{"--config", config("[Log]\nFile = \"/dev/null/log\"\n"), "--app", sApp},
-         1,
-         ".toml:2: the value of \"Log/File\" cannot be used: The log \"/dev/null/log\" cannot be opened"},
         {{"--config", config("[HTTP]\nDefaultTimeoutMinutes = \"x\"\n"), "--app", sApp},
          1,
          "write a whole number"},
-        {{"--config", sGood, "--app", sApp, "--listen", "9"}, 1, "--listen 9 is no list of addresses; write"},
+        {{"--config", sGood, "--app", sApp, "--listen", ","}, 1, "--listen: there is no address; write"},
         {{"--config", sGood, "--app", sApp, "--listen", sTaken},
          1,
          "cannot listen on " + sTaken + ": address already in use; choose another"},
@@ -107,10 +108,20 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
          1,
          "cannot start: its factory returned nothing; "},
         {{"--config", sGood, "--app", TEST_APPLICATION_THROWS}, 1, "cannot start: no database; "},
-        {{"--check", "--config", config("[HTTP]\nDefaultTimeoutMinutes = -1\n")},
+        {{"--check", "--config", config("HTTP.DefaultTimeoutMinutes = -1\n")}, 1, sMinutes},
+        {{"--check", "--config", config("DefaultTimeoutMinutes = 71583\n")}, 1, sMinutes},
+        {{"--config", config("HTTP.LongRunningHTTPResponseTimeoutMinutes = 71583\n"), "--app", sApp},
          1,
-         "is -1; write a whole number"},
-        {{"--check", "--config", sGood, "--app", TEST_NO_APPLICATION}, 1, "lacks the factory"},
+         sMinutes},
+        {{"--check", "--config", config("Log.MaxFiles = 200001\n")}, 1, "number from 0 to 200000"},
+        {{"--check", "--config", config("Multipart.MaxParts = 0\n")}, 1, "number from 1 to 2147483647"},
+        {{"--check", "--config", config("[Log]\nFile = \"/dev/null/log\"\n")},
+         1,
+         ".toml:2: the value of \"Log/File\" cannot be used: The log \"/dev/null/log\" cannot be opened"},
+        {{"--check", "--config", config("AccessLog.File = \"/nowhere/log\"\n")},
+         1,
+         "cannot open the access log /nowhere/log: no such file"},
+        {{"--check", "--config", sGood, "--app", TEST_APPLICATION_THROWS}, 1, "cannot start: no database; "},
     };
     for (const auto& r : tCases) {
         Program tProgram(r.tArguments);
@@ -119,22 +130,42 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
         EXPECT_THAT(sErrors, testing::AllOf(StartsWith("webcontainer: "), HasSubstr(r.sLine)));
         EXPECT_EQ(std::count(sErrors.begin(), sErrors.end(), '\n'), 1) << sErrors;
     }
+    EXPECT_THAT(tDirectory.read("log"), HasSubstr("loading the application /nowhere/lib.so"));
 }
 
 TEST(Program, AnswersQuestionsAboutItself) {
     TemporaryDirectory tDirectory;
-    const std::string sGood = tDirectory.write("good.toml", s_ksAnyPort);
-    const std::pair<std::vector<std::string>, std::string> tCases[] = {
-        {{"--version"}, "webcontainer [0-9.]+ \\(webhttpserver .*\\)"},
-        {{"--help"}, "Serves an application over HTTP/1.1."},
-        {{"--check", "--config", sGood, "--app", TEST_APPLICATION}, "webcontainer: .*good.toml can be used"},
-        {{"--check", "--config", TEST_SAMPLE_CONFIGURATION}, "webcontainer: .* can be used"},
+    const std::string sOld = tDirectory.write("old", "old");
+    const std::string sGood = tDirectory.write(
+        "good.toml", "WebContainer.MaxConnections = 1\nHTTP.DefaultTimeoutMinutes = 71582\nLog.File = \"" +
+                         tDirectory.path("new/log") + "\"\nAccessLog.File = \"" +
+                         tDirectory.path("new/access") + "\"\n");
+    const std::string sDoubtful = tDirectory.write(
+        "doubtful.toml", "ClientSideCaching.GeneratedContentCaching = \"nostor\"\nLog.File = \"" + sOld +
+                             "\"\nAccessLog.File = \"" + sOld + "\"\n");
+    const struct {
+        std::vector<std::string> tArguments;
+        std::string sLine, sError;
+    } tCases[] = {
+        {{"--version"}, "webcontainer [0-9.]+ \\(webhttpserver .*\\)", ""},
+        {{"--help"}, "Serves an application over HTTP/1.1.", ""},
+        {{"--check", "--config", sGood, "--app", TEST_APPLICATION},
+         "webcontainer: .*good.toml can be used",
+         ""},
+        {{"--check", "--config", TEST_SAMPLE_CONFIGURATION}, "webcontainer: .* can be used", ".*"},
+        {{"--check", "--config", sDoubtful},
+         "webcontainer: .* can be used",
+         ".* warning webcontainer .*doubtful.toml:1: \"nostor\" is no mode of "
+         "ClientSideCaching/GeneratedContentCaching and counts as session; did you mean nostore\\?\n"},
     };
-    for (const auto& [rArguments, sLine] : tCases) {
-        Program tProgram(rArguments);
-        EXPECT_THAT(tProgram.readLine(), testing::MatchesRegex(sLine));
+    for (const auto& r : tCases) {
+        Program tProgram(r.tArguments);
+        EXPECT_THAT(tProgram.readLine(), testing::MatchesRegex(r.sLine));
+        EXPECT_THAT(tProgram.errors(), testing::MatchesRegex(r.sError));
         EXPECT_EQ(tProgram.wait(), 0);
     }
+    EXPECT_EQ(tDirectory.read("old"), "old");
+    EXPECT_FALSE(std::filesystem::exists(tDirectory.path("new")));
 }
 
 TEST(Program, ReadsItsConfigurationAgain) {

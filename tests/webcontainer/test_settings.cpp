@@ -55,12 +55,18 @@ TEST(Settings, AddressesAreReadAndWritten) {
         SocketAddress tAddress;
         EXPECT_FALSE(SocketAddress::parse(pBad, tAddress)) << pBad;
     }
-    EXPECT_EQ(readContainerOptions(reader("[WebContainer]\nListen = \"[::1]:1\""), "").tListen.front().text(),
-              "[::1]:1");
-    EXPECT_EQ(readContainerOptions(reader("[WebContainer]\nListen = \"[::1]:1\""), "1.2.3.4:5")
-                  .tListen.front()
-                  .text(),
-              "1.2.3.4:5");
+    const auto read = [](const std::string& sListen, const std::string& sOption) {
+        return readContainerOptions(reader(("[WebContainer]\nListen = \"" + sListen + "\"").c_str()), sOption)
+            .tListen;
+    };
+    EXPECT_EQ(read("[::1]:1", "").front().text(), "[::1]:1");
+    EXPECT_EQ(read("[::1]:1", "1.2.3.4:5").front().text(), "1.2.3.4:5");
+    for (const char* pBeside : {"127.0.0.1:1 127.0.0.2:1", "127.0.0.1:1, 127.0.0.1:2", "0.0.0.0:1 [::]:1",
+                                "127.0.0.1:0 127.0.0.1:0", "unix:/a unix:/b", "unix:/a 127.0.0.1:1"})
+        EXPECT_EQ(read(pBeside, "").size(), 2u) << pBeside;
+    for (const char* pClash :
+         {"127.0.0.1:1 127.0.0.1:1", "0.0.0.0:1 127.0.0.1:1", "[::1]:1 [::]:1", "unix:/a unix:/b unix:/a"})
+        EXPECT_THROW(read(pClash, ""), ConfigError) << pClash;
 }
 
 TEST(Settings, NamesThatNobodyReadsAreRefused) {

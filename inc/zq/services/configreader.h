@@ -80,6 +80,8 @@ public:
     tl::vector<ZQWString> getNames(const PathFilter& rPath) const;
 
     const std::string& getFileName() const { return m_hInstance->getFileName(); }
+    /// Where a value stands, "file:line"; the file alone when the key is absent.
+    std::string getPlace(const PathFilter& rPath) const;
     /// Throws a ConfigError about a value that has the right type but cannot be used; sWhat says why and what
     /// to write instead.
     [[noreturn]] void throwBadValue(const PathFilter& rPath, const ZQWString& sWhat) const;

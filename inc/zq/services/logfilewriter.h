@@ -9,11 +9,12 @@
 /// Where a log goes and how it looks.
 struct ZQ_EXPORT LogFileSettings {
     enum class EFormat { kText, kJson };
+    static constexpr unsigned int s_knMostFiles = 200000;
 
     std::string sPath;  ///< a file, appended to; empty: standard error
     EFormat eFormat = EFormat::kText;
     std::size_t nMaxBytes = 0;  ///< a file is rotated when it would grow beyond this; 0: never
-    std::size_t nMaxFiles = 5;  ///< rotated files that are kept
+    std::size_t nMaxFiles = 5;  ///< rotated files that are kept, at most s_knMostFiles; 0: none
 };
 
 /// Writes entries as lines: time (UTC, milliseconds), severity, source, thread, text, place. No entry can
