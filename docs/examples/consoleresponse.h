@@ -18,6 +18,7 @@ public:
     }
     void clearHeaders() override { m_sHeaders.clear(); }
     EResponseCode commitHeaders() override {
+        m_bCommitted = true;
         std::cout << "HTTP/1.1 " << m_nStatus << '\n' << m_sHeaders << '\n';
         return std::cout ? kRCOK : kRCClientDead;
     }
@@ -28,8 +29,18 @@ public:
     EResponseCode endResponse(const void* pData, std::size_t nLength) override {
         return nLength == 0 ? kRCOK : writeToBody(pData, nLength);
     }
+    /// The answer to a request that failed. A response that has begun stays cut short, for which a server
+    /// closes the connection.
+    void fail() {
+        if (m_bCommitted) return;
+        clearHeaders();
+        setErrorStatusCode(500);
+        setContentLength(0);
+        commitHeaders();
+    }
 
 private:
     unsigned int m_nStatus = 0;
+    bool m_bCommitted = false;
     std::string m_sHeaders;
 };

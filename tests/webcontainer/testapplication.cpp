@@ -15,6 +15,7 @@ public:
     }
 
     EStatus get(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
+        if (rRequest.sQueryString.view() == "throw") throw std::runtime_error("no luck");
         rStream.addText(L"hello");
         if (rRequest.sQueryString.view() == "hang") {
             rStream.Flush();

@@ -27,6 +27,12 @@ ZQ_EXPORT extern const char* const kpHTTP_URL;
 ///
 /// Before the first reading the values are those defaults. Any whole number of 32 bits is accepted, 0 too;
 /// minutes from 71583 on do not fit in 32 bits of milliseconds and wrap.
+///
+/// The Cache-Control values of responses have no defaults before the first reading: a host that never loads a
+/// configuration sends an empty Cache-Control with every response that expires, and none with the others. One
+/// that has no configuration loads an empty one, once:
+///
+///     ConfigBase::loadAll(ConfigReader(ConfigReaderInstance::fromText("", "defaults")));
 class ZQ_EXPORT KIVHttpServer : public HttpServerExtension {
 public:
     /// Hands rIC to the base. What reading the configuration throws leaves the constructor.
