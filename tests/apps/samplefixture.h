@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
 #include <memory>
 
 #include "support/fakerequestprovider.h"
@@ -15,7 +16,8 @@ struct SampleFixture {
     std::unique_ptr<HttpApplication> pApplication{zqCreateHttpApplication()};
     HttpServerInitContext tContext{*pApplication};
     kiv::KIVHttpServer tServer{tContext};
-    std::vector<std::pair<std::string, std::string>> tHeaders;  ///< of every request
+    std::map<std::string, std::string> tVariables;              ///< of every request, beside its own
+    std::vector<std::pair<std::string, std::string>> tHeaders;  ///< the same
     CallLog tLog;
     std::string sBody;
 
@@ -34,6 +36,7 @@ struct SampleFixture {
     void get(const std::string& sTarget) {
         const std::size_t nQuery = sTarget.find('?');
         FakeRequestProvider tRequest;
+        tRequest.tVariables = tVariables;
         tRequest.tVariables["URL"] = sTarget.substr(0, nQuery);
         if (nQuery != sTarget.npos) tRequest.sQuery = sTarget.substr(nQuery + 1);
         run(tRequest);

@@ -39,6 +39,40 @@ TEST_F(SamplePages, WhatTheVisitorSendsIsShownAndNeverRun) {
                       HasSubstr("<td>é😀</td>"), HasSubstr("<td>a\uFFFDb\u2401</td>")));
 }
 
+TEST_F(SamplePages, FormsKeepWhatWasChosen) {
+    for (const auto& [pQuery, pOptions] :
+         {std::pair{"", "<option selected>small<option selected>medium<option>large</select>"},
+          {"?size=large&size=%22%3E&size=small",
+           "<option selected>small<option>medium<option selected>large</select>"},
+          {"?name=x", "<option>small<option>medium<option>large</select>"}}) {
+        get(std::string("/form") + pQuery);
+        EXPECT_THAT(sBody, HasSubstr(pOptions)) << pQuery;
+    }
+}
+
+TEST_F(SamplePages, AddressesAreThoseThatTheyWereReachedAt) {
+    const struct {
+        const char *pHttps, *pName, *pPort, *pHost, *pAddress;
+    } tCases[] = {
+        {"off", "h", "8080", "h", "http://h/"},
+        {"off", "h", "8080", "h:81", "http://h:81/"},
+        {"on", "[::1]", "443", "[::1]:444", "https://[::1]:444/"},
+        {"on", "shop.example", "443", "shop.example.internal:8080", "https://shop.example/"},
+        {"off", "shop.example", "443", "10.0.0.1", "http://shop.example:443/"},
+        {"off", "shop.example", "80", "10.0.0.1", "http://shop.example/"},
+        {"off", "$(reboot)", "8080", "$(reboot)", "http://localhost:8080/"},
+        {"off", "", "0", "", "http://localhost/"},
+    };
+    for (const auto& r : tCases) {
+        tVariables = {
+            {"HTTPS", r.pHttps}, {"SERVER_NAME", r.pName}, {"SERVER_PORT", r.pPort}, {"HTTP_HOST", r.pHost}};
+        get("/order");
+        EXPECT_THAT(sBody, HasSubstr(std::string(" @- ") + r.pAddress + "order"));
+        get("/calculator?wsdl");
+        EXPECT_THAT(sBody, HasSubstr(std::string("location=\"") + r.pAddress + "calculator?soap\""));
+    }
+}
+
 TEST_F(SamplePages, UnknownPathsAreNamedInA404) {
     for (const std::string sPath : {"/nothing", "/text/", "/Text", "/request/x"}) {
         get(sPath);

@@ -3,6 +3,7 @@
 #include "htmlescape.h"
 #include "htmlpage.h"
 #include "pages/pages.h"
+#include "serveraddress.h"
 #include "xmldocument.h"
 
 namespace sample {
@@ -46,13 +47,10 @@ constexpr std::wstring_view s_ksDescription =
 )";
 
 EStatus sendDescription(const PageRequest& rRequest) {
-    ZQWString sHost;
-    rRequest.rStream.GetServerVariable("HTTP_HOST", sHost);
     rRequest.rStream.SetContentType(L"text/xml");
     const std::size_t nAddress = s_ksDescription.find(L'@');
     rRequest.rStream.addText(s_ksDescription.substr(0, nAddress));
-    rRequest.rStream.addText(L"http://");
-    addEscaped(rRequest.rStream, sHost);
+    addEscaped(rRequest.rStream, getServerAddress(rRequest.rStream));
     rRequest.rStream.addText(L"/calculator?soap");
     rRequest.rStream.addText(s_ksDescription.substr(nAddress + 1));
     return HttpRequestStatus::kOK;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <optional>
 
 #include "htmlpage.h"
@@ -23,9 +24,13 @@ void addForm(HtmlPage& rPage, const QueryParameters& rValues, std::wstring_view 
     rPage.markup(L"\"></label>\n<label>Message <input name=\"message\" value=\"");
     rPage.text(rValues.get(L"message", L"1 + 1 = 2 & <more>"));
     rPage.markup(L"\"></label>\n<label>Size <select name=\"size\" multiple>");
-    rPage.markup(
-        L"<option selected>small<option selected>medium<option>large</select></label>\n<button>Send by ");
-    rPage.text(sMethod).markup(L"</button></form>\n");
+    const tl::vector<ZQWString> tChosen = rValues.getAll(L"size");
+    for (const std::wstring_view sSize : {L"small", L"medium", L"large"}) {
+        const bool bFirst = rValues.empty() && sSize != L"large";
+        const bool bChosen = bFirst || std::find(tChosen.begin(), tChosen.end(), sSize) != tChosen.end();
+        rPage.markup(bChosen ? L"<option selected>" : L"<option>").text(sSize);
+    }
+    rPage.markup(L"</select></label>\n<button>Send by ").text(sMethod).markup(L"</button></form>\n");
 }
 
 }  // namespace

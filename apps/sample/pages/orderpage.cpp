@@ -2,6 +2,7 @@
 
 #include "htmlpage.h"
 #include "pages/pages.h"
+#include "serveraddress.h"
 #include "xmldocument.h"
 
 namespace sample {
@@ -24,11 +25,11 @@ std::string centsText(long long nCents) {
 EStatus orderPage(const PageRequest& rRequest) {
     HtmlPage tPage(rRequest.rStream, L"XML order");
     tPage.markup(L"<p>Post an order here, as <code>application/xml</code>:</p>\n<pre>");
-    tPage.text(
-        L"curl -H 'Content-Type: application/xml' --data-binary @- http://127.0.0.1:8080/order <<END\n"
-        L"<order>\n  <item name=\"tea\" price=\"2.50\" quantity=\"3\"/>\n  <item name=\"cake\" "
-        L"price=\"4\"/>\n"
-        L"</order>\nEND");
+    tPage.text(L"curl -H 'Content-Type: application/xml' --data-binary @- ")
+        .text(getServerAddress(rRequest.rStream))
+        .text(
+            L"/order <<END\n<order>\n  <item name=\"tea\" price=\"2.50\" quantity=\"3\"/>\n"
+            L"  <item name=\"cake\" price=\"4\"/>\n</order>\nEND");
     tPage.markup(L"</pre>\n<p>The answer is a bill, in XML too.</p>\n").end();
     return HttpRequestStatus::kOK;
 }
