@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "headscanner.h"
-#include "requestinput.h"
+#include "http/headscanner.h"
+#include "http/requestinput.h"
 
 namespace {
 

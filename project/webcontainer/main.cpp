@@ -1,9 +1,9 @@
 #include <exception>
 #include <string>
 
-#include "commandline.h"
-#include "containerlog.h"
-#include "serverprocess.h"
+#include "log/containerlog.h"
+#include "process/commandline.h"
+#include "process/serverprocess.h"
 #include "zq/webhttpserver/kivmakelibloaded.h"
 
 int main(int nArguments, char** pArguments) {

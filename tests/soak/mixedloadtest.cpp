@@ -7,7 +7,7 @@
 #include <iostream>
 #include <thread>
 
-#include "modulehandler.h"
+#include "process/modulehandler.h"
 #include "support/scriptedapplication.h"
 #include "testserver.h"
 #include "zq/services/performancecounters.h"

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "requestinput.h"
-#include "servervariables.h"
+#include "http/requestinput.h"
+#include "requests/servervariables.h"
 
 namespace test {
 

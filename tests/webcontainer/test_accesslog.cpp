@@ -3,8 +3,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "accesslog.h"
-#include "requestid.h"
+#include "log/accesslog.h"
+#include "requests/requestid.h"
 #include "support/recorders.h"
 #include "support/temporarydirectory.h"
 #include "testserver.h"

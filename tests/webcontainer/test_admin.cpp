@@ -4,9 +4,9 @@
 #include <future>
 #include <nlohmann/json.hpp>
 
-#include "adminserver.h"
-#include "metricspage.h"
-#include "statustexts.h"
+#include "admin/adminserver.h"
+#include "admin/metricspage.h"
+#include "admin/statustexts.h"
 #include "testserver.h"
 
 namespace test {

@@ -10,7 +10,7 @@
 #include <optional>
 #include <thread>
 
-#include "accesslog.h"
+#include "log/accesslog.h"
 #include "support/allocationcounter.h"
 #include "support/recorders.h"
 #include "testserver.h"

@@ -13,9 +13,9 @@
 #include <optional>
 #include <thread>
 
-#include "containerlog.h"
+#include "base/starterror.h"
+#include "log/containerlog.h"
 #include "program.h"
-#include "starterror.h"
 #include "support/temporarydirectory.h"
 #include "testserver.h"
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "requestinput.h"
+#include "http/requestinput.h"
 
 namespace {
 

@@ -3,11 +3,11 @@
 #include <fstream>
 #include <sstream>
 
-#include "configurationnames.h"
-#include "containerlog.h"
-#include "containersettings.h"
-#include "rateguard.h"
-#include "statustext.h"
+#include "http/statustext.h"
+#include "log/containerlog.h"
+#include "process/configurationnames.h"
+#include "process/containersettings.h"
+#include "sockets/rateguard.h"
 #include "zq/httpstream/featuretable.h"
 
 namespace {

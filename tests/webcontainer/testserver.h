@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "container.h"
+#include "connections/container.h"
 #include "zq/webhttpserverproxy/httprequestprovider.h"
 #include "zq/webhttpserverproxy/httpresponseprovider.h"
 

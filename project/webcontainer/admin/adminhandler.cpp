@@ -1,13 +1,13 @@
-#include "adminhandler.h"
+#include "admin/adminhandler.h"
 
 #include <arpa/inet.h>
 
 #include <algorithm>
 
-#include "headrules.h"
-#include "metricspage.h"
-#include "requestid.h"
-#include "statuspage.h"
+#include "admin/metricspage.h"
+#include "admin/statuspage.h"
+#include "http/headrules.h"
+#include "requests/requestid.h"
 #include "zq/foundation/stringbuffer.h"
 
 namespace webcontainer {

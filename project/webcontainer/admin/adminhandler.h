@@ -3,9 +3,9 @@
 #include <string>
 #include <string_view>
 
-#include "adminsubject.h"
-#include "history.h"
-#include "requesthandler.h"
+#include "admin/adminsubject.h"
+#include "admin/history.h"
+#include "requests/requesthandler.h"
 
 namespace webcontainer {
 

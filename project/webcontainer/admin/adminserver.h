@@ -1,7 +1,7 @@
 #pragma once
 
-#include "adminhandler.h"
-#include "adminsettings.h"
+#include "admin/adminhandler.h"
+#include "admin/adminsettings.h"
 
 namespace webcontainer {
 

@@ -1,6 +1,6 @@
-#include "adminsettings.h"
+#include "admin/adminsettings.h"
 
-#include "containersettings.h"
+#include "process/containersettings.h"
 #include "text.h"
 
 namespace webcontainer {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "container.h"
+#include "connections/container.h"
 #include "zq/services/configreader.h"
 
 namespace webcontainer {

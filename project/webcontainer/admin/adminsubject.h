@@ -3,8 +3,8 @@
 #include <chrono>
 #include <string>
 
-#include "accesslog.h"
-#include "container.h"
+#include "connections/container.h"
+#include "log/accesslog.h"
 
 namespace webcontainer {
 

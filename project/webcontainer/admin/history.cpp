@@ -1,9 +1,9 @@
-#include "history.h"
+#include "admin/history.h"
 
 #include <algorithm>
 
-#include "containerlog.h"
-#include "monotonicclock.h"
+#include "base/monotonicclock.h"
+#include "log/containerlog.h"
 #include "zq/services/performancecounters.h"
 
 namespace webcontainer {

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "container.h"
+#include "connections/container.h"
 
 namespace webcontainer {
 

@@ -1,4 +1,4 @@
-#include "metricspage.h"
+#include "admin/metricspage.h"
 
 #include <prometheus/metric_family.h>
 #include <prometheus/text_serializer.h>

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "adminsubject.h"
-#include "history.h"
+#include "admin/adminsubject.h"
+#include "admin/history.h"
 
 namespace webcontainer {
 

@@ -1,9 +1,9 @@
-#include "statuspage.h"
+#include "admin/statuspage.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "statustexts.h"
+#include "admin/statustexts.h"
 #include "zq/services/performancecounters.h"
 
 namespace webcontainer {

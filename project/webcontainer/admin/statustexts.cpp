@@ -1,4 +1,4 @@
-#include "statustexts.h"
+#include "admin/statustexts.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "starterror.h"
+#include "base/starterror.h"
 
 #include <cctype>
 #include <system_error>

@@ -1,4 +1,4 @@
-#include "statistics.h"
+#include "base/statistics.h"
 
 #include <algorithm>
 #include <numeric>

@@ -1,13 +1,13 @@
-#include "acceptor.h"
+#include "connections/acceptor.h"
 
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
 
-#include "containerlog.h"
-#include "monotonicclock.h"
-#include "starterror.h"
+#include "base/monotonicclock.h"
+#include "base/starterror.h"
+#include "log/containerlog.h"
 
 namespace webcontainer {
 

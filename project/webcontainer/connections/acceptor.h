@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <deque>
 
-#include "connectiontable.h"
-#include "containerlimits.h"
-#include "listener.h"
-#include "poller.h"
+#include "base/containerlimits.h"
+#include "connections/connectiontable.h"
+#include "connections/poller.h"
+#include "sockets/listener.h"
 
 namespace webcontainer {
 

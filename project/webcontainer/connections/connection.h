@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <memory>
 
-#include "ownership.h"
-#include "requestinput.h"
-#include "servervariables.h"
+#include "connections/ownership.h"
+#include "http/requestinput.h"
+#include "requests/servervariables.h"
 
 namespace webcontainer {
 

@@ -1,4 +1,4 @@
-#include "connectiontable.h"
+#include "connections/connectiontable.h"
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <new>
 
-#include "monotonicclock.h"
+#include "base/monotonicclock.h"
 
 namespace webcontainer {
 

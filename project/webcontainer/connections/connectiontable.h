@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <memory>
 
-#include "connection.h"
-#include "containerlimits.h"
-#include "poller.h"
+#include "base/containerlimits.h"
+#include "connections/connection.h"
+#include "connections/poller.h"
 
 namespace webcontainer {
 

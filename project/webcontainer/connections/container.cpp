@@ -1,14 +1,14 @@
-#include "container.h"
+#include "connections/container.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
 
 #include <cerrno>
 
-#include "containerlog.h"
-#include "monotonicclock.h"
-#include "starterror.h"
-#include "sweeper.h"
+#include "base/monotonicclock.h"
+#include "base/starterror.h"
+#include "connections/sweeper.h"
+#include "log/containerlog.h"
 
 namespace webcontainer {
 

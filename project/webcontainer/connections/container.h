@@ -7,14 +7,14 @@
 #include <thread>
 #include <vector>
 
-#include "acceptor.h"
-#include "connectiontable.h"
-#include "containerlimits.h"
-#include "filedescriptor.h"
-#include "poller.h"
-#include "requesthandler.h"
-#include "statistics.h"
-#include "worker.h"
+#include "base/containerlimits.h"
+#include "base/filedescriptor.h"
+#include "base/statistics.h"
+#include "connections/acceptor.h"
+#include "connections/connectiontable.h"
+#include "connections/poller.h"
+#include "connections/worker.h"
+#include "requests/requesthandler.h"
 
 namespace webcontainer {
 

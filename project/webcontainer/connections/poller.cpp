@@ -1,10 +1,10 @@
-#include "poller.h"
+#include "connections/poller.h"
 
 #include <sys/epoll.h>
 
 #include <cerrno>
 
-#include "starterror.h"
+#include "base/starterror.h"
 
 namespace webcontainer {
 

@@ -1,12 +1,12 @@
-#include "sweeper.h"
+#include "connections/sweeper.h"
 
 #include <poll.h>
 #include <sys/socket.h>
 
 #include <exception>
 
-#include "containerlog.h"
-#include "monotonicclock.h"
+#include "base/monotonicclock.h"
+#include "log/containerlog.h"
 
 namespace webcontainer {
 

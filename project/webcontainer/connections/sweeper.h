@@ -3,11 +3,11 @@
 #include <atomic>
 #include <cstdint>
 
-#include "acceptor.h"
-#include "connectiontable.h"
-#include "requestcontext.h"
-#include "requestrunner.h"
-#include "worker.h"
+#include "connections/acceptor.h"
+#include "connections/connectiontable.h"
+#include "connections/worker.h"
+#include "requests/requestcontext.h"
+#include "requests/requestrunner.h"
 
 namespace webcontainer {
 

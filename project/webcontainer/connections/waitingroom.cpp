@@ -1,4 +1,4 @@
-#include "waitingroom.h"
+#include "connections/waitingroom.h"
 
 #include <limits>
 

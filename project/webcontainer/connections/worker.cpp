@@ -1,12 +1,12 @@
-#include "worker.h"
+#include "connections/worker.h"
 
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <exception>
 
-#include "containerlog.h"
-#include "monotonicclock.h"
+#include "base/monotonicclock.h"
+#include "log/containerlog.h"
 
 namespace webcontainer {
 

@@ -3,15 +3,15 @@
 #include <atomic>
 #include <functional>
 
-#include "acceptor.h"
-#include "connectiontable.h"
-#include "containerlimits.h"
-#include "poller.h"
-#include "requestcontext.h"
-#include "requesthandler.h"
-#include "requestrunner.h"
-#include "slowclients.h"
-#include "waitingroom.h"
+#include "base/containerlimits.h"
+#include "connections/acceptor.h"
+#include "connections/connectiontable.h"
+#include "connections/poller.h"
+#include "connections/waitingroom.h"
+#include "requests/requestcontext.h"
+#include "requests/requesthandler.h"
+#include "requests/requestrunner.h"
+#include "sockets/slowclients.h"
 
 namespace webcontainer {
 

@@ -1,4 +1,4 @@
-#include "authority.h"
+#include "http/authority.h"
 
 #include <arpa/inet.h>
 
@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <system_error>
 
-#include "byteclass.h"
+#include "http/byteclass.h"
 
 namespace webcontainer {
 

@@ -1,4 +1,4 @@
-#include "chunkdecoder.h"
+#include "http/chunkdecoder.h"
 
 #include <algorithm>
 #include <cstring>

@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "chunkline.h"
-#include "containerlimits.h"
-#include "fieldscanner.h"
-#include "requesthead.h"
+#include "base/containerlimits.h"
+#include "http/chunkline.h"
+#include "http/fieldscanner.h"
+#include "http/requesthead.h"
 
 namespace webcontainer {
 

@@ -1,8 +1,8 @@
-#include "chunkline.h"
+#include "http/chunkline.h"
 
 #include <limits>
 
-#include "byteclass.h"
+#include "http/byteclass.h"
 
 namespace webcontainer {
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "requesthead.h"
+#include "http/requesthead.h"
 
 namespace webcontainer {
 

@@ -1,4 +1,4 @@
-#include "datecache.h"
+#include "http/datecache.h"
 
 #include "text.h"
 #include "zq/httpstream/httpdateutils.h"

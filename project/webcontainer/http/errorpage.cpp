@@ -1,6 +1,6 @@
-#include "errorpage.h"
+#include "http/errorpage.h"
 
-#include "statustext.h"
+#include "http/statustext.h"
 
 namespace webcontainer {
 

@@ -1,6 +1,6 @@
-#include "fieldscanner.h"
+#include "http/fieldscanner.h"
 
-#include "byteclass.h"
+#include "http/byteclass.h"
 
 namespace webcontainer {
 

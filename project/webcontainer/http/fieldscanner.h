@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "requesthead.h"
+#include "http/requesthead.h"
 
 namespace webcontainer {
 

@@ -1,4 +1,4 @@
-#include "headrules.h"
+#include "http/headrules.h"
 
 #include <strings.h>
 
@@ -9,8 +9,8 @@
 #include <limits>
 #include <system_error>
 
-#include "authority.h"
-#include "byteclass.h"
+#include "http/authority.h"
+#include "http/byteclass.h"
 
 namespace webcontainer {
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "requesthead.h"
+#include "http/requesthead.h"
 
 namespace webcontainer {
 

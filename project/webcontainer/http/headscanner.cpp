@@ -1,4 +1,4 @@
-#include "headscanner.h"
+#include "http/headscanner.h"
 
 #include <algorithm>
 #include <string_view>

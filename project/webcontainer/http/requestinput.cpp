@@ -1,4 +1,4 @@
-#include "requestinput.h"
+#include "http/requestinput.h"
 
 #include <algorithm>
 #include <cstring>

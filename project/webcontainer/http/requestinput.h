@@ -5,9 +5,9 @@
 #include <span>
 #include <string_view>
 
-#include "containerlimits.h"
-#include "requesthead.h"
-#include "requestparser.h"
+#include "base/containerlimits.h"
+#include "http/requesthead.h"
+#include "http/requestparser.h"
 
 namespace webcontainer {
 

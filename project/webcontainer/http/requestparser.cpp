@@ -1,10 +1,10 @@
-#include "requestparser.h"
+#include "http/requestparser.h"
 
 #include <boost/beast/http/basic_parser.hpp>
 #include <limits>
 #include <string_view>
 
-#include "headrules.h"
+#include "http/headrules.h"
 
 namespace webcontainer {
 

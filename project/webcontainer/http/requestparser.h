@@ -2,10 +2,10 @@
 
 #include <cstddef>
 
-#include "chunkdecoder.h"
-#include "containerlimits.h"
-#include "headscanner.h"
-#include "requesthead.h"
+#include "base/containerlimits.h"
+#include "http/chunkdecoder.h"
+#include "http/headscanner.h"
+#include "http/requesthead.h"
 
 namespace webcontainer {
 

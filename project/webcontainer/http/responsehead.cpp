@@ -1,12 +1,12 @@
-#include "responsehead.h"
+#include "http/responsehead.h"
 
 #include <algorithm>
 #include <span>
 #include <string>
 
-#include "byteclass.h"
-#include "headrules.h"
-#include "statustext.h"
+#include "http/byteclass.h"
+#include "http/headrules.h"
+#include "http/statustext.h"
 
 namespace webcontainer {
 

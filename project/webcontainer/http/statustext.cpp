@@ -1,4 +1,4 @@
-#include "statustext.h"
+#include "http/statustext.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,4 +1,4 @@
-#include "accessline.h"
+#include "log/accessline.h"
 
 #include <algorithm>
 #include <chrono>

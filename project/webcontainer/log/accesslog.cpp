@@ -1,13 +1,13 @@
-#include "accesslog.h"
+#include "log/accesslog.h"
 
 #include <fcntl.h>
 #include <sys/uio.h>
 
 #include <cerrno>
 
-#include "containerlog.h"
-#include "monotonicclock.h"
-#include "starterror.h"
+#include "base/monotonicclock.h"
+#include "base/starterror.h"
+#include "log/containerlog.h"
 
 namespace webcontainer {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "accessline.h"
-#include "filedescriptor.h"
+#include "base/filedescriptor.h"
+#include "log/accessline.h"
 
 namespace webcontainer {
 

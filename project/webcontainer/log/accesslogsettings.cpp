@@ -1,4 +1,4 @@
-#include "accesslogsettings.h"
+#include "log/accesslogsettings.h"
 
 #include "text.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "accesslog.h"
+#include "log/accesslog.h"
 #include "zq/services/configreader.h"
 
 namespace webcontainer {

@@ -1,4 +1,4 @@
-#include "containerlog.h"
+#include "log/containerlog.h"
 
 #include <exception>
 

@@ -1,9 +1,9 @@
-#include "logsetup.h"
+#include "log/logsetup.h"
 
 #include <utility>
 #include <vector>
 
-#include "containerlog.h"
+#include "log/containerlog.h"
 #include "text.h"
 
 namespace webcontainer {

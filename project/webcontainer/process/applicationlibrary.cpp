@@ -1,11 +1,11 @@
-#include "applicationlibrary.h"
+#include "process/applicationlibrary.h"
 
 #include <dlfcn.h>
 
 #include <exception>
 
-#include "containerlog.h"
-#include "starterror.h"
+#include "base/starterror.h"
+#include "log/containerlog.h"
 
 namespace webcontainer {
 

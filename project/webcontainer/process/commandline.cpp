@@ -1,11 +1,11 @@
-#include "commandline.h"
+#include "process/commandline.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <vector>
 
-#include "nearestname.h"
+#include "process/nearestname.h"
 
 namespace webcontainer {
 

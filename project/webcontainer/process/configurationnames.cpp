@@ -1,11 +1,11 @@
-#include "configurationnames.h"
+#include "process/configurationnames.h"
 
 #include <algorithm>
 #include <string>
 #include <vector>
 
-#include "containerlimits.h"
-#include "nearestname.h"
+#include "base/containerlimits.h"
+#include "process/nearestname.h"
 #include "text.h"
 
 namespace webcontainer {

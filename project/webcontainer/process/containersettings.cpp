@@ -1,10 +1,10 @@
-#include "containersettings.h"
+#include "process/containersettings.h"
 
 #include <algorithm>
 #include <charconv>
 #include <thread>
 
-#include "starterror.h"
+#include "base/starterror.h"
 #include "text.h"
 #include "zq/httpstream/featuretable.h"
 

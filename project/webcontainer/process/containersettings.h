@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "container.h"
+#include "connections/container.h"
 #include "zq/services/configreader.h"
 
 namespace webcontainer {

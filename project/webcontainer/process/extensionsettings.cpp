@@ -1,13 +1,13 @@
-#include "extensionsettings.h"
+#include "process/extensionsettings.h"
 
 #include <algorithm>
 #include <limits>
 #include <string>
 #include <vector>
 
-#include "containerlog.h"
-#include "headrules.h"
-#include "nearestname.h"
+#include "http/headrules.h"
+#include "log/containerlog.h"
+#include "process/nearestname.h"
 #include "text.h"
 #include "zq/httpstream/multipartlimits.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "requesthandler.h"
+#include "requests/requesthandler.h"
 #include "zq/webhttpserver/httpservermessages.h"
 #include "zq/webhttpserver/kivhttpserver.h"
 

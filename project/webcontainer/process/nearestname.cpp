@@ -1,4 +1,4 @@
-#include "nearestname.h"
+#include "process/nearestname.h"
 
 #include <algorithm>
 #include <cctype>

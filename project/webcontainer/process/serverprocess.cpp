@@ -1,4 +1,4 @@
-#include "serverprocess.h"
+#include "process/serverprocess.h"
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -6,14 +6,14 @@
 #include <algorithm>
 #include <iostream>
 
-#include "accesslogsettings.h"
-#include "applicationlibrary.h"
-#include "configurationnames.h"
-#include "containerlog.h"
-#include "containersettings.h"
-#include "extensionsettings.h"
-#include "starterror.h"
-#include "trialopening.h"
+#include "base/starterror.h"
+#include "log/accesslogsettings.h"
+#include "log/containerlog.h"
+#include "process/applicationlibrary.h"
+#include "process/configurationnames.h"
+#include "process/containersettings.h"
+#include "process/extensionsettings.h"
+#include "process/trialopening.h"
 #include "zq/foundation/messagefilesregistry.h"
 #include "zq/httpextension/httpserverinitcontext.h"
 #include "zq/webhttpserver/kivmakelibloaded.h"

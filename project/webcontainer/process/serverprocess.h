@@ -2,14 +2,14 @@
 
 #include <memory>
 
-#include "accesslog.h"
-#include "adminserver.h"
-#include "commandline.h"
-#include "container.h"
-#include "logsetup.h"
-#include "modulehandler.h"
-#include "servicemanager.h"
-#include "signals.h"
+#include "admin/adminserver.h"
+#include "connections/container.h"
+#include "log/accesslog.h"
+#include "log/logsetup.h"
+#include "process/commandline.h"
+#include "process/modulehandler.h"
+#include "process/servicemanager.h"
+#include "process/signals.h"
 #include "zq/webhttpserver/kivhttpserver.h"
 
 namespace webcontainer {

@@ -1,4 +1,4 @@
-#include "servicemanager.h"
+#include "process/servicemanager.h"
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdlib>
 
-#include "monotonicclock.h"
+#include "base/monotonicclock.h"
 
 namespace webcontainer {
 

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "filedescriptor.h"
-#include "listenaddress.h"
+#include "base/filedescriptor.h"
+#include "sockets/listenaddress.h"
 
 namespace webcontainer {
 

@@ -1,11 +1,11 @@
-#include "signals.h"
+#include "process/signals.h"
 
 #include <sys/signalfd.h>
 
 #include <cerrno>
 #include <csignal>
 
-#include "starterror.h"
+#include "base/starterror.h"
 
 namespace webcontainer {
 

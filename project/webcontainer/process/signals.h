@@ -1,6 +1,6 @@
 #pragma once
 
-#include "filedescriptor.h"
+#include "base/filedescriptor.h"
 
 namespace webcontainer {
 

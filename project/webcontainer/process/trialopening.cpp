@@ -1,4 +1,4 @@
-#include "trialopening.h"
+#include "process/trialopening.h"
 
 #include <system_error>
 

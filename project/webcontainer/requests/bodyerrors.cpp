@@ -1,4 +1,4 @@
-#include "bodyerrors.h"
+#include "requests/bodyerrors.h"
 
 #include "text.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "requesthead.h"
+#include "http/requesthead.h"
 #include "zq/foundation/exception.h"
 
 namespace webcontainer {

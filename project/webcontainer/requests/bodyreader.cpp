@@ -1,4 +1,4 @@
-#include "bodyreader.h"
+#include "requests/bodyreader.h"
 
 #include <algorithm>
 #include <limits>

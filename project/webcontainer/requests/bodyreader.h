@@ -2,10 +2,10 @@
 
 #include <cstddef>
 
-#include "bodyerrors.h"
-#include "clientsocket.h"
-#include "containerlimits.h"
-#include "requestinput.h"
+#include "base/containerlimits.h"
+#include "http/requestinput.h"
+#include "requests/bodyerrors.h"
+#include "sockets/clientsocket.h"
 
 namespace webcontainer {
 

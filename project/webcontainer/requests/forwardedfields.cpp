@@ -1,8 +1,8 @@
-#include "forwardedfields.h"
+#include "requests/forwardedfields.h"
 
 #include <algorithm>
 
-#include "headrules.h"
+#include "http/headrules.h"
 
 namespace webcontainer {
 

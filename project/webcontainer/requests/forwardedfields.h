@@ -3,7 +3,7 @@
 #include <string_view>
 #include <vector>
 
-#include "requestinput.h"
+#include "http/requestinput.h"
 
 namespace webcontainer {
 

@@ -1,4 +1,4 @@
-#include "requestcontext.h"
+#include "requests/requestcontext.h"
 
 namespace webcontainer {
 

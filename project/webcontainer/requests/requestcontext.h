@@ -4,16 +4,16 @@
 #include <cstdint>
 #include <string>
 
-#include "accessline.h"
-#include "bodyreader.h"
-#include "clientsocket.h"
-#include "containerlimits.h"
-#include "datecache.h"
-#include "requestid.h"
-#include "requestinput.h"
-#include "responsehead.h"
-#include "servervariables.h"
-#include "statistics.h"
+#include "base/containerlimits.h"
+#include "base/statistics.h"
+#include "http/datecache.h"
+#include "http/requestinput.h"
+#include "http/responsehead.h"
+#include "log/accessline.h"
+#include "requests/bodyreader.h"
+#include "requests/requestid.h"
+#include "requests/servervariables.h"
+#include "sockets/clientsocket.h"
 
 namespace webcontainer {
 

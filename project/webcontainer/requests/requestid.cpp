@@ -1,4 +1,4 @@
-#include "requestid.h"
+#include "requests/requestid.h"
 
 #include <sys/random.h>
 
@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <iterator>
 
-#include "headrules.h"
-#include "monotonicclock.h"
+#include "base/monotonicclock.h"
+#include "http/headrules.h"
 
 namespace webcontainer {
 

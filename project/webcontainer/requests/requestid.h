@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "requestinput.h"
+#include "http/requestinput.h"
 
 namespace webcontainer {
 

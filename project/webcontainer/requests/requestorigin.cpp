@@ -1,7 +1,7 @@
-#include "requestorigin.h"
+#include "requests/requestorigin.h"
 
-#include "authority.h"
-#include "headrules.h"
+#include "http/authority.h"
+#include "http/headrules.h"
 
 namespace webcontainer {
 

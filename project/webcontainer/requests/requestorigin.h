@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "forwardedfields.h"
-#include "requestinput.h"
-#include "socketaddress.h"
-#include "trustedproxies.h"
+#include "http/requestinput.h"
+#include "requests/forwardedfields.h"
+#include "sockets/socketaddress.h"
+#include "sockets/trustedproxies.h"
 
 namespace webcontainer {
 

@@ -1,4 +1,4 @@
-#include "requestprovider.h"
+#include "requests/requestprovider.h"
 
 #include <cstring>
 

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "bodyreader.h"
-#include "requestcontext.h"
+#include "requests/bodyreader.h"
+#include "requests/requestcontext.h"
 #include "zq/webhttpserverproxy/httprequestprovider.h"
 
 namespace webcontainer {

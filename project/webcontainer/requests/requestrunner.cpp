@@ -1,14 +1,14 @@
-#include "requestrunner.h"
+#include "requests/requestrunner.h"
 
 #include <limits>
 
-#include "bodyerrors.h"
-#include "containerlog.h"
-#include "monotonicclock.h"
-#include "requestprovider.h"
-#include "requestwatch.h"
-#include "responseprovider.h"
-#include "statustext.h"
+#include "base/monotonicclock.h"
+#include "http/statustext.h"
+#include "log/containerlog.h"
+#include "requests/bodyerrors.h"
+#include "requests/requestprovider.h"
+#include "requests/requestwatch.h"
+#include "requests/responseprovider.h"
 #include "zq/foundation/inputstream.h"
 #include "zq/httpstream/multiparterrors.h"
 #include "zq/httpstream/queryparameters.h"

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "requestcontext.h"
-#include "requesthandler.h"
+#include "requests/requestcontext.h"
+#include "requests/requesthandler.h"
 #include "zq/services/logger.h"
 
 namespace webcontainer {

@@ -1,10 +1,10 @@
-#include "requestwatch.h"
+#include "requests/requestwatch.h"
 
 #include <cerrno>
 #include <exception>
 
-#include "accesslog.h"
-#include "monotonicclock.h"
+#include "base/monotonicclock.h"
+#include "log/accesslog.h"
 
 namespace webcontainer {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "requestcontext.h"
+#include "requests/requestcontext.h"
 
 namespace webcontainer {
 

@@ -1,11 +1,11 @@
-#include "responseprovider.h"
+#include "requests/responseprovider.h"
 
 #include <charconv>
 
-#include "containerlog.h"
-#include "errorpage.h"
-#include "monotonicclock.h"
-#include "statustext.h"
+#include "base/monotonicclock.h"
+#include "http/errorpage.h"
+#include "http/statustext.h"
+#include "log/containerlog.h"
 
 namespace webcontainer {
 

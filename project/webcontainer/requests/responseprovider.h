@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "requestcontext.h"
+#include "requests/requestcontext.h"
 #include "zq/services/logger.h"
 #include "zq/webhttpserverproxy/httpresponseprovider.h"
 

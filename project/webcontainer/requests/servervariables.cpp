@@ -1,4 +1,4 @@
-#include "servervariables.h"
+#include "requests/servervariables.h"
 
 #include <algorithm>
 

@@ -2,9 +2,9 @@
 
 #include <string_view>
 
-#include "requestid.h"
-#include "requestinput.h"
-#include "requestorigin.h"
+#include "http/requestinput.h"
+#include "requests/requestid.h"
+#include "requests/requestorigin.h"
 #include "zq/foundation/stringbuffer.h"
 
 namespace webcontainer {

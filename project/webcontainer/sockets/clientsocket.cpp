@@ -1,4 +1,4 @@
-#include "clientsocket.h"
+#include "sockets/clientsocket.h"
 
 #include <linux/sockios.h>
 #include <poll.h>
@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "monotonicclock.h"
+#include "base/monotonicclock.h"
 
 namespace webcontainer {
 

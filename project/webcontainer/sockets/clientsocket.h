@@ -7,9 +7,9 @@
 #include <limits>
 #include <span>
 
-#include "rateguard.h"
-#include "slowclients.h"
-#include "statistics.h"
+#include "base/statistics.h"
+#include "sockets/rateguard.h"
+#include "sockets/slowclients.h"
 
 namespace webcontainer {
 

@@ -1,4 +1,4 @@
-#include "listenaddress.h"
+#include "sockets/listenaddress.h"
 
 #include <sys/un.h>
 

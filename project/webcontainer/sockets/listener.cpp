@@ -1,4 +1,4 @@
-#include "listener.h"
+#include "sockets/listener.h"
 
 #include <fcntl.h>
 #include <linux/filter.h>
@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "starterror.h"
+#include "base/starterror.h"
 
 namespace webcontainer {
 

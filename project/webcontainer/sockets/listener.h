@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "filedescriptor.h"
-#include "listenaddress.h"
-#include "unixsocketfile.h"
+#include "base/filedescriptor.h"
+#include "sockets/listenaddress.h"
+#include "sockets/unixsocketfile.h"
 
 namespace webcontainer {
 

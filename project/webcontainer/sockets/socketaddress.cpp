@@ -1,4 +1,4 @@
-#include "socketaddress.h"
+#include "sockets/socketaddress.h"
 
 #include <arpa/inet.h>
 

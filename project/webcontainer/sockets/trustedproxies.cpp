@@ -1,4 +1,4 @@
-#include "trustedproxies.h"
+#include "sockets/trustedproxies.h"
 
 #include <algorithm>
 #include <charconv>

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "socketaddress.h"
+#include "sockets/socketaddress.h"
 
 namespace webcontainer {
 

@@ -1,4 +1,4 @@
-#include "unixsocketfile.h"
+#include "sockets/unixsocketfile.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -7,8 +7,8 @@
 
 #include <cerrno>
 
-#include "filedescriptor.h"
-#include "starterror.h"
+#include "base/filedescriptor.h"
+#include "base/starterror.h"
 
 namespace webcontainer {
 
