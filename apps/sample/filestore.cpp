@@ -26,9 +26,7 @@ ZQWString readName(int nDirectory, const std::string& sName) {
     std::array<char, 512> tChunk;
     for (ssize_t n = 0; (n = read(tFile.get(), tChunk.data(), tChunk.size())) > 0;)
         tBytes.append(tChunk.data(), static_cast<std::size_t>(n));
-    StringBuffer tText;
-    N2WEncodingUTF8().encode(tText, tBytes.view());
-    return tText.toString();
+    return fromUtf8(tBytes.view());
 }
 
 void checkNameless(const Descriptor& rDirectory, const std::string& sPath) {

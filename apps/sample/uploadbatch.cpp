@@ -55,9 +55,8 @@ void UploadBatch::linkAll() const {
 
 void UploadBatch::linkName(const File& rFile) const {
     const Descriptor tName = storefiles::makeNameless(m_rStore.getDirectory());
-    NarrowStringBuffer tBytes;
-    W2NEncodingUTF8().encode(tBytes, rFile.sName);
-    storefiles::writeAll(tName, tBytes.data(), tBytes.length());
+    const std::string sName = toUtf8(rFile.sName);
+    storefiles::writeAll(tName, sName.data(), sName.size());
     storefiles::linkFile(tName, m_rStore.getDirectory(), rFile.sId + storefiles::s_ksName);
 }
 

@@ -11,24 +11,12 @@
 #include <pugixml.hpp>
 #include <vector>
 
-#include "zq/foundation/encodingutf8.h"
 #include "zq/foundation/libloaded.h"
+#include "zq/foundation/utf8text.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string toUtf8(const ZQWString& s) {
-    NarrowStringBuffer tBuffer;
-    W2NEncodingUTF8().encode(tBuffer, s);
-    return std::string(tBuffer.view());
-}
-
-ZQWString fromUtf8(std::string_view s) {
-    StringBuffer tBuffer;
-    N2WEncodingUTF8().encode(tBuffer, s);
-    return tBuffer.toString();
-}
 
 /// The folder "messages" beside the folder that this library was loaded from.
 fs::path defaultDirectory() {

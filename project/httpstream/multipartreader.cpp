@@ -7,7 +7,7 @@
 #include "multipartheaders.h"
 #include "multipartscanner.h"
 #include "zq/foundation/encodingcopy.h"
-#include "zq/foundation/encodingutf8.h"
+#include "zq/foundation/utf8text.h"
 #include "zq/httpstream/multiparterrors.h"
 #include "zq/httpstream/multipartparsingutils.h"
 
@@ -61,10 +61,8 @@ std::size_t MultipartReader::readPart(void* pBuffer, std::size_t nSize) {
 }
 
 void MultipartReader::requireFile() {
-    StringBuffer tDisposition;
-    N2WEncodingUTF8().encode(tDisposition, m_sDisposition);
     Headers tAttributes;
-    MultipartParsingUtils::parseCompositeHeader(tDisposition.toString(), tAttributes);
+    MultipartParsingUtils::parseCompositeHeader(fromUtf8(m_sDisposition), tAttributes);
     if (!tAttributes.contains(s_ksFileName))
         ZQTHROW_prethrowProcessException(
             MultipartFieldBytesExceeded(m_pScanner->countParts(), m_tLimits.nMaxFieldBytes), true, ZQ_WFILE,

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <vector>
 
-#include "utf8text.h"
+#include "zq/foundation/utf8text.h"
 #include "zq/services/logger.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #define TOML_ENABLE_FORMATTERS 0
 #include <toml++/toml.h>
 
-#include "utf8text.h"
+#include "zq/foundation/utf8text.h"
 
 struct ConfigReaderInstance::Values {
     std::string m_sFileName;

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "logline.h"
-#include "utf8text.h"
+#include "zq/foundation/utf8text.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 
-#include "utf8text.h"
+#include "zq/foundation/utf8text.h"
 
 namespace {
 

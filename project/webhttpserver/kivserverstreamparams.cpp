@@ -7,8 +7,8 @@
 
 #include <optional>
 
-#include "zq/foundation/encodingutf8.h"
 #include "zq/foundation/i18nutils.h"
+#include "zq/foundation/utf8text.h"
 #include "zq/httpstream/httputils.h"
 #include "zq/httpstream/multipartparsingutils.h"
 #include "zq/webhttpserverproxy/multipartstream.h"
@@ -30,10 +30,7 @@ constexpr std::size_t knNoPart = static_cast<std::size_t>(-1);
 /// The value of a part's header as text, always UTF-8 (RFC 7578 section 5.1); empty when it has none.
 ZQWString headerText(const HeadersN& rHeaders, const ZQNarrowString& sName) {
     const auto it = rHeaders.find(sName);
-    if (it == rHeaders.end()) return {};
-    StringBuffer tWide;
-    I18NUtils::kUTF8.decode(tWide, it->second);
-    return tWide.toString();
+    return it == rHeaders.end() ? ZQWString() : fromUtf8(it->second);
 }
 
 ZQWString attribute(const Headers& rAttributes, const ZQWString& sName) {

@@ -10,18 +10,12 @@ constexpr const char* s_ksVariables[] = {"URL",         "REQUEST_METHOD", "QUERY
                                          "SERVER_NAME", "SERVER_PORT",    "REMOTE_ADDR",    "REMOTE_PORT",
                                          "HTTP_HOST",   "CONTENT_TYPE",   "CONTENT_LENGTH", "HTTPS"};
 
-ZQWString decode(std::string_view sBytes) {
-    StringBuffer tText;
-    TranscodingUTF8().decode(tText, sBytes);
-    return tText.toString();
-}
-
 /// Header text is one byte in each character; what is not ASCII in it is UTF-8 today, if it is anything.
 ZQWString decodeHeader(const ZQWString& sHeader) {
     NarrowStringBuffer tBytes;
     for (const wchar_t c : sHeader.view())
         tBytes.append(static_cast<char>(c));
-    return decode(tBytes.view());
+    return fromUtf8(tBytes.view());
 }
 
 void addHeaders(HtmlPage& rPage, ZQHttpStream& rStream) {
@@ -41,14 +35,14 @@ void addVariables(HtmlPage& rPage, ZQHttpStream& rStream) {
     rPage.markup(L"<h2>Server variables</h2>\n<table>\n");
     for (const char* pName : s_ksVariables) {
         ZQWString sValue;
-        if (rStream.GetServerVariable(pName, sValue)) rPage.row(decode(pName), sValue);
+        if (rStream.GetServerVariable(pName, sValue)) rPage.row(fromUtf8(pName), sValue);
     }
     rPage.markup(L"</table>\n");
 }
 
 void addQuery(HtmlPage& rPage, const PageRequest& rRequest) {
     rPage.markup(L"<h2>Query string</h2>\n<pre>")
-        .text(decode(rRequest.rRequest.sQueryString.view()))
+        .text(fromUtf8(rRequest.rRequest.sQueryString.view()))
         .markup(L"</pre>\n");
     rPage.markup(L"<form accept-charset=\"utf-8\"><label>Try another <input name=\"text\" value=\"");
     rPage.text(rRequest.rQuery.get(L"text", L"<b>5 > 4 & \"3\"</b> 𝄞 '"));

@@ -8,6 +8,7 @@
 #include "zq/foundation/handle.h"
 #include "zq/foundation/inputstream.h"
 #include "zq/foundation/tl.h"
+#include "zq/foundation/utf8text.h"  // toUtf8() and fromUtf8(), for applications
 #include "zq/foundation/zqstring.h"
 #include "zq/httpstream/hrefstring.h"
 #include "zq/httpstream/httpstreaminternals.h"

@@ -1,7 +1,6 @@
 #include "admin/adminsettings.h"
 
-#include "process/containersettings.h"
-#include "text.h"
+#include "zq/foundation/utf8text.h"
 
 namespace webcontainer {
 
@@ -30,9 +29,9 @@ Limits adminLimits() {
 
 std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader,
                                                const std::vector<ListenAddress>& rTaken) {
-    const std::string sListen = toNarrow(rReader.getConfigValue(s_ksListen, L"127.0.0.1:9180"));
+    const std::string sListen = toUtf8(rReader.getConfigValue(s_ksListen, L"127.0.0.1:9180"));
     AdminSettings tSettings;
-    tSettings.sHostName = toNarrow(rReader.getConfigValue(L"Admin/HostName", L""));
+    tSettings.sHostName = toUtf8(rReader.getConfigValue(L"Admin/HostName", L""));
     tSettings.tOptions.nWorkers = 2;
     tSettings.tOptions.tLimits = adminLimits();
     if (sListen.empty()) return std::nullopt;
@@ -45,7 +44,7 @@ std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader,
     for (const ListenAddress& r : rTaken)
         if (r.clashesWith(rAddress))
             rReader.throwBadValue(
-                s_ksListen, toWide("clients connect to " + r.text() + "; choose another address or port"));
+                s_ksListen, fromUtf8("clients connect to " + r.text() + "; choose another address or port"));
     rAddress.pSettings = "Admin/Listen";
     return tSettings;
 }

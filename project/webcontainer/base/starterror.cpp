@@ -3,13 +3,13 @@
 #include <cctype>
 #include <system_error>
 
-#include "text.h"
+#include "zq/foundation/utf8text.h"
 
 namespace webcontainer {
 
 // The text is an insert, because percent signs in it mean nothing.
 StartError::StartError(const std::string& sWhat) : Exception(GDString(L"%1")) {
-    setMsgInsert(1, GDString(toWide(sWhat)));
+    setMsgInsert(1, GDString(fromUtf8(sWhat)));
 }
 
 StartError* StartError::clone() const {

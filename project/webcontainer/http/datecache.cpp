@@ -1,6 +1,6 @@
 #include "http/datecache.h"
 
-#include "text.h"
+#include "zq/foundation/utf8text.h"
 #include "zq/httpstream/httpdateutils.h"
 
 namespace webcontainer {
@@ -11,7 +11,7 @@ std::string_view DateCache::now() {
     if (tNow.tv_sec != m_nFormatted) {
         StringBuffer tText;
         HttpDateUtils::formatHttpDate(tText, tNow.tv_sec);
-        m_sText = toNarrow(tText.view());
+        m_sText = toUtf8(tText.view());
         m_nFormatted = tNow.tv_sec;
     }
     return m_sText;

@@ -1,13 +1,13 @@
 #include "log/accesslogsettings.h"
 
-#include "text.h"
+#include "zq/foundation/utf8text.h"
 
 namespace webcontainer {
 
 AccessLogSettings readAccessLogSettings(const ConfigReader& rReader) {
     constexpr wchar_t ksFormat[] = L"AccessLog/Format";
     AccessLogSettings tSettings;
-    tSettings.sFile = toNarrow(rReader.getConfigValue(L"AccessLog/File", L""));
+    tSettings.sFile = toUtf8(rReader.getConfigValue(L"AccessLog/File", L""));
     const ZQWString sFormat = rReader.getConfigValue(ksFormat, L"combined");
     if (sFormat == L"json")
         tSettings.eFormat = EAccessFormat::kJson;

@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "text.h"
+#include "zq/foundation/utf8text.h"
 
 namespace webcontainer {
 
@@ -17,16 +17,14 @@ bool isLogged(ELogSeverity eSeverity, const LogSourceHandle& hSource) noexcept {
 void logText(ELogSeverity eSeverity, const LogSourceHandle& hSource, std::string_view sText) noexcept {
     if (!isLogged(eSeverity, hSource)) return;
     try {
-        StringBuffer tText;
-        N2WEncodingUTF8().encode(tText, sText);
-        TWLogger::getLogger().logMessage(eSeverity, hSource, GDStringRef(tText.view()), {});
+        TWLogger::getLogger().logMessage(eSeverity, hSource, GDStringRef(fromUtf8(sText)), {});
     } catch (const std::exception&) {
         // No memory for the text: the log is the smallest worry now.
     }
 }
 
 std::string describe(const Exception& rException) {
-    return toNarrow(rException.getMessageText());
+    return toUtf8(rException.getMessageText());
 }
 
 }  // namespace webcontainer

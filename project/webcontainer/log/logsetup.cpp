@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "log/containerlog.h"
-#include "text.h"
+#include "zq/foundation/utf8text.h"
 
 namespace webcontainer {
 
@@ -35,14 +35,14 @@ Thresholds readThresholds(const ConfigReader& rReader) {
         tKey.append(s_ksSources);
         tKey.append(L'/');
         tKey.append(sName);
-        tThresholds.tSources.emplace_back(toNarrow(sName), readSeverity(rReader, tKey.toString()));
+        tThresholds.tSources.emplace_back(toUtf8(sName), readSeverity(rReader, tKey.toString()));
     }
     return tThresholds;
 }
 
 LogFileSettings readFileSettings(const ConfigReader& rReader) {
     LogFileSettings tSettings;
-    tSettings.sPath = toNarrow(rReader.getConfigValue(L"Log/File", L""));
+    tSettings.sPath = toUtf8(rReader.getConfigValue(L"Log/File", L""));
     tSettings.nMaxBytes = rReader.getConfigValue(L"Log/MaxBytes", 0u);
     tSettings.nMaxFiles = rReader.getConfigValue(L"Log/MaxFiles", 5u, 0, LogFileSettings::s_knMostFiles);
     const ZQWString sFormat = rReader.getConfigValue(s_ksFormat, L"text");
@@ -58,7 +58,7 @@ std::unique_ptr<LogFileWriter> openFile(const ConfigReader& rReader) {
     try {
         return std::make_unique<LogFileWriter>(tSettings);
     } catch (const ConfigError& e) {
-        rReader.throwBadValue(L"Log/File", toWide(describe(e) + "; name a file that can be written"));
+        rReader.throwBadValue(L"Log/File", fromUtf8(describe(e) + "; name a file that can be written"));
     }
 }
 

@@ -6,7 +6,7 @@
 
 #include "base/containerlimits.h"
 #include "process/nearestname.h"
-#include "text.h"
+#include "zq/foundation/utf8text.h"
 
 namespace webcontainer {
 
@@ -35,7 +35,7 @@ const std::vector<KnownTable>& knownTables() {
             {"Application", {}},
         };
         for (const LimitInfo& r : s_tLimitInfos)
-            tTables[1].tKeys.push_back(toNarrow(r.pKey));
+            tTables[1].tKeys.push_back(toUtf8(r.pKey));
         return tTables;
     }();
     return s_tTables;
@@ -60,10 +60,10 @@ std::vector<std::string> namesIn(const KnownTable& rTable) {
 void checkTable(const ConfigReader& rReader, const KnownTable& rTable) {
     if (rTable.tKeys.empty()) return;
     const std::vector<std::string> tKnown = namesIn(rTable);
-    for (const ZQWString& sWide : rReader.getNames(toWide(rTable.sPath))) {
-        const std::string sName = toNarrow(sWide);
+    for (const ZQWString& sWide : rReader.getNames(fromUtf8(rTable.sPath))) {
+        const std::string sName = toUtf8(sWide);
         if (std::find(tKnown.begin(), tKnown.end(), sName) == tKnown.end())
-            rReader.throwUnknownName(toWide(join(rTable.sPath, sName)), toWide(suggest(sName, tKnown)));
+            rReader.throwUnknownName(fromUtf8(join(rTable.sPath, sName)), fromUtf8(suggest(sName, tKnown)));
     }
 }
 

@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "base/starterror.h"
-#include "text.h"
+#include "zq/foundation/utf8text.h"
 #include "zq/httpstream/featuretable.h"
 
 namespace webcontainer {
@@ -54,11 +54,11 @@ std::string parseListen(std::string_view sText, std::vector<ListenAddress>& rAdd
 std::vector<ListenAddress> readListen(const ConfigReader& rReader, const std::string& sListen) {
     const PathFilter tKey(under(s_ksTable, s_ksListen));
     const std::string sText =
-        sListen.empty() ? toNarrow(rReader.getConfigValue(tKey, s_ksListenDefault)) : sListen;
+        sListen.empty() ? toUtf8(rReader.getConfigValue(tKey, s_ksListenDefault)) : sListen;
     std::vector<ListenAddress> tAddresses;
     const std::string sProblem = parseListen(sText, tAddresses);
     if (!sProblem.empty() && !sListen.empty()) throwStartError("--listen: " + sProblem);
-    if (!sProblem.empty()) rReader.throwBadValue(tKey, toWide(sProblem));
+    if (!sProblem.empty()) rReader.throwBadValue(tKey, fromUtf8(sProblem));
     return tAddresses;
 }
 
@@ -66,7 +66,7 @@ std::vector<ListenAddress> readListen(const ConfigReader& rReader, const std::st
 mode_t readUnixSocketMode(const ConfigReader& rReader) {
     constexpr unsigned nMost = 0777;
     const PathFilter tKey(under(s_ksTable, s_ksUnixSocketMode));
-    const std::string sMode = toNarrow(rReader.getConfigValue(tKey, s_ksUnixSocketModeDefault));
+    const std::string sMode = toUtf8(rReader.getConfigValue(tKey, s_ksUnixSocketModeDefault));
     unsigned nMode = 0;
     const auto [pEnd, eError] = std::from_chars(sMode.data(), sMode.data() + sMode.size(), nMode, 8);
     if (eError != std::errc() || pEnd != sMode.data() + sMode.size() || nMode > nMost)
@@ -76,13 +76,13 @@ mode_t readUnixSocketMode(const ConfigReader& rReader) {
 
 TrustedProxies readTrustedProxies(const ConfigReader& rReader) {
     const PathFilter tKey(under(s_ksTable, L"TrustedProxies"));
-    const std::string sNetworks = toNarrow(rReader.getConfigValue(tKey, L""));
+    const std::string sNetworks = toUtf8(rReader.getConfigValue(tKey, L""));
     TrustedProxies tProxies;
     for (const std::string_view sNetwork : splitList(sNetworks))
         if (!tProxies.add(sNetwork))
             rReader.throwBadValue(tKey,
-                                  toWide(std::string(sNetwork) +
-                                         " is no network; write a list such as \"10.0.0.0/8 ::1 unix:\""));
+                                  fromUtf8(std::string(sNetwork) +
+                                           " is no network; write a list such as \"10.0.0.0/8 ::1 unix:\""));
     return tProxies;
 }
 

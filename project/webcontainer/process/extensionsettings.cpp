@@ -8,7 +8,7 @@
 #include "http/headrules.h"
 #include "log/containerlog.h"
 #include "process/nearestname.h"
-#include "text.h"
+#include "zq/foundation/utf8text.h"
 #include "zq/httpstream/multipartlimits.h"
 
 namespace webcontainer {
@@ -20,11 +20,11 @@ constexpr unsigned s_knMostMinutes = std::numeric_limits<unsigned>::max() / 6000
 void checkCachingMode(const ConfigReader& rReader) {
     constexpr wchar_t ksKey[] = L"ClientSideCaching/GeneratedContentCaching";
     const std::vector<std::string> tModes{"nostore", "none", "session"};
-    const std::string sMode = toNarrow(rReader.getConfigValue(ksKey, L"nostore"));
+    const std::string sMode = toUtf8(rReader.getConfigValue(ksKey, L"nostore"));
     if (std::any_of(tModes.begin(), tModes.end(), [&](const auto& s) { return equalsNoCase(s, sMode); }))
         return;
     logText(kSevWarning, s_lsContainer,
-            rReader.getPlace(ksKey) + ": \"" + sMode + "\" is no mode of " + toNarrow(ksKey) +
+            rReader.getPlace(ksKey) + ": \"" + sMode + "\" is no mode of " + toUtf8(ksKey) +
                 " and counts as session" + suggest(sMode, tModes));
 }
 

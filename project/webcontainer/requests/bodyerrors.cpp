@@ -1,11 +1,11 @@
 #include "requests/bodyerrors.h"
 
-#include "text.h"
+#include "zq/foundation/utf8text.h"
 
 namespace webcontainer {
 
 BodyError::BodyError(const Refusal& rAnswer)
-    : Exception(GDString(toWide(rAnswer.sReason))),
+    : Exception(GDString(fromUtf8(rAnswer.sReason))),
       m_tAnswer(rAnswer) {}
 
 BodyError* BodyError::clone() const {
