@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <string>
@@ -24,30 +25,88 @@ public:
     /// The enumeration fails (a negative result) when it comes to this header.
     std::size_t nFailingHeader = static_cast<std::size_t>(-1);
     /// What each readFromBody() finds, in turn; "" is a read that delivers nothing. A read that asks for less
-    /// leaves the rest for the next one. After the last one there is nothing more.
+    /// leaves the rest for the next one. One that has been read is empty; after the last there is nothing.
     std::vector<std::string> tBody;
     /// Called before every readFromBody(); may throw.
     std::function<void()> fBeforeRead;
 
-    NarrowRefString getMethod() override;
-    SizedBuffer getQueryString() override;
-    std::size_t getContentLength() override;
-    int getServerVariable(const char* pName, char* pBuffer, std::size_t& rSize) override;
-    int getFirstHeader(hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
-                       std::size_t& rValueSize) override;
-    int getNextHeader(hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
-                      std::size_t& rValueSize) override;
-    void closeHeaderEnum(hdrenum_t& rCursor) override;
-    std::size_t readFromBody(void* pBuffer, std::size_t nSize) override;
-
     /// The body as one piece, with its length declared.
-    void declareBody(std::string sBody);
+    void declareBody(std::string sBody) {
+        nContentLength = sBody.size();
+        tBody = {std::move(sBody)};
+    }
+
+    NarrowRefString getMethod() override {
+        logCall(m_pLog, "getMethod");
+        return {sMethod.c_str(), sMethod.size()};
+    }
+    SizedBuffer getQueryString() override {
+        logCall(m_pLog, "getQueryString");
+        return {sQuery.data(), sQuery.size()};
+    }
+    std::size_t getContentLength() override {
+        logCall(m_pLog, "getContentLength");
+        return nContentLength;
+    }
+    int getServerVariable(const char* pName, char* pBuffer, std::size_t& rSize) override {
+        logCall(m_pLog, "getServerVariable ", pName, " ", rSize);
+        const auto it = tVariables.find(pName);
+        if (it == tVariables.end()) return -1;
+        return deliver({{it->second, pBuffer, rSize}});
+    }
+    int getFirstHeader(hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
+                       std::size_t& rValueSize) override {
+        logCall(m_pLog, "getFirstHeader ", rNameSize, " ", rValueSize);
+        return deliverHeader(0, rCursor, pName, rNameSize, pValue, rValueSize);
+    }
+    int getNextHeader(hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
+                      std::size_t& rValueSize) override {
+        logCall(m_pLog, "getNextHeader ", rNameSize, " ", rValueSize);
+        return deliverHeader(rCursor, rCursor, pName, rNameSize, pValue, rValueSize);
+    }
+    void closeHeaderEnum(hdrenum_t&) override { logCall(m_pLog, "closeHeaderEnum"); }
+    std::size_t readFromBody(void* pBuffer, std::size_t nSize) override {
+        logCall(m_pLog, "readFromBody ", nSize);
+        if (fBeforeRead) fBeforeRead();
+        // A provider may use all that it is offered.
+        std::fill_n(static_cast<char*>(pBuffer), std::min<std::size_t>(nSize, 64), '#');
+        if (m_nPiece == tBody.size()) return 0;
+        std::string& rPiece = tBody[m_nPiece];
+        const std::size_t nCopied = rPiece.copy(static_cast<char*>(pBuffer), nSize, m_nInPiece);
+        m_nInPiece += nCopied;
+        if (m_nInPiece != rPiece.size()) return nCopied;
+        rPiece.clear();
+        ++m_nPiece, m_nInPiece = 0;
+        return nCopied;
+    }
 
 private:
-    void log(std::string sCall);
-    int deliver(std::size_t nHeader, hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
-                std::size_t& rValueSize);
+    struct Delivery {
+        const std::string& rText;
+        char* pBuffer;
+        std::size_t& rSize;  ///< of the buffer; then of the text
+    };
+
+    /// All of the texts, or none when one does not fit: 0.
+    static int deliver(std::initializer_list<Delivery> tTexts) {
+        const bool bFits =
+            std::all_of(tTexts.begin(), tTexts.end(), [](auto& r) { return r.rText.size() <= r.rSize; });
+        for (const Delivery& r : tTexts) {
+            if (bFits) r.rText.copy(r.pBuffer, r.rSize);
+            if (bFits || r.rText.size() > r.rSize) r.rSize = r.rText.size();
+        }
+        return bFits;
+    }
+    int deliverHeader(std::size_t nHeader, hdrenum_t& rCursor, char* pName, std::size_t& rNameSize,
+                      char* pValue, std::size_t& rValueSize) const {
+        if (nHeader >= tHeaders.size() || nHeader == nFailingHeader) return -1;
+        const auto& [sName, sValue] = tHeaders[nHeader];
+        const int nResult = deliver({{sName, pName, rNameSize}, {sValue, pValue, rValueSize}});
+        if (nResult > 0) rCursor = static_cast<hdrenum_t>(nHeader + 1);
+        return nResult;
+    }
 
     CallLog* m_pLog;
     std::size_t m_nPiece = 0;
+    std::size_t m_nInPiece = 0;
 };

@@ -6,19 +6,6 @@
 
 namespace {
 
-/// Takes everything and allocates nothing, so that what is counted is the module's.
-class SilentResponse final : public kiv::HttpResponseProvider {
-public:
-    void setStatusCode(unsigned int) override {}
-    void setErrorStatusCode(unsigned int) override {}
-    void setContentLength(std::size_t) override {}
-    void addHeader(const char*, std::size_t, const char*, std::size_t) override {}
-    void clearHeaders() override {}
-    EResponseCode commitHeaders() override { return kRCOK; }
-    EResponseCode writeToBody(const void*, std::size_t) override { return kRCOK; }
-    EResponseCode endResponse(const void*, std::size_t) override { return kRCOK; }
-};
-
 /// A short page whose making allocates nothing either.
 class ShortPage final : public HttpApplication {
 public:
@@ -40,7 +27,8 @@ TEST(Allocations, ShortPageNeedsOneForTheUrl) {
     kiv::KIVHttpServer tServer(tContext);
     FakeRequestProvider tRequest;
     tRequest.tVariables["URL"] = "/page";
-    SilentResponse tResponse;
+    FakeResponseProvider tResponse;
+    tResponse.sBody.reserve(10000);
     tServer.processRequest(tRequest, tResponse);  // the thread's logger comes into being here
 
     const AllocationCounter tAllocations;
@@ -50,10 +38,33 @@ TEST(Allocations, ShortPageNeedsOneForTheUrl) {
     EXPECT_EQ(tAllocations.getCount(), 1u);
 }
 
+TEST(Allocations, ShortBodiesNeedNone) {
+    struct Case {
+        std::size_t nDeclared, nBytes, nAllocations;
+    };
+    constexpr std::size_t knUndeclared = FakeRequestProvider::knUndeclared;
+    for (const Case& c :
+         {Case{16383, 16383, 0}, {16384, 16384, 1}, {knUndeclared, 8191, 0}, {knUndeclared, 8192, 1}}) {
+        ScriptedApplication tApplication;
+        HttpServerInitContext tContext(tApplication);
+        kiv::KIVHttpServer tServer(tContext);
+        FakeRequestProvider tRequest;
+        tRequest.sMethod = "POST";
+        tRequest.tVariables.clear();
+        tRequest.nContentLength = c.nDeclared;
+        tRequest.tBody = {std::string(c.nBytes, 'x')};
+        FakeResponseProvider tResponse;
+        const AllocationCounter tAllocations;
+        tServer.processRequest(tRequest, tResponse);
+        EXPECT_EQ(tAllocations.getCount(), c.nAllocations) << c.nBytes;
+    }
+}
+
 /// The allocations of sending 4000 bytes, whose base64 text does not fit the stream's own storage.
 std::size_t allocationsOfAChunk() {
     FakeRequestProvider tRequest;
-    SilentResponse tResponse;
+    FakeResponseProvider tResponse;
+    tResponse.sBody.reserve(4000);
     kiv::KIVServerHttpStream tStream(tRequest, tResponse, Handle<GDExpressionEvaluator>());
     const std::string sBytes(4000, 'x');
     const AllocationCounter tAllocations;
@@ -68,7 +79,7 @@ std::size_t allocationsOfAField(std::size_t nBytes) {
     tRequest.tHeaders = {{"Content-Type", "multipart/form-data; boundary=X"}};
     tRequest.tBody = {"--X\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\n" + std::string(nBytes, 'x') +
                       "\r\n--X--\r\n"};
-    SilentResponse tResponse;
+    FakeResponseProvider tResponse;
     kiv::KIVServerHttpStream tStream(tRequest, tResponse, Handle<GDExpressionEvaluator>());
     ZQHttpStream::Param tParam;
     const AllocationCounter tAllocations;

@@ -1,146 +1,140 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <cstdlib>
+#include <iostream>
 #include <thread>
 
 #include "serverfixture.h"
-#include "support/childprocess.h"
-#include "support/recorders.h"
+#include "zq/foundation/messageformatter.h"
 #include "zq/services/timeoutconfig.h"
 
 namespace {
 
-Handle<const ConfigReaderInstance> configuration(const std::string& sToml) {
-    return ConfigReaderInstance::fromText(sToml, "test.toml");
+void setReader(const std::string& sToml) {
+    ConfigReader::setGlobalInstance(ConfigReaderInstance::fromText(sToml, "test.toml"));
 }
 
-/// What responses that expire at once, later, and never say about caching.
+/// The host's configuration load.
+bool load(const std::string& sToml) {
+    return ConfigBase::loadAll(ConfigReader(ConfigReaderInstance::fromText(sToml, "test.toml"))).nRefused ==
+           0;
+}
+
+/// Expects the text that f returns in a child process: for what a process configures only once.
+template <class F>
+void expectInChild(F f, const std::string& sExpected) {
+    EXPECT_EXIT((std::cerr << '<' << f() << '>', std::_Exit(0)), testing::ExitedWithCode(0),
+                testing::HasSubstr('<' + sExpected + '>'));
+}
+
+/// What responses that expire at once, later, and never say about caching; and the log, where it differs.
 std::string cachingHeaders() {
+    const auto fValue = [](const std::string& s) {
+        constexpr std::string_view ksName = "Cache-Control: ";
+        const std::size_t nName = s.find(ksName);
+        return nName == s.npos ? std::string() : s.substr(nName + ksName.size());
+    };
     std::string sResult;
     for (std::uint32_t nSeconds : {0u, 5u, HttpStreamInternals::knExpireNotSet}) {
         StreamFixture t;
+        LogRecorder tLog(kSevInfoMinor);
         t.tStream.setStatusCode(201);
         t.tStream.setExpireSeconds(nSeconds);
         t.tStream.endResponse();
+        std::string sSent;
         for (const std::string& sCall : t.tLog)
-            if (sCall.starts_with("addHeader Cache-Control: ")) sResult += sCall.substr(25);
-        sResult += '|';
+            sSent += fValue(sCall);
+        const std::string sLogged = fValue(tLog.takeEntries()[0]);
+        sResult += sSent + (sLogged == sSent ? "" : "/" + sLogged) + '|';
     }
     return sResult;
 }
 
 TEST(CachingConfiguration, ModeAndKeysChooseTheValues) {
-    const std::string sKeys = "[ClientSideCaching.CacheControlHttpHeader]\n";
+    EXPECT_EQ(cachingHeaders(), "|||") << "empty before the first load";
+    const std::string sMode = "ClientSideCaching.GeneratedContentCaching = ";
+    const std::string sKeys = "\n[ClientSideCaching.CacheControlHttpHeader]\n";
     const std::pair<std::string, const char*> tCases[] = {
         {"", "no-store|private|private|"},
-        {"ClientSideCaching.GeneratedContentCaching = 'nostore'", "no-store|private|private|"},
-        {"ClientSideCaching.GeneratedContentCaching = 'NONE'",
-         "no-cache,no-store,must-revalidate|private|private|"},
-        {"ClientSideCaching.GeneratedContentCaching = 'session'", "private|private|private|"},
-        {"ClientSideCaching.GeneratedContentCaching = 'whatever'", "private|private|private|"},
-        {"ClientSideCaching.GeneratedContentCaching = 'none'\n" + sKeys + "NoCache = 'mine'",
-         "mine|private|private|"},
+        {sMode + "'NoStore'", "no-store|private|private|"},
+        {sMode + "'NONE'", "no-cache,no-store,must-revalidate|private|private|"},
+        {sMode + "'session'", "private|private|private|"},
+        {sMode + "'whatever'", "private|private|private|"},
+        {sMode + "'none'" + sKeys + "NoCache = 'mine'", "mine|private|private|"},
         {sKeys + "EnableCache = 'public'\nDefault = ' spaces '", "no-store|public| spaces |"},
         {sKeys + "Default = ''", "no-store|private||"},
-        {sKeys + "Default = '\u20ac\u00e9'", "no-store|private|\xAC\xE9|"},
+        {sKeys + "Default = '\u20ac\u00e9'", "no-store|private|\xAC\xE9/\u20ac\u00e9|"},
+        {sKeys + "NoCache = '\u20ac'\nEnableCache = '\u20ad'", "\xAC/\u20ac|\xAD/\u20ad|private|"},
     };
-    for (const auto& [sToml, pExpected] : tCases)
-        EXPECT_EQ(runInChild([&sText = sToml] {
-                      ConfigBase::loadAll(ConfigReader(configuration(sText)));
-                      return cachingHeaders();
-                  }),
-                  pExpected)
-            << sToml;
-}
-
-TEST(CachingConfiguration, LogShowsTheWideValues) {
-    EXPECT_EQ(
-        runInChild([] {
-            ConfigBase::loadAll(
-                ConfigReader(configuration("ClientSideCaching.CacheControlHttpHeader.Default = '\u20ac'")));
-            StreamFixture t;
-            LogRecorder tLog(kSevInfoMinor);
-            t.tStream.setStatusCode(201);
-            t.tStream.endResponse();
-            return tLog.takeEntries()[0];
-        }),
-        "infominor kiv.httpserver.response.headers: Status Code: 201, Content-Length: 0, Cache-Control: "
-        "\u20ac");
-}
-
-TEST(CachingConfiguration, IsEmptyBeforeTheFirstLoadAndFixedAfterIt) {
-    EXPECT_EQ(cachingHeaders(), "|||");
-    EXPECT_EQ(runInChild([] {
-                  ConfigBase::loadAll(ConfigReader(configuration("")));
-                  const auto tResult = ConfigBase::loadAll(
-                      ConfigReader(configuration("ClientSideCaching.GeneratedContentCaching = 'none'")));
-                  return cachingHeaders() + (tResult.nRefused > 0 ? "refused" : "taken");
-              }),
-              "no-store|private|private|refused");
+    for (const auto& [sToml, pExpected] : tCases) {
+        SCOPED_TRACE(sToml);
+        expectInChild([&sText = sToml] { return load(sText) ? cachingHeaders() : "refused"; }, pExpected);
+    }
+    expectInChild(
+        [&] {
+            const bool bTaken = load("") && load(sMode + "'none'");
+            return (bTaken ? "taken" : "") + cachingHeaders();
+        },
+        "no-store|private|private|");
 }
 
 /// The response timeout, and the default timeout of a thread that has none of its own.
-std::string serverValues(kiv::KIVHttpServer& rServer) {
+std::string serverValues(const kiv::KIVHttpServer& rServer) {
     unsigned int nGlobal = 0;
     std::thread([&] { nGlobal = TimeoutConfig::getDefaultTimeout(); }).join();
     return std::to_string(rServer.getResponseTimeoutMilliSeconds()) + ' ' + std::to_string(nGlobal);
 }
 
-TEST(ServerConfiguration, DefaultsWithoutAReader) {
-    EXPECT_EQ(runInChild([] {
-                  ServerFixture t;
-                  return serverValues(t.tServer);
-              }),
-              "86400000 86400000");
-}
-
 TEST(ServerConfiguration, IsReadAtConstructionAndOnceMoreAndThenRefused) {
-    EXPECT_EQ(
-        runInChild([] {
-            ConfigReader::setGlobalInstance(configuration("HTTP.LongRunningHTTPResponseTimeoutMinutes = 2"));
+    expectInChild(
+        [] {
+            std::string sResult = serverValues(ServerFixture().tServer);  // without a reader
+            setReader("HTTP.LongRunningHTTPResponseTimeoutMinutes = 2");
             ServerFixture t;
-            std::string sResult = serverValues(t.tServer);
-            ConfigBase::loadAll(ConfigReader(
-                configuration("DefaultTimeoutMinutes = 3\nHTTP.LongRunningHTTPResponseTimeoutMinutes = 4")));
             sResult += ", " + serverValues(t.tServer);
-            ConfigBase::loadAll(
-                ConfigReader(configuration("HTTP.LongRunningHTTPResponseTimeoutMinutes = 5")));
+            load("DefaultTimeoutMinutes = 3\nHTTP.LongRunningHTTPResponseTimeoutMinutes = 71583");
+            sResult += ", " + serverValues(t.tServer);
+            load("HTTP.LongRunningHTTPResponseTimeoutMinutes = 5");
             return sResult + ", " + serverValues(t.tServer);
-        }),
-        "120000 86400000, 240000 180000, 240000 180000");
+        },
+        "86400000 86400000, 120000 86400000, 12704 180000, 12704 180000");
 }
 
 TEST(ServerConfiguration, RequestsRunUnderItsValues) {
-    EXPECT_EQ(
-        runInChild([] {
-            ConfigReader::setGlobalInstance(
-                configuration("HTTP.DefaultTimeoutMinutes = 0\nURL.MaxContentDispositionFilenameLength = 3"));
-            ServerFixture t;
-            std::string sTimeout;
-            t.tApplication.fGet = [&](ZQHttpStream& rStream, auto&) {
-                sTimeout = std::to_string(TimeoutConfig::getDefaultTimeout());
-                rStream.setContentDisposition(ContentDisposition(ContentDisposition::kInline, L"abcdef"));
-                return ScriptedApplication::kOK;
-            };
-            t.run();
-            for (const std::string& sCall : t.tLog)
-                if (sCall.find("Disposition") != sCall.npos) return sTimeout + ' ' + sCall;
-            return sTimeout;
-        }),
-        "0 addHeader Content-Disposition: inline; filename=\"abc\"");
+    const std::pair<const char*, std::string> tCases[] = {
+        {"", "600000, inline; filename=\"" + std::string(116, 'x')},
+        {"HTTP.DefaultTimeoutMinutes = 0\nURL.MaxContentDispositionFilenameLength = 3",
+         "0, inline; filename=\"xxx"}};
+    for (const auto& [pToml, sExpected] : tCases)
+        expectInChild(
+            [&pText = pToml] {
+                setReader(pText);
+                ServerFixture t;
+                t.fAct = [&](ZQHttpStream& r) {
+                    logCall(&t.tLog, TimeoutConfig::getDefaultTimeout());
+                    const ZQWString sName(std::wstring(200, L'x'));
+                    r.setContentDisposition(ContentDisposition(ContentDisposition::kInline, sName));
+                    return ScriptedApplication::kOK;
+                };
+                t.run();
+                return t.tLog[4] + ", " + t.tLog[7].substr(31);
+            },
+            sExpected + '"');
 }
 
 TEST(ServerConfiguration, WrongTypeLeavesTheConstructor) {
-    EXPECT_EQ(
-        runInChild([] {
-            ConfigReader::setGlobalInstance(configuration("URL.MaxContentDispositionFilenameLength = 'x'"));
-            try {
-                ServerFixture t;
-            } catch (const ConfigError&) {
-                return "refused";
-            }
-            return "taken";
-        }),
+    expectInChild(
+        [] {
+            setReader("URL.MaxContentDispositionFilenameLength = 'x'");
+            EXPECT_THROW(ServerFixture(), ConfigError);
+            return testing::Test::HasFailure() ? "taken" : "refused";
+        },
         "refused");
+}
+
+TEST(ServerConfiguration, ConstructionEndsTheRegistrationOfTags) {
+    const ServerFixture t;
+    EXPECT_FALSE(MessageFormatterTagRegistrar::registerTag(L"late", nullptr));
 }
 
 }  // namespace

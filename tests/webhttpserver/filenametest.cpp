@@ -25,37 +25,26 @@ std::wstring times(std::size_t n, wchar_t c) {
     return std::wstring(n, c);
 }
 
-struct NameCase {
-    std::wstring sName;
-    unsigned int nMaxLength;
-    const char* pRfc2047;
-    const char* pUrl;
-};
-
-TEST(Filename, PlainNamesAreTheSameInBothForms) {
-    const std::string s112(112, 'x'), s116(116, 'x');
-    const std::pair<NameCase, std::string> tCases[] = {
-        {{L"Q3 report: final?.xlsx", 116, "", ""}, "Q3 report_ final_.xlsx"},
-        {{L"a\tb.txt", 116, "", ""}, "a_b.txt"},
-        {{times(126, L'x') + L".pdf", 116, "", ""}, s112 + ".pdf"},
-        {{L"abcdefghij.", 5, "", ""}, "abcd."},
-        {{L"a.bcdefgh", 4, "", ""}, "a.bc"},
-        {{times(201, L'x'), 116, "", ""}, s116},
-        {{L".hidden-name", 3, "", ""}, ".hi"},
-        {{L"a.b.txt", 6, "", ""}, "a..txt"},
-        {{L"a.b.txt", 5, "", ""}, "a.txt"},
-        {{L"???", 116, "", ""}, "___"},
-        {{L"\\/:*?\"<>|;#\x1f~ ", 116, "", ""}, "____________~ "},
-        {{L"name.txt", 0, "", ""}, ""},
-    };
-    for (const auto& [c, sExpected] : tCases)
-        for (bool bRFC2047 : {false, true})
-            EXPECT_EQ(encodedName(c.sName, bRFC2047, c.nMaxLength), sExpected)
-                << testing::PrintToString(c.sName);
-}
-
-TEST(Filename, OthersAreEncodedAsAWhole) {
-    const NameCase tCases[] = {
+TEST(Filename, IsMadeSafeShortenedAndEncodedWhereItMustBe) {
+    const struct {
+        std::wstring sName;
+        unsigned int nMaxLength;
+        std::string sRfc2047;
+        const char* pUrl = nullptr;  ///< null: plain, the same in both forms
+    } tCases[] = {
+        {L"Q3 report: final?.xlsx", 116, "Q3 report_ final_.xlsx"},
+        {L"a\tb.txt", 116, "a_b.txt"},
+        {times(126, L'x') + L".pdf", 116, std::string(112, 'x') + ".pdf"},
+        {L"abcdefghij.", 5, "abcd."},
+        {L"a.bcdefgh", 4, "a.bc"},
+        {L"ab.cdef", 5, "ab.cd"},
+        {times(201, L'x'), 116, std::string(116, 'x')},
+        {L".hidden-name", 3, ".hi"},
+        {L"a.b.txt", 6, "a..txt"},
+        {L"a.b.txt", 5, "a.txt"},
+        {L"???", 116, "___"},
+        {L"\\/:*?\"<>|;#\x1f~ ", 116, "____________~ "},
+        {L"name.txt", 0, ""},
         {L"r\u00e9sum\u00e9.pdf", 116, "=?utf-8?b?csOpc3Vtw6kucGRm?=", "r%C3%A9sum%C3%A9.pdf"},
         {times(9, L'\u00e9') + L".txt", 20, "=?utf-8?b?w6nDqcOpw6kudHh0?=", "%C3%A9%C3%A9%C3%A9"},
         {L"a?\u65e5\u672c.x", 116, "=?utf-8?b?YV/ml6XmnKwueA==?=", "a_%E6%97%A5%E6%9C%AC.x"},
@@ -70,9 +59,10 @@ TEST(Filename, OthersAreEncodedAsAWhole) {
         {{wchar_t(0x110000)}, 116, "=?utf-8?b?77+9?=", "%EF%BF%BD"},
         {L"a b\u00e9%+", 116, "=?utf-8?b?YSBiw6klKw==?=", "a%20b%C3%A9%25+"},
     };
-    for (const NameCase& c : tCases) {
-        EXPECT_EQ(encodedName(c.sName, true, c.nMaxLength), c.pRfc2047) << testing::PrintToString(c.sName);
-        EXPECT_EQ(encodedName(c.sName, false, c.nMaxLength), c.pUrl) << testing::PrintToString(c.sName);
+    for (const auto& c : tCases) {
+        EXPECT_EQ(encodedName(c.sName, true, c.nMaxLength), c.sRfc2047) << testing::PrintToString(c.sName);
+        EXPECT_EQ(encodedName(c.sName, false, c.nMaxLength), c.pUrl ? c.pUrl : c.sRfc2047)
+            << testing::PrintToString(c.sName);
     }
 }
 

@@ -1,10 +1,9 @@
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include "support/recorders.h"
-#include "zq/foundation/exception.h"
+#include <algorithm>
+
 #include "zq/foundation/libloaded.h"
 #include "zq/services/performancecounters.h"
-#include "zq/webhttpserver/httpservermessages.h"
 #include "zq/webhttpserver/kivmakelibloaded.h"
 
 namespace {
@@ -14,19 +13,17 @@ using debug_tools::LoadJournal;
 using Kind = LoadJournal::EKind;
 
 TEST(ModuleLoad, UnitsComeUpInTheirOrder) {
+    const LoadJournal::Entry tExpected[] = {{Kind::kLibrary, "webhttpserver"},
+                                            {Kind::kMessageFile, "httpservermessages.xml"},
+                                            {Kind::kLogSource, "kiv.httpserver.response"},
+                                            {Kind::kLogSource, "kiv.httpserver.response.headers"},
+                                            {Kind::kLogSource, "kiv.serverstream.populateparam"},
+                                            {Kind::kCounter, "HttpServer/CurrentRequests"},
+                                            {Kind::kCounter, "HttpServer/CompletedRequests"},
+                                            {Kind::kCounter, "HttpServer/BadRequests"}};
     const auto tJournal = LoadJournal::list();
-    const auto itModule =
-        std::find(tJournal.begin(), tJournal.end(), LoadJournal::Entry{Kind::kLibrary, "webhttpserver"});
-    ASSERT_GE(std::distance(itModule, tJournal.end()), 8);
-    EXPECT_THAT(tl::vector<LoadJournal::Entry>(itModule, itModule + 8),
-                testing::ElementsAre(LoadJournal::Entry{Kind::kLibrary, "webhttpserver"},
-                                     LoadJournal::Entry{Kind::kMessageFile, "httpservermessages.xml"},
-                                     LoadJournal::Entry{Kind::kLogSource, "kiv.httpserver.response"},
-                                     LoadJournal::Entry{Kind::kLogSource, "kiv.httpserver.response.headers"},
-                                     LoadJournal::Entry{Kind::kLogSource, "kiv.serverstream.populateparam"},
-                                     LoadJournal::Entry{Kind::kCounter, "HttpServer/CurrentRequests"},
-                                     LoadJournal::Entry{Kind::kCounter, "HttpServer/CompletedRequests"},
-                                     LoadJournal::Entry{Kind::kCounter, "HttpServer/BadRequests"}));
+    EXPECT_NE(std::search(tJournal.begin(), tJournal.end(), std::begin(tExpected), std::end(tExpected)),
+              tJournal.end());
 }
 
 TEST(ModuleLoad, RecordsItsNameAndVersion) {
@@ -35,14 +32,6 @@ TEST(ModuleLoad, RecordsItsNameAndVersion) {
                                  [](const auto& r) { return r.sName == "webhttpserver"; });
     ASSERT_NE(it, tLibraries.end());
     EXPECT_EQ(it->sVersion, kiv::s_version_webhttpserver3);
-}
-
-TEST(ModuleLoad, MessageTextComesFromTheMessageFile) {
-    Exception e(kiv::kmsgPOSTRequestLimitException);
-    e.setMsgInsert(1, GDUInteger(10485761));
-    e.setMsgInsert(2, GDUInteger(10485760));
-    EXPECT_EQ(e.getMessageText(),
-              L"A request body of 10485761 bytes was refused: the limit is below 10485760 bytes (10 MiB).");
 }
 
 TEST(ModuleLoad, CountersAreListedWithTheirTexts) {
