@@ -46,11 +46,16 @@ TEST(HttpDate, TwoDigitYearsReachFiftyYearsAhead) {
 }
 
 TEST(HttpDate, FormattedDatesComeBack) {
-    for (std::time_t nTime = -62167219200; nTime < 253402300799; nTime += 86400 * 97 + 3601) {
+    constexpr std::time_t knFirst = -62167219200, knLast = 253402300799;
+    const auto fParseFormatted = [](std::time_t nTime) {
         StringBuffer tText;
         HttpDateUtils::formatHttpDate(tText, nTime);
-        ASSERT_EQ(parse(tText.view()), nTime);
-    }
+        return parse(tText.view());
+    };
+    for (std::time_t nTime = knFirst; nTime < knLast; nTime += 86400 * 97 + 3601)
+        ASSERT_EQ(fParseFormatted(nTime), nTime);
+    EXPECT_EQ(fParseFormatted(knFirst - 1), knFirst) << "years have four digits";
+    EXPECT_EQ(fParseFormatted(knLast + 1), knLast);
 }
 
 TEST(HttpDate, EverythingElseIsRefused) {

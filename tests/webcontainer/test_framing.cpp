@@ -38,6 +38,7 @@ void respond(Request& rRequest, Response& r) {
         addHeader(r, "transfer-encoding", "chunked");
         addHeader(r, "Connection", "close");
         addHeader(r, "Keep-Alive", "x");
+        addHeader(r, "Upgrade", "h2c");
         addHeader(r, "Fine", "1");
     } else if (is("/split")) {
         addHeader(r, "A", "b\r\nSet-Cookie: evil");

@@ -33,7 +33,8 @@ TEST(Origin, OnlyWhatTrustedProxiesSayCounts) {
         {"X-Forwarded-For: 6.6.6.6\r\nX-Forwarded-For: 192.0.2.1 , 10.127.0.1\r\nX-Forwarded-Proto: "
          "https\r\n",
          "192.0.2.1||on|h|443"},
-        {"X-Forwarded-For: 10.128.0.1\r\nX-Forwarded-Proto: http\r\nX-Forwarded-Host: a.example:81\r\n",
+        {"X-Forwarded-For: 10.128.0.1\r\nX-Forwarded-Proto: https, http\r\nX-Forwarded-Host: "
+         "b:1,a.example:81\r\n",
          "10.128.0.1||off|a.example|81"},
         {"X-Forwarded-For: 10.0.0.2, 10.0.0.1\r\n", "10.0.0.2||off|h|<server's>"},
         {"X-Forwarded-For: 192.0.2.1:4000\r\nX-Forwarded-Host: [[[:::\r\n",
@@ -69,7 +70,7 @@ TEST(Origin, OnlyWhatTrustedProxiesSayCounts) {
             sSeen.replace(sSeen.size() - sPort.size(), sPort.size(), "<server's>");
         EXPECT_EQ(sSeen, sExpected) << sFields;
     }
-    const Server tOther(answerOrigin, trusting("128.0.0.0/8 127.0.0.2 ::/0 unix:"));
+    const Server tOther(answerOrigin, trusting("128.0.0.0/8 127.0.0.2/32 ::/0 unix:"));
     EXPECT_TRUE(
         originOf(tOther, "X-Forwarded-For: 6.6.6.6\r\nForwarded: for=6.6.6.6\r\n").starts_with("127.0.0.1|"));
 }
