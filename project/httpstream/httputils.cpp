@@ -17,8 +17,9 @@ void logUndecodable(const ZQWString& sParamName) {
 
 void HttpUtils::convertHttpInputToUnicode(const Transcoding& rTranscoding, const ZQWString& sParamName,
                                           const ZQNarrowString& sRaw, ZQWString& rResult) {
-    StringBuffer tText;
+    // Hardly any text has more characters than bytes.
+    StringMaker tText(sRaw.length());
     rTranscoding.decode(tText, sRaw);
-    rResult = tText.toString();
+    rResult = tText.takeString();
     if (rResult.view().find(kReplacementCharacter) != std::wstring_view::npos) logUndecodable(sParamName);
 }

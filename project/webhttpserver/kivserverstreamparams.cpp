@@ -45,16 +45,22 @@ ZQWString withoutDirectory(const ZQWString& sPath) {
     return nSeparator == s.npos ? sPath : ZQWString(s.substr(nSeparator + 1));
 }
 
+ZQNarrowString readAll(InputStream& rStream) {
+    constexpr std::size_t knChunk = 512;
+    NarrowStringBuffer tRaw;
+    char tChunk[knChunk];
+    while (const std::size_t nRead = rStream.readBytes(tChunk, knChunk))
+        tRaw.append(tChunk, nRead);
+    return tRaw.toString();
+}
+
 void readFieldValue(ZQHttpStream::Param& rParam, const Transcoding& rTranscoding) {
     if (rParam.hStream.isNull())
         debug_tools::Assertion::handleFailure(debug_tools::Assertion::kAssert, L"!rParam.hStream.isNull()",
                                               ZQ_WFILE, __LINE__);
-    constexpr std::size_t knChunk = 512;
-    NarrowStringBuffer tRaw;
-    char tChunk[knChunk];
-    while (const std::size_t nRead = rParam.hStream->readBytes(tChunk, knChunk))
-        tRaw.append(tChunk, nRead);
-    HttpUtils::convertHttpInputToUnicode(rTranscoding, rParam.sParamName, tRaw.toString(),
+    // What is not needed any more goes first: values may be large, and text is four times the size of bytes.
+    rParam.sParamValue = ZQWString();
+    HttpUtils::convertHttpInputToUnicode(rTranscoding, rParam.sParamName, readAll(*rParam.hStream),
                                          rParam.sParamValue);
 }
 

@@ -129,10 +129,30 @@ public:
     StringBufferTemplate() noexcept : StringBufferBaseTemplate<CharT>(this->m_tInline, nInline) {}
 };
 
+/// A buffer whose text becomes a string without a copy unless it outgrows the room that it is given. That
+/// string keeps the whole room.
+template <class CharT>
+class ZQ_EXPORT StringMakerTemplate : private ZQStringTemplate<CharT>::Room,
+                                      public StringBufferBaseTemplate<CharT> {
+    using Room = typename ZQStringTemplate<CharT>::Room;
+
+public:
+    explicit StringMakerTemplate(std::size_t nRoom)
+        : Room(nRoom),
+          StringBufferBaseTemplate<CharT>(Room::text(), nRoom) {}
+
+    /// The text. Ends the use of this object.
+    ZQStringTemplate<CharT> takeString() {
+        const bool bInPlace = this->data() == Room::text() && !this->empty();
+        return bInPlace ? Room::take(this->length()) : this->toString();
+    }
+};
+
 using NarrowStringBufferBase = StringBufferBaseTemplate<char>;
 using WideStringBufferBase = StringBufferBaseTemplate<wchar_t>;
 using NarrowStringBuffer = StringBufferTemplate<511, char>;
 using StringBuffer = StringBufferTemplate<511, wchar_t>;
+using StringMaker = StringMakerTemplate<wchar_t>;
 
 /// Appends nValue in decimal.
 template <class CharT>

@@ -67,6 +67,22 @@ public:
         return a.view().compare(b.view()) <=> 0;
     }
 
+    /// Memory in which a text of at most nRoom characters is written before it is a string.
+    class ZQ_EXPORT Room {
+    public:
+        explicit Room(std::size_t nRoom) { m_sText.m_pBlock = makeBlock(nRoom); }
+        /// nRoom characters and a NUL.
+        CharT* text() noexcept { return m_sText.m_pBlock->text(); }
+        /// The first nLength characters, at least one, behind which a NUL was written; the room has gone then.
+        ZQStringTemplate take(std::size_t nLength) noexcept {
+            m_sText.m_pBlock->m_nLength = nLength;
+            return std::move(m_sText);
+        }
+
+    private:
+        ZQStringTemplate m_sText;
+    };
+
 private:
     struct Block {
         std::atomic<std::uint32_t> m_nRefs{1};
@@ -76,13 +92,17 @@ private:
         CharT* text() noexcept { return reinterpret_cast<CharT*>(this + 1); }
     };
 
-    static Block* makeBlock(View s) {
+    static Block* makeBlock(std::size_t nLength) {
         constexpr std::size_t knMost =
             (std::numeric_limits<std::size_t>::max() - sizeof(Block)) / sizeof(CharT) - 1;
-        if (s.size() > knMost) throw std::length_error("ZQString: text too long");
-        auto* pBlock = new (::operator new(sizeof(Block) + (s.size() + 1) * sizeof(CharT))) Block(s.size());
+        if (nLength > knMost) throw std::length_error("ZQString: text too long");
+        auto* pBlock = new (::operator new(sizeof(Block) + (nLength + 1) * sizeof(CharT))) Block(nLength);
+        pBlock->text()[nLength] = CharT();
+        return pBlock;
+    }
+    static Block* makeBlock(View s) {
+        Block* const pBlock = makeBlock(s.size());
         std::char_traits<CharT>::copy(pBlock->text(), s.data(), s.size());
-        pBlock->text()[s.size()] = CharT();
         return pBlock;
     }
 
