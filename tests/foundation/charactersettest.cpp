@@ -13,7 +13,6 @@
 namespace {
 
 using test::filled;
-using test::narrow;
 
 /// Encodes pieces one after the other with one encoder.
 std::string encoded(const Handle<const CharacterSet>& hCharset, const std::vector<std::wstring_view>& rPieces,
@@ -22,7 +21,7 @@ std::string encoded(const Handle<const CharacterSet>& hCharset, const std::vecto
     return filled<char>([&](NarrowStringBufferBase& r) {
         for (const std::wstring_view sPiece : rPieces) {
             tEncoder.setUnmappable(eUnmappable);
-            const std::string sUtf8 = narrow(sPiece);
+            const std::string sUtf8 = toUtf8(sPiece);
             for (std::string_view s = sUtf8; !s.empty();)
                 s.remove_prefix(tEncoder.encodePiece(r, s));
         }
@@ -85,10 +84,10 @@ TEST(TextEncoder, EncodesTextAtEveryCutAsTheWholeForEveryLabelOfIcu) {
             const std::string sWhole = encoded(hCharset, {s}, eUnmappable);
             for (std::size_t n = 1; n < s.size(); ++n)
                 ASSERT_EQ(encoded(hCharset, {s.substr(0, n), s.substr(n)}, eUnmappable), sWhole)
-                    << narrow(sLabel) << ' ' << n;
+                    << toUtf8(sLabel) << ' ' << n;
             const std::wstring sDecoded = decoded(sLabel, sWhole);
             EXPECT_TRUE(!bHasAscii || isReadable(sDecoded, s) || sDecoded.find(L"&#65039;") != sDecoded.npos)
-                << narrow(sLabel) << ' ' << narrow(sDecoded);
+                << toUtf8(sLabel) << ' ' << toUtf8(sDecoded);
         }
     }
     EXPECT_GT(nAccepted, 700u);
@@ -117,7 +116,7 @@ TEST(TextEncoder, EncodesKnownText) {
         {L"ISO-2022-JP", "A\x1B$B$\"\x1B(B?"},
     };
     for (const auto& r : kpCases)
-        EXPECT_EQ(encoded(r.pCharset, {sText}), r.sBytes) << narrow(r.pCharset);
+        EXPECT_EQ(encoded(r.pCharset, {sText}), r.sBytes) << toUtf8(r.pCharset);
     EXPECT_EQ(encoded(L"ISO-8859-1", {L"\u20AC\u00E9"}, EUnmappable::kCharacterReference), "&#8364;\xE9");
     EXPECT_EQ(encoded(L"ISO-2022-JP", {L"\u3042"}), "\x1B$B$\"\x1B(B");  // finish() shifts back to ASCII
 }
@@ -164,7 +163,7 @@ TEST(Transcoding, ReplacesWhatTheBytesCannotMean) {
          {L'A', 0xFFFD, L'B'}},
     };
     for (const auto& r : kpCases)
-        EXPECT_EQ(narrow(decoded(r.pCharset, r.sBytes)), narrow(r.sText)) << narrow(r.pCharset);
+        EXPECT_EQ(toUtf8(decoded(r.pCharset, r.sBytes)), toUtf8(r.sText)) << toUtf8(r.pCharset);
 }
 
 TEST(CharacterSet, KeepsTheLabelAsItWasAskedFor) {
@@ -188,7 +187,7 @@ TEST(CharacterSet, IsTheSameByAnyOfItsLabels) {
     };
     for (const auto& r : kpCases)
         EXPECT_EQ(CharacterSet::find(r.pOne)->isSameAs(*CharacterSet::find(r.pOther)), r.bSame)
-            << narrow(r.pOne);
+            << toUtf8(r.pOne);
 }
 
 TEST(CharacterSet, RefusesLabelsThatNameNothingOrNothingForHttp) {
@@ -219,7 +218,7 @@ TEST(CharacterSet, RefusesLabelsThatNameNothingOrNothingForHttp) {
         L"COMPOUND_TEXT",
     };
     for (const std::wstring& sLabel : kpLabels)
-        EXPECT_THROW(CharacterSet::find(sLabel), CharacterSet::UnknownCharset) << narrow(sLabel);
+        EXPECT_THROW(CharacterSet::find(sLabel), CharacterSet::UnknownCharset) << toUtf8(sLabel);
 }
 
 TEST(CharacterSet, MeansByTheLabelsOfClientsWhatBrowsersDo) {
@@ -244,7 +243,7 @@ TEST(CharacterSet, MeansByTheLabelsOfClientsWhatBrowsersDo) {
     for (const auto& r : kpCases) {
         const auto hCharset = CharacterSet::findForClient(r.pLabel);
         EXPECT_EQ(hCharset->getEncodingLabel(), r.pLabel);
-        EXPECT_EQ(decoded(hCharset, r.sBytes), r.pText) << narrow(r.pLabel);
+        EXPECT_EQ(decoded(hCharset, r.sBytes), r.pText) << toUtf8(r.pLabel);
     }
     for (const wchar_t* const pLabel :
          {L"866",        L"l2",      L"l3",     L"l4",        L"cyrillic",        L"arabic",
@@ -252,11 +251,11 @@ TEST(CharacterSet, MeansByTheLabelsOfClientsWhatBrowsersDo) {
           L"koi",        L"koi8-ru", L"mac",    L"cp1250",    L"cp1251",          L"cp1253",
           L"cp1255",     L"cp1256",  L"cp1257", L"cp1258",    L"x-mac-ukrainian", L"x-euc-jp",
           L"csiso2022jp"})
-        EXPECT_NO_THROW(CharacterSet::findForClient(pLabel)) << narrow(pLabel);
+        EXPECT_NO_THROW(CharacterSet::findForClient(pLabel)) << toUtf8(pLabel);
     for (const wchar_t* const pLabel :
          {L"", L"8859-2", L"utf-8 utf8", L"no-such", L"utf-32", L"ibm-1252", L"utf-7", L"iso-2022-kr",
           L"hz-gb-2312", L"x-user-defined", L"iso-8859-16"})
-        EXPECT_THROW(CharacterSet::findForClient(pLabel), CharacterSet::UnknownCharset) << narrow(pLabel);
+        EXPECT_THROW(CharacterSet::findForClient(pLabel), CharacterSet::UnknownCharset) << toUtf8(pLabel);
 }
 
 }  // namespace

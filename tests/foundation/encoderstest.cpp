@@ -14,7 +14,6 @@
 namespace {
 
 using test::filled;
-using test::narrow;
 
 std::wstring widen(std::string_view s) {
     return filled<wchar_t>([s](WideStringBufferBase& r) { N2WEncodingUTF8().encode(r, s); });
@@ -64,16 +63,16 @@ TEST(EncodingUtf8, ConvertsBehindAsciiRunsOfAnyLength) {
         const std::string sRun(nRun, 'a');
         for (const auto& [sBytes, sText] : s_kpWellFormed) {
             ASSERT_EQ(widen(sRun + sBytes), std::wstring(nRun, L'a') + sText);
-            ASSERT_EQ(narrow(std::wstring(nRun, L'a') + sText), sRun + sBytes);
+            ASSERT_EQ(toUtf8(std::wstring(nRun, L'a') + sText), sRun + sBytes);
         }
         for (const auto& [sBytes, sText] : s_kpIllFormed)
-            ASSERT_EQ(narrow(widen(sRun + sBytes)), sRun + narrow(sText)) << testing::PrintToString(sBytes);
+            ASSERT_EQ(toUtf8(widen(sRun + sBytes)), sRun + toUtf8(sText)) << testing::PrintToString(sBytes);
     }
 }
 
 TEST(EncodingUtf8, ReplacesWhatIsNoScalarValue) {
     for (wchar_t c : {0xD800, 0xDBFF, 0xDC00, 0xDFFF, -1, -23, 0x110000, INT_MAX, INT_MIN})
-        EXPECT_EQ(narrow(std::wstring{L'a', c, L'b'}),
+        EXPECT_EQ(toUtf8(std::wstring{L'a', c, L'b'}),
                   "a\xEF\xBF\xBD"
                   "b")
             << static_cast<int>(c);
@@ -83,7 +82,7 @@ RC_GTEST_PROP(EncodingUtf8, RoundTripsScalarValues, ()) {
     const auto tValues = *rc::gen::container<std::vector<unsigned>>(rc::gen::oneOf(
         rc::gen::inRange(0u, 0x80u), rc::gen::inRange(0u, 0xD800u), rc::gen::inRange(0xE000u, 0x110000u)));
     const std::wstring sText(tValues.begin(), tValues.end());
-    RC_ASSERT(widen(narrow(sText)) == sText);
+    RC_ASSERT(widen(toUtf8(sText)) == sText);
 }
 
 RC_GTEST_PROP(EncodingUtf8, DecodesAnyBytesAsIcuDoes, ()) {

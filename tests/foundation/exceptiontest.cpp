@@ -11,8 +11,6 @@
 
 namespace {
 
-using test::narrow;
-
 TEST(Exception, ClonesKeepClassTextAndPlace) {
     const InputStream::UnexpectedEOF tEof(7, 3);
     const InputStream::SeekNotSupported tSeek;
@@ -30,8 +28,8 @@ TEST(Exception, ClonesKeepClassTextAndPlace) {
         EXPECT_STREQ(rClone.getThrowFile(), L"place.cpp");
         EXPECT_EQ(rClone.getThrowLine(), 12);
     }
-    EXPECT_EQ(narrow(tEof.getMessageText()), "Unexpected end of input: 7 bytes expected, 3 read.");
-    EXPECT_EQ(narrow(tCharset.getMessageText()), "The character set \"x-%1\" is not known.");
+    EXPECT_EQ(toUtf8(tEof.getMessageText()), "Unexpected end of input: 7 bytes expected, 3 read.");
+    EXPECT_EQ(toUtf8(tCharset.getMessageText()), "The character set \"x-%1\" is not known.");
 }
 
 TEST(Exception, ThrowMeKeepsAllButTheClass) {
@@ -50,14 +48,14 @@ TEST(Exception, FillsInsertsOneToNine) {
     e.setMsgInsert(1, GDUInteger(18446744073709551615u));
     e.setMsgInsert(0, GDString(L"none"));
     e.setMsgInsert(10, GDString(L"none"));
-    EXPECT_EQ(narrow(e.getMessageText()), "18446744073709551615  nine");
+    EXPECT_EQ(toUtf8(e.getMessageText()), "18446744073709551615  nine");
 }
 
 std::vector<std::string> s_tReported;
 
 TEST(Exception, PrethrowNotesThePlaceAndReportsOnDemand) {
     const auto pBefore = Exception::setPrethrowReporter([](const Exception& e) noexcept {
-        s_tReported.push_back(narrow(e.getThrowFile()) + ":" + std::to_string(e.getThrowLine()));
+        s_tReported.push_back(toUtf8(e.getThrowFile()) + ":" + std::to_string(e.getThrowLine()));
     });
     for (bool bLog : {true, false}) {
         try {

@@ -47,7 +47,7 @@ TEST(InputStream, SaysHowMuchIsMissing) {
         tStream.readAllBytes(tBuffer, sizeof tBuffer);
         FAIL();
     } catch (const InputStream::UnexpectedEOF& e) {
-        EXPECT_EQ(test::narrow(e.getMessageText()), "Unexpected end of input: 10 bytes expected, 4 read.");
+        EXPECT_EQ(toUtf8(e.getMessageText()), "Unexpected end of input: 10 bytes expected, 4 read.");
     }
 }
 

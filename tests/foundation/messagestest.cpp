@@ -13,11 +13,10 @@
 namespace {
 
 using test::filled;
-using test::narrow;
 using testing::HasSubstr;
 
 std::string formatted(std::wstring_view sMessage, std::initializer_list<GDValue> tInserts) {
-    return narrow(filled<wchar_t>([&](WideStringBufferBase& r) { formatMessage(r, sMessage, tInserts); }));
+    return toUtf8(filled<wchar_t>([&](WideStringBufferBase& r) { formatMessage(r, sMessage, tInserts); }));
 }
 
 TEST(FormatMessage, FillsInserts) {
@@ -65,7 +64,7 @@ protected:
         return m_rRegistry.loadMessages();
     }
     static std::string text(const wchar_t* pKey) {
-        return narrow(
+        return toUtf8(
             MessageFilesRegistry::getInstance().findMessage(ZQWString(pKey)).value_or(ZQWString(L"(none)")));
     }
 
@@ -79,7 +78,7 @@ TEST_F(MessageFiles, GiveExceptionsTheirText) {
     EXPECT_EQ(e.getMessageText(), L"kmsgGood");
     EXPECT_EQ(load("good.xml", "<messages><message key='kmsgGood'>%1 &lt;b\xC3\xA9&gt;</message></messages>"),
               "");
-    EXPECT_EQ(narrow(e.getMessageText()), "42 <b\xC3\xA9>");
+    EXPECT_EQ(toUtf8(e.getMessageText()), "42 <b\xC3\xA9>");
     EXPECT_EQ(text(L"kmsgUnknown"), "(none)");
 }
 

@@ -40,7 +40,7 @@ TEST(MultipartLimitsTest, RefuseValuesThatCannotWork) {
             tLimits.loadConfig(configured("[Multipart]\n" + std::string(sToml)), kConfigInitialize);
             ADD_FAILURE() << sToml;
         } catch (const ConfigError& e) {
-            EXPECT_THAT(test::narrow(e.getMessageText()), HasSubstr(sMessage));
+            EXPECT_THAT(toUtf8(e.getMessageText()), HasSubstr(sMessage));
         }
         EXPECT_EQ(tLimits.getValues(), MultipartLimits::Values());
     }

@@ -57,7 +57,7 @@ TEST(MultipartParsingUtilsTest, ParsesWhatClientsSend) {
          L"\xFFFFFFE9=3|n\x17F=1|\xC4=2"},
     };
     for (const auto& [pHeader, pExpected] : tCases)
-        EXPECT_EQ(parsed(pHeader), pExpected) << test::narrow(pHeader);
+        EXPECT_EQ(parsed(pHeader), pExpected) << toUtf8(pHeader);
 }
 
 // Anything worse than linear would not come to an end here.

@@ -9,8 +9,6 @@
 
 namespace {
 
-using test::narrow;
-
 ConfigReader reader(std::string_view sToml) {
     return ConfigReader(ConfigReaderInstance::fromText(sToml, "test.toml"));
 }
@@ -22,7 +20,7 @@ std::string errorOf(F f) {
         f();
     } catch (const ConfigError& e) {
         const std::unique_ptr<ConfigError> pClone(e.clone());
-        return narrow(pClone->getMessageText());
+        return toUtf8(pClone->getMessageText());
     }
     return "(no error)";
 }
@@ -55,7 +53,7 @@ TEST(ConfigReader, ReadsValuesOfEveryType) {
 TEST(ConfigReader, TakesDefaultsForAbsentKeys) {
     const ConfigReader r = reader(s_ksToml);
     for (const wchar_t* pKey : {L"none", L"A/none", L"none/x", L"A/B/none", L"", L"/top", L"A/", L"TOP"}) {
-        EXPECT_EQ(r.getConfigValue(pKey, 7u), 7u) << narrow(pKey);
+        EXPECT_EQ(r.getConfigValue(pKey, 7u), 7u) << toUtf8(pKey);
         EXPECT_TRUE(r.getConfigValue(pKey, true));
         EXPECT_EQ(r.getConfigValue(pKey, L"default"), L"default");
         EXPECT_EQ(r.getConfigValue(pKey, tl::vector<ZQWString>{L"x"}).size(), 1u);

@@ -69,7 +69,7 @@ TEST_F(LogFile, LetsNoTextForgeALine) {
     EXPECT_TRUE(std::all_of(sJson.begin(), sJson.end() - 1, [](char c) { return c >= 0x20 && c < 0x7F; }))
         << sJson;
     const auto tObject = nlohmann::json::parse(sJson);
-    EXPECT_EQ(tObject["text"], test::narrow(sHostile));
+    EXPECT_EQ(tObject["text"], toUtf8(sHostile));
     EXPECT_EQ(tObject["severity"], "info");
     EXPECT_EQ(tObject["source"], "test.source");
     EXPECT_EQ(tObject["file"], "f.cpp");
@@ -117,8 +117,8 @@ TEST_F(LogFile, MustBeWritableAtTheStart) {
         LogFileWriter tWriter(settings());
         FAIL();
     } catch (const ConfigError& e) {
-        EXPECT_THAT(test::narrow(e.getMessageText()), HasSubstr(m_tDirectory.path("x.log")));
-        EXPECT_THAT(test::narrow(e.getMessageText()), HasSubstr("Is a directory"));
+        EXPECT_THAT(toUtf8(e.getMessageText()), HasSubstr(m_tDirectory.path("x.log")));
+        EXPECT_THAT(toUtf8(e.getMessageText()), HasSubstr("Is a directory"));
     }
 }
 

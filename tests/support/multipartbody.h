@@ -107,7 +107,7 @@ inline MultipartOutcome readMultipart(const Handle<InputStream>& hInput, const Z
                 rsContent.append(tBuffer.data(), nRead);
         }
     } catch (const MultipartError& e) {
-        tOutcome.sError = narrow(e.getMessageText());
+        tOutcome.sError = toUtf8(e.getMessageText());
     }
     return tOutcome;
 }

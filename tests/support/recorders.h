@@ -6,15 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "support/asserttext.h"
 #include "zq/foundation/assertion.h"
-#include "zq/foundation/zqstring.h"
+#include "zq/foundation/utf8text.h"
 #include "zq/services/logger.h"
-
-/// Wide test text as UTF-8, for readable failures.
-inline std::string toUtf8(std::wstring_view s) {
-    return test::narrow(s);
-}
 
 inline void PrintTo(const ZQWString& s, std::ostream* pStream) {
     *pStream << '"' << toUtf8(s) << '"';
