@@ -52,17 +52,19 @@ public:
         logCall(m_pLog, "getServerVariable ", pName, " ", rSize);
         const auto it = tVariables.find(pName);
         if (it == tVariables.end()) return -1;
-        return deliver({{it->second, pBuffer, rSize}});
+        if (!fits(it->second, rSize)) return 0;
+        rSize = it->second.copy(pBuffer, rSize);
+        return 1;
     }
     int getFirstHeader(hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
                        std::size_t& rValueSize) override {
         logCall(m_pLog, "getFirstHeader ", rNameSize, " ", rValueSize);
-        return deliverHeader(0, rCursor, pName, rNameSize, pValue, rValueSize);
+        return deliver(0, rCursor, pName, rNameSize, pValue, rValueSize);
     }
     int getNextHeader(hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
                       std::size_t& rValueSize) override {
         logCall(m_pLog, "getNextHeader ", rNameSize, " ", rValueSize);
-        return deliverHeader(rCursor, rCursor, pName, rNameSize, pValue, rValueSize);
+        return deliver(rCursor, rCursor, pName, rNameSize, pValue, rValueSize);
     }
     void closeHeaderEnum(hdrenum_t&) override { logCall(m_pLog, "closeHeaderEnum"); }
     std::size_t readFromBody(void* pBuffer, std::size_t nSize) override {
@@ -81,29 +83,22 @@ public:
     }
 
 private:
-    struct Delivery {
-        const std::string& rText;
-        char* pBuffer;
-        std::size_t& rSize;  ///< of the buffer; then of the text
-    };
-
-    /// All of the texts, or none when one does not fit: 0.
-    static int deliver(std::initializer_list<Delivery> tTexts) {
-        const bool bFits =
-            std::all_of(tTexts.begin(), tTexts.end(), [](auto& r) { return r.rText.size() <= r.rSize; });
-        for (const Delivery& r : tTexts) {
-            if (bFits) r.rText.copy(r.pBuffer, r.rSize);
-            if (bFits || r.rText.size() > r.rSize) r.rSize = r.rText.size();
-        }
-        return bFits;
+    /// Whether a text fits; if not, rSize becomes what it needs.
+    static bool fits(const std::string& s, std::size_t& rSize) {
+        if (s.size() <= rSize) return true;
+        rSize = s.size();
+        return false;
     }
-    int deliverHeader(std::size_t nHeader, hdrenum_t& rCursor, char* pName, std::size_t& rNameSize,
-                      char* pValue, std::size_t& rValueSize) const {
+    int deliver(std::size_t nHeader, hdrenum_t& rCursor, char* pName, std::size_t& rNameSize, char* pValue,
+                std::size_t& rValueSize) const {
         if (nHeader >= tHeaders.size() || nHeader == nFailingHeader) return -1;
         const auto& [sName, sValue] = tHeaders[nHeader];
-        const int nResult = deliver({{sName, pName, rNameSize}, {sValue, pValue, rValueSize}});
-        if (nResult > 0) rCursor = static_cast<hdrenum_t>(nHeader + 1);
-        return nResult;
+        const bool bNameFits = fits(sName, rNameSize), bValueFits = fits(sValue, rValueSize);
+        if (!bNameFits || !bValueFits) return 0;
+        rNameSize = sName.copy(pName, rNameSize);
+        rValueSize = sValue.copy(pValue, rValueSize);
+        rCursor = static_cast<hdrenum_t>(nHeader + 1);
+        return 1;
     }
 
     CallLog* m_pLog;

@@ -6,36 +6,32 @@
 
 namespace {
 
-/// A short page whose making allocates nothing either.
-class ShortPage final : public HttpApplication {
-public:
-    EStatus get(ZQHttpStream& rStream, const HttpApplicationRequest&) override {
-        rStream.SetContentType(m_sHtml);
+/// The module's allocations for a request. A GET is answered with a short page, whose making takes none.
+std::size_t allocationsOf(FakeRequestProvider& rRequest) {
+    ScriptedApplication tApplication;
+    tApplication.fGet = [sHtml = ZQWString(L"text/html")](ZQHttpStream& rStream, auto&) {
+        rStream.SetContentType(sHtml);
         rStream.setExpireSeconds(60);
         for (int n = 0; n < 50; ++n)
             rStream.addText(L"<p>fifty short paragraphs</p>");
-        return kOK;
-    }
-
-private:
-    const ZQWString m_sHtml{L"text/html"};
-};
-
-TEST(Allocations, ShortPageNeedsOneForTheUrl) {
-    ShortPage tApplication;
+        return ScriptedApplication::kOK;
+    };
     HttpServerInitContext tContext(tApplication);
     kiv::KIVHttpServer tServer(tContext);
-    FakeRequestProvider tRequest;
-    tRequest.tVariables["URL"] = "/page";
     FakeResponseProvider tResponse;
     tResponse.sBody.reserve(10000);
-    tServer.processRequest(tRequest, tResponse);  // the thread's logger comes into being here
-
     const AllocationCounter tAllocations;
-    tServer.processRequest(tRequest, tResponse);
+    tServer.processRequest(rRequest, tResponse);
+    return tAllocations.getCount();
+}
+
+TEST(Allocations, ShortPageNeedsOneForTheUrl) {
+    FakeRequestProvider tRequest;
+    tRequest.tVariables["URL"] = "/page";
+    allocationsOf(tRequest);  // the thread's logger comes into being here
     // The wide text of the URL, for checkValidServerURL(). The response takes none: text, bytes, dates and
     // header values stay in the stream's own storage.
-    EXPECT_EQ(tAllocations.getCount(), 1u);
+    EXPECT_EQ(allocationsOf(tRequest), 1u);
 }
 
 TEST(Allocations, ShortBodiesNeedNone) {
@@ -45,18 +41,12 @@ TEST(Allocations, ShortBodiesNeedNone) {
     constexpr std::size_t knUndeclared = FakeRequestProvider::knUndeclared;
     for (const Case& c :
          {Case{16383, 16383, 0}, {16384, 16384, 1}, {knUndeclared, 8191, 0}, {knUndeclared, 8192, 1}}) {
-        ScriptedApplication tApplication;
-        HttpServerInitContext tContext(tApplication);
-        kiv::KIVHttpServer tServer(tContext);
         FakeRequestProvider tRequest;
         tRequest.sMethod = "POST";
         tRequest.tVariables.clear();
         tRequest.nContentLength = c.nDeclared;
         tRequest.tBody = {std::string(c.nBytes, 'x')};
-        FakeResponseProvider tResponse;
-        const AllocationCounter tAllocations;
-        tServer.processRequest(tRequest, tResponse);
-        EXPECT_EQ(tAllocations.getCount(), c.nAllocations) << c.nBytes;
+        EXPECT_EQ(allocationsOf(tRequest), c.nAllocations) << c.nBytes;
     }
 }
 

@@ -98,6 +98,8 @@ TEST(ServerConfiguration, IsReadAtConstructionAndOnceMoreAndThenRefused) {
             return sResult + ", " + serverValues(t.tServer);
         },
         "86400000 86400000, 120000 86400000, 12704 180000, 12704 180000");
+    const ServerFixture t;
+    EXPECT_FALSE(MessageFormatterTagRegistrar::registerTag(L"late", nullptr)) << "so tags cannot change";
 }
 
 TEST(ServerConfiguration, RequestsRunUnderItsValues) {
@@ -130,11 +132,6 @@ TEST(ServerConfiguration, WrongTypeLeavesTheConstructor) {
             return testing::Test::HasFailure() ? "taken" : "refused";
         },
         "refused");
-}
-
-TEST(ServerConfiguration, ConstructionEndsTheRegistrationOfTags) {
-    const ServerFixture t;
-    EXPECT_FALSE(MessageFormatterTagRegistrar::registerTag(L"late", nullptr));
 }
 
 }  // namespace

@@ -178,18 +178,6 @@ TEST(Request, LimitsOfBodiesAreExact) {
 /// The pauses between retries, in milliseconds, in place of really waiting.
 std::vector<std::size_t> s_tPauses;
 
-class PauseRecorder {
-public:
-    PauseRecorder()
-        : m_pBefore(SystemUtils::setSleepFunction([](std::size_t n) { s_tPauses.push_back(n); })) {
-        s_tPauses.clear();
-    }
-    ~PauseRecorder() { SystemUtils::setSleepFunction(m_pBefore); }
-
-private:
-    SystemUtils::SleepFunction m_pBefore;
-};
-
 TEST(Request, StallsOfDeclaredBodiesAreWaitedOutFiveTimesEach) {
     const struct {
         std::size_t nLength;
@@ -204,9 +192,10 @@ TEST(Request, StallsOfDeclaredBodiesAreWaitedOutFiveTimesEach) {
         {5, {"", "", "", "", "", "abc", "", "", "", "", "", "de"}, "abcde", 10},
         {knUndeclared, {"abc", "", "never seen"}, "abc", 0},
     };
+    const auto pBefore = SystemUtils::setSleepFunction([](std::size_t n) { s_tPauses.push_back(n); });
     for (const auto& c : tCases) {
         ServerFixture t;
-        const PauseRecorder tRecorder;
+        s_tPauses.clear();
         LogRecorder tLog(kSevWarning);
         t.tRequest.sMethod = "POST";
         t.tRequest.nContentLength = c.nLength;
@@ -223,6 +212,7 @@ TEST(Request, StallsOfDeclaredBodiesAreWaitedOutFiveTimesEach) {
         }
         EXPECT_EQ(s_tPauses, std::vector<std::size_t>(c.nPauses, 200));
     }
+    SystemUtils::setSleepFunction(pBefore);
 }
 
 /// A request of each kind, with an application that makes every kind of call.
