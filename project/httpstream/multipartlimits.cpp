@@ -9,17 +9,21 @@ constexpr wchar_t s_ksMaxFieldBytes[] = L"Multipart/MaxFieldBytes";
 /// Part numbers are handed on as int.
 constexpr unsigned int s_knMostCount = 0x7FFFFFFF;
 
-void readValue(const ConfigReader& rReader, const wchar_t* pKey, unsigned int nMost, unsigned int& rnValue) {
+void readValue(const ConfigReader& rReader, const wchar_t* pKey, unsigned int nLeast, unsigned int nMost,
+               unsigned int& rnValue) {
     const unsigned int nValue = rReader.getConfigValue(pKey, rnValue);
-    if (nValue == 0 || nValue > nMost) {
+    if (nValue < nLeast || nValue > nMost) {
         StringBuffer tWhat;
-        tWhat.append(L"write a number from 1 to ");
+        tWhat.append(L"write a number from ");
+        appendDecimal(tWhat, nLeast);
+        tWhat.append(L" to ");
         appendDecimal(tWhat, nMost);
         rReader.throwBadValue(pKey, tWhat.toString());
     }
     rnValue = nValue;
 }
 
+constinit MultipartLimits::Values s_tDefaults;
 MultipartLimits s_tLimits;
 
 }  // namespace
@@ -29,15 +33,19 @@ MultipartLimits::MultipartLimits() : m_tConfig(kConfigDontSupportReload) {
 }
 
 bool MultipartLimits::loadConfig(const ConfigReader& rReader, EConfig) {
-    Values tValues;
-    readValue(rReader, s_ksMaxHeaderBytesPerPart, s_knMostHeaderBytes, tValues.nMaxHeaderBytesPerPart);
-    readValue(rReader, s_ksMaxHeadersPerPart, s_knMostCount, tValues.nMaxHeadersPerPart);
-    readValue(rReader, s_ksMaxParts, s_knMostCount, tValues.nMaxParts);
-    readValue(rReader, s_ksMaxFieldBytes, s_knMostCount, tValues.nMaxFieldBytes);
+    Values tValues = s_tDefaults;
+    readValue(rReader, s_ksMaxHeaderBytesPerPart, 1, s_knMostHeaderBytes, tValues.nMaxHeaderBytesPerPart);
+    readValue(rReader, s_ksMaxHeadersPerPart, 1, s_knMostCount, tValues.nMaxHeadersPerPart);
+    readValue(rReader, s_ksMaxParts, 1, s_knMostCount, tValues.nMaxParts);
+    readValue(rReader, s_ksMaxFieldBytes, 0, s_knMostCount, tValues.nMaxFieldBytes);
     m_tValues = tValues;
     return true;
 }
 
 const MultipartLimits::Values& MultipartLimits::get() noexcept {
     return s_tLimits.getValues();
+}
+
+void MultipartLimits::setDefaults(const Values& rDefaults) noexcept {
+    s_tDefaults = rDefaults;
 }

@@ -15,6 +15,7 @@ namespace {
 
 const ZQNarrowString s_ksContentDisposition("Content-Disposition");
 const ZQWString s_ksFileName(L"filename");
+constexpr std::size_t s_knNoLimit = std::numeric_limits<std::size_t>::max();
 
 std::unique_ptr<MultipartScanner> makeScanner(const Handle<InputStream>& hInput, const ZQWString& sBoundary) {
     NarrowStringBuffer tBoundary;
@@ -45,7 +46,7 @@ std::size_t MultipartReader::nextPart(HeadersN& rHeaders) {
     m_pScanner->endHeaders();
     const auto it = rHeaders.find(s_ksContentDisposition);
     m_sDisposition = it == rHeaders.end() ? ZQNarrowString() : it->second;
-    m_nUntilLimit = m_tLimits.nMaxFieldBytes;
+    m_nUntilLimit = m_tLimits.nMaxFieldBytes == 0 ? s_knNoLimit : m_tLimits.nMaxFieldBytes;
     return nIndex;
 }
 
@@ -67,5 +68,5 @@ void MultipartReader::requireFile() {
         ZQTHROW_prethrowProcessException(
             MultipartFieldBytesExceeded(m_pScanner->countParts(), m_tLimits.nMaxFieldBytes), true, ZQ_WFILE,
             __LINE__);
-    m_nUntilLimit = std::numeric_limits<std::size_t>::max();
+    m_nUntilLimit = s_knNoLimit;
 }

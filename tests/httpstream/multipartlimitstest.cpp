@@ -33,8 +33,8 @@ TEST(MultipartLimitsTest, RefuseValuesThatCannotWork) {
                        "\"Multipart/MaxHeadersPerPart\" cannot be used: write a number from 1 to 2147483647"},
              std::pair{"MaxHeaderBytesPerPart = 7\nMaxParts = 2147483648",
                        "\"Multipart/MaxParts\" cannot be used: write a number from 1 to 2147483647"},
-             std::pair{"MaxParts = 7\nMaxFieldBytes = 0",
-                       "\"Multipart/MaxFieldBytes\" cannot be used: write a number from 1 to 2147483647"},
+             std::pair{"MaxParts = 7\nMaxFieldBytes = 2147483648",
+                       "\"Multipart/MaxFieldBytes\" cannot be used: write a number from 0 to 2147483647"},
          }) {
         try {
             tLimits.loadConfig(configured("[Multipart]\n" + std::string(sToml)), kConfigInitialize);

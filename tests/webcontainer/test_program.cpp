@@ -16,24 +16,25 @@ using testing::StartsWith;
 constexpr char s_ksAnyPort[] =
     "[WebContainer]\nListen = \"127.0.0.1:0\"\nWorkers = 4\n[Admin]\nListen = \"127.0.0.1:0\"\n";
 
+/// The address at the end of the program's next line.
+webcontainer::SocketAddress readAddress(Program& rProgram, const std::string& sBefore) {
+    const std::string sLine = rProgram.readLine();
+    EXPECT_THAT(sLine, testing::MatchesRegex(sBefore + "127.0.0.1:[0-9]+/"));
+    webcontainer::SocketAddress tAddress;
+    webcontainer::SocketAddress::parse(sLine.substr(sBefore.size(), sLine.size() - sBefore.size() - 1),
+                                       tAddress);
+    return tAddress;
+}
+
 /// The program, serving.
-class RunningProgram {
-public:
+struct RunningProgram {
     explicit RunningProgram(const std::string& sConfig = s_ksAnyPort)
-        : m_sConfig(m_tDirectory.write("c.toml", sConfig)),
-          m_tProgram({"--config", m_sConfig, "--app", TEST_APPLICATION}) {
-        const std::string sLine = m_tProgram.readLine();
-        const std::string sBefore = "webcontainer: serving http://";
-        EXPECT_THAT(sLine, testing::MatchesRegex(sBefore + "127.0.0.1:[0-9]+/"));
-        if (sLine.size() > sBefore.size())
-            webcontainer::SocketAddress::parse(
-                sLine.substr(sBefore.size(), sLine.size() - sBefore.size() - 1), m_tAddress);
-    }
+        : m_tProgram({"--config", m_tDirectory.write("c.toml", sConfig), "--app", TEST_APPLICATION}),
+          m_tAddress(readAddress(m_tProgram, "webcontainer: serving http://")) {}
 
     TemporaryDirectory m_tDirectory;
-    const std::string m_sConfig;
     Program m_tProgram;
-    webcontainer::SocketAddress m_tAddress;
+    const webcontainer::SocketAddress m_tAddress;
 };
 
 TEST(Program, ServesUntilItIsTold) {
@@ -50,6 +51,15 @@ TEST(Program, ServesUntilItIsTold) {
         EXPECT_THAT(ask(t.m_tAddress,
                         "POST / HTTP/1.0\r\nContent-Length: 10485760\r\n\r\n" + std::string(70000, 'b')),
                     testing::AllOf(StartsWith("HTTP/1.1 413"), testing::EndsWith("the body is too long\n")));
+        for (const std::size_t nField : {10485760, 10485761}) {
+            const std::string sField =
+                "--X\r\nContent-Disposition: x; name=a\r\n\r\n" + std::string(nField, 'f') + "\r\n--X--";
+            EXPECT_THAT(ask(t.m_tAddress,
+                            "POST / HTTP/1.0\r\nContent-Type: multipart/form-data; boundary=X\r\n"
+                            "Content-Length: " +
+                                std::to_string(sField.size()) + "\r\n\r\n" + sField),
+                        StartsWith(nField == 10485760 ? "HTTP/1.1 200" : "HTTP/1.1 400"));
+        }
         t.m_tProgram.signal(nSignal);
         EXPECT_EQ(t.m_tProgram.wait(), 0) << t.m_tProgram.errors();
     }
@@ -59,75 +69,58 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
     TemporaryDirectory tDirectory;
     const std::string sLog = "[Log]\nFile = \"" + tDirectory.path("log") + "\"\n";
     const std::string sGood = tDirectory.write("good.toml", s_ksAnyPort + sLog);
+    const std::string sApp = TEST_APPLICATION;
+    using Arguments = std::vector<std::string>;
     auto config = [&, n = 0](std::string_view sText) mutable {
         return tDirectory.write(std::to_string(++n) + ".toml", sText);
     };
-    RunningProgram tOther;
+    const auto check = [&](std::string_view s) { return Arguments{"--check", "--config", config(s)}; };
+    const auto start = [&](std::string_view s) { return Arguments{"--config", config(s), "--app", sApp}; };
+    const auto load = [&](std::string_view s) {
+        return Arguments{"--config", sGood, "--app", std::string(s)};
+    };
+    const auto listen = [&](std::string_view s) {
+        return Arguments{"--config", sGood, "--app", sApp, "--listen", std::string(s)};
+    };
+    const RunningProgram tOther;
     const std::string sTaken = tOther.m_tAddress.text();
-    const std::string sApp = TEST_APPLICATION;
     const std::string sMinutes = "; write a whole number from 0 to 71582";
-    const struct {
-        std::vector<std::string> tArguments;
-        int nExitCode;
-        std::string sLine;
-    } tCases[] = {
+    const std::tuple<Arguments, int, std::string> tCases[] = {
         {{}, 2, "--config is required; see webcontainer --help"},
         {{"--config", sGood}, 2, "--app is required; see"},
         {{"--confg", sGood, "--app", sApp}, 2, "there is no option --confg; did you mean --config?; see"},
-        {{"--config", "/nowhere/c.toml", "--app", sApp},
-         1,
-         "/nowhere/c.toml: the file cannot be read: No such file"},
-        {{"--config", config("a = [\nb"), "--app", sApp}, 1, ".toml:2:"},
-        {{"--config", config("[WebContainer]\nWorkers = 0\n"), "--app", sApp},
-         1,
-         ".toml:2: the value of \"WebContainer/Workers\" is 0; write a whole number from 1 to 10000"},
-        {{"--config", config("[WebContainer]\nListen = \"127.0.0.1:0\"\nWokers = 1\n"), "--app", sApp},
-         1,
+        {{"--config", "/nowhere/c", "--app", sApp}, 1, "/nowhere/c: the file cannot be read: No such file"},
+        {start("a = [\nb"), 1, ".toml:2:"},
+        {start("[WebContainer]\nListen = \"127.0.0.1:0\"\nWokers = 1\n"), 1,
          ".toml:3: there is no key WebContainer/Wokers; did you mean Workers?"},
-        {{"--config", config("[WebContainer]\nListen = \"127.0.0.1:0 x\"\n"), "--app", sApp},
-         1,
+        {start("WebContainer.Listen = \"127.0.0.1:0 x\"\n"), 1,
          "\"WebContainer/Listen\" cannot be used: element 2, \"x\", is no address; write one or more of"},
-        {{"--check", "--config", config("[WebContainer]\nListen = \"0.0.0.0:9180\"\n")},
-         1,
+        {start("Log.Level = \"loud\"\n"), 1, "it is no severity; write debug,"},
+        {start("HTTP.LongRunningHTTPResponseTimeoutMinutes = 71583\n"), 1, sMinutes},
+        {check("DefaultTimeoutMinutes = 71583\n"), 1, sMinutes},
+        {check("HTTP.DefaultTimeoutMinutes = -1\n"), 1, sMinutes},
+        {check("WebContainer.Workers = 0\n"), 1,
+         "\"WebContainer/Workers\" is 0; write a whole number from 1 to 10000"},
+        {check("Log.MaxFiles = 200001\n"), 1, "; write a whole number from 0 to 200000"},
+        {check("Multipart.MaxParts = 0\n"), 1, "number from 1 to 2147483647"},
+        {check("WebContainer.Listen = \"0.0.0.0:9180\"\n"), 1,
          "\"Admin/Listen\" cannot be used: clients connect to 0.0.0.0:9180; choose another"},
-        {{"--config", config("[Log]\nLevel = \"loud\"\n"), "--app", sApp},
-         1,
-         "it is no severity; write debug,"},
-        {{"--config", config("[HTTP]\nDefaultTimeoutMinutes = \"x\"\n"), "--app", sApp},
-         1,
-         "write a whole number"},
-        {{"--config", sGood, "--app", sApp, "--listen", ","}, 1, "--listen: there is no address; write"},
-        {{"--config", sGood, "--app", sApp, "--listen", sTaken},
-         1,
-         "cannot listen on " + sTaken + ": address already in use; choose another"},
-        {{"--config", sGood, "--app", "/nowhere/lib.so"}, 1, "cannot load the application /nowhere/lib.so: "},
-        {{"--config", sGood, "--app", TEST_NO_APPLICATION},
-         1,
-         "lacks the factory zqCreateHttpApplication; build"},
-        {{"--config", sGood, "--app", TEST_APPLICATION_NULL},
-         1,
-         "cannot start: its factory returned nothing; "},
-        {{"--config", sGood, "--app", TEST_APPLICATION_THROWS}, 1, "cannot start: no database; "},
-        {{"--check", "--config", config("HTTP.DefaultTimeoutMinutes = -1\n")}, 1, sMinutes},
-        {{"--check", "--config", config("DefaultTimeoutMinutes = 71583\n")}, 1, sMinutes},
-        {{"--config", config("HTTP.LongRunningHTTPResponseTimeoutMinutes = 71583\n"), "--app", sApp},
-         1,
-         sMinutes},
-        {{"--check", "--config", config("Log.MaxFiles = 200001\n")}, 1, "number from 0 to 200000"},
-        {{"--check", "--config", config("Multipart.MaxParts = 0\n")}, 1, "number from 1 to 2147483647"},
-        {{"--check", "--config", config("[Log]\nFile = \"/dev/null/log\"\n")},
-         1,
+        {check("\nLog.File = \"/dev/null/log\"\n"), 1,
          ".toml:2: the value of \"Log/File\" cannot be used: The log \"/dev/null/log\" cannot be opened"},
-        {{"--check", "--config", config("AccessLog.File = \"/nowhere/log\"\n")},
-         1,
+        {check("AccessLog.File = \"/nowhere/log\"\n"), 1,
          "cannot open the access log /nowhere/log: no such file"},
+        {listen(","), 1, "--listen: there is no address; write"},
+        {listen(sTaken), 1, "cannot listen on " + sTaken + ": address already in use; choose another"},
+        {load("/nowhere/lib.so"), 1, "cannot load the application /nowhere/lib.so: "},
+        {load(TEST_NO_APPLICATION), 1, "lacks the factory zqCreateHttpApplication; build"},
+        {load(TEST_APPLICATION_NULL), 1, "cannot start: its factory returned nothing; "},
         {{"--check", "--config", sGood, "--app", TEST_APPLICATION_THROWS}, 1, "cannot start: no database; "},
     };
-    for (const auto& r : tCases) {
-        Program tProgram(r.tArguments);
+    for (const auto& [rArguments, nExitCode, sLine] : tCases) {
+        Program tProgram(rArguments);
         const std::string sErrors = tProgram.errors();
-        EXPECT_EQ(tProgram.wait(), r.nExitCode) << sErrors;
-        EXPECT_THAT(sErrors, testing::AllOf(StartsWith("webcontainer: "), HasSubstr(r.sLine)));
+        EXPECT_EQ(tProgram.wait(), nExitCode) << sErrors;
+        EXPECT_THAT(sErrors, testing::AllOf(StartsWith("webcontainer: "), HasSubstr(sLine)));
         EXPECT_EQ(std::count(sErrors.begin(), sErrors.end(), '\n'), 1) << sErrors;
     }
     EXPECT_THAT(tDirectory.read("log"), HasSubstr("loading the application /nowhere/lib.so"));
@@ -135,36 +128,33 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
 
 TEST(Program, AnswersQuestionsAboutItself) {
     TemporaryDirectory tDirectory;
-    const std::string sOld = tDirectory.write("old", "old");
-    const std::string sGood = tDirectory.write(
-        "good.toml", "WebContainer.MaxConnections = 1\nHTTP.DefaultTimeoutMinutes = 71582\nLog.File = \"" +
-                         tDirectory.path("new/log") + "\"\nAccessLog.File = \"" +
-                         tDirectory.path("new/access") + "\"\n");
-    const std::string sDoubtful = tDirectory.write(
-        "doubtful.toml", "ClientSideCaching.GeneratedContentCaching = \"nostor\"\nLog.File = \"" + sOld +
-                             "\"\nAccessLog.File = \"" + sOld + "\"\n");
-    const struct {
-        std::vector<std::string> tArguments;
-        std::string sLine, sError;
-    } tCases[] = {
+    const auto config = [&](const char* pName, const std::string& sFolder, const std::string& sMode) {
+        return tDirectory.write(pName, "ClientSideCaching.GeneratedContentCaching = \"" + sMode +
+                                           "\"\nLog.File = \"" + tDirectory.path(sFolder + "log") +
+                                           "\"\nAccessLog.File = \"" + tDirectory.path(sFolder + "log") +
+                                           "\"\n[WebContainer]\nMaxConnections = 1\n[HTTP]\n"
+                                           "DefaultTimeoutMinutes = 71582\n");
+    };
+    tDirectory.write("log", "old");
+    const std::tuple<std::vector<std::string>, std::string, std::string> tCases[] = {
         {{"--version"}, "webcontainer [0-9.]+ \\(webhttpserver .*\\)", ""},
         {{"--help"}, "Serves an application over HTTP/1.1.", ""},
-        {{"--check", "--config", sGood, "--app", TEST_APPLICATION},
-         "webcontainer: .*good.toml can be used",
-         ""},
         {{"--check", "--config", TEST_SAMPLE_CONFIGURATION}, "webcontainer: .* can be used", ".*"},
-        {{"--check", "--config", sDoubtful},
+        {{"--check", "--config", config("good", "new/", "NONE"), "--app", TEST_APPLICATION},
+         "webcontainer: .*good can be used",
+         ""},
+        {{"--check", "--config", config("bad", "", "nostor")},
          "webcontainer: .* can be used",
-         ".* warning webcontainer .*doubtful.toml:1: \"nostor\" is no mode of "
+         ".* warning webcontainer .*bad:1: \"nostor\" is no mode of "
          "ClientSideCaching/GeneratedContentCaching and counts as session; did you mean nostore\\?\n"},
     };
-    for (const auto& r : tCases) {
-        Program tProgram(r.tArguments);
-        EXPECT_THAT(tProgram.readLine(), testing::MatchesRegex(r.sLine));
-        EXPECT_THAT(tProgram.errors(), testing::MatchesRegex(r.sError));
+    for (const auto& [rArguments, sLine, sError] : tCases) {
+        Program tProgram(rArguments);
+        EXPECT_THAT(tProgram.readLine(), testing::MatchesRegex(sLine));
+        EXPECT_THAT(tProgram.errors(), testing::MatchesRegex(sError));
         EXPECT_EQ(tProgram.wait(), 0);
     }
-    EXPECT_EQ(tDirectory.read("old"), "old");
+    EXPECT_EQ(tDirectory.read("log"), "old");
     EXPECT_FALSE(std::filesystem::exists(tDirectory.path("new")));
 }
 
@@ -189,12 +179,7 @@ TEST(Program, ReadsItsConfigurationAgain) {
     EXPECT_THAT(ask(t.m_tAddress, "GET /old HTTP/1.0\r\n\r\n"), HasSubstr("hello"));
     std::filesystem::rename(tLogs.path("access"), tLogs.path("accessed"));
     EXPECT_THAT(reload(config("bad"), "kept"), HasSubstr("it is no severity"));
-    const std::string sStatus = t.m_tProgram.readLine();
-    const std::string sBefore = "webcontainer: status at http://";
-    ASSERT_THAT(sStatus, testing::MatchesRegex(sBefore + "127.0.0.1:[0-9]+/"));
-    webcontainer::SocketAddress tStatus;
-    webcontainer::SocketAddress::parse(sStatus.substr(sBefore.size(), sStatus.size() - sBefore.size() - 1),
-                                       tStatus);
+    const auto tStatus = readAddress(t.m_tProgram, "webcontainer: status at http://");
     EXPECT_THAT(ask(t.m_tAddress, "GET /new HTTP/1.0\r\n\r\n"), HasSubstr("hello"));
     EXPECT_THAT(ask(tStatus, "GET /metrics HTTP/1.0\r\n\r\n"),
                 HasSubstr("\nhttpserver_completed_requests_total 2\n"));

@@ -24,6 +24,9 @@ public:
         return kOK;
     }
     EStatus post(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
+        ZQHttpStream::Param tField;
+        if (ZQWString sType; rStream.getRequestHeader(L"Content-Type", sType))
+            rStream.getFirstParam(tField, CharacterSet::utf8());
         rStream.writeBinary(rRequest.sBody.m_p, rRequest.sBody.length());
         return kOK;
     }

@@ -73,7 +73,8 @@ public:
         explicit Room(std::size_t nRoom) { m_sText.m_pBlock = makeBlock(nRoom); }
         /// nRoom characters and a NUL.
         CharT* text() noexcept { return m_sText.m_pBlock->text(); }
-        /// The first nLength characters, at least one, behind which a NUL was written; the room has gone then.
+        /// The first nLength characters, at least one, behind which a NUL was written; the room has gone
+        /// then.
         ZQStringTemplate take(std::size_t nLength) noexcept {
             m_sText.m_pBlock->m_nLength = nLength;
             return std::move(m_sText);

@@ -22,15 +22,15 @@ public:
         unsigned int nMaxParts = 1000;
         /// Bytes of content in each part that is no file, which is one whose Content-Disposition has no
         /// filename ("Multipart/MaxFieldBytes"): streams hold the value of a field in memory, as bytes and,
-        /// four times as large, as text. 10 MiB. Beyond it: MultipartFieldBytesExceeded, unless the content
-        /// is skipped.
-        unsigned int nMaxFieldBytes = 10485760;
+        /// four times as large, as text. 0: there is no limit. Beyond it: MultipartFieldBytesExceeded, unless
+        /// the content is skipped.
+        unsigned int nMaxFieldBytes = 0;
 
         bool operator==(const Values&) const = default;
     };
 
     /// The most that nMaxHeaderBytesPerPart can be, in bytes: headers are read in place, in the reader's
-    /// buffer. The others can be anything from 1 to 2147483647 (results of ZQHttpStream are int).
+    /// buffer. The others can be anything to 2147483647 (results of ZQHttpStream are int), from 0 or 1 up.
     static constexpr unsigned int s_knMostHeaderBytes = 32768;
     /// Characters of a boundary: RFC 2046 section 5.1.1 allows 70, and searching stays fast up to here. Not
     /// configurable. Beyond it: MultipartBoundaryTooLong.
@@ -38,6 +38,9 @@ public:
 
     /// The limits of this process.
     static const Values& get() noexcept;
+    /// Sets what stands where the configuration says nothing; without a call, that is Values(). For a host's
+    /// start, before the first configuration load.
+    static void setDefaults(const Values& rDefaults) noexcept;
 
     MultipartLimits();
     bool loadConfig(const ConfigReader& rReader, EConfig eConfig);

@@ -42,7 +42,7 @@ class MultipartScanner;
 /// Content-Transfer-Encoding says (RFC 7578 section 4.7 deprecates it).
 ///
 /// A part is a file when its Content-Disposition has a filename, be it an empty one, and a field otherwise.
-/// Fields have a limit, as readers of fields keep them in memory; files have none.
+/// Fields may have a limit, as readers of fields keep them in memory; files have none.
 ///
 /// Errors are MultipartErrors. A body that ends inside a part, in its headers or content, raises
 /// MultipartEndedInsidePart: the caller never gets 0, the end of a part, for a part that was cut off.

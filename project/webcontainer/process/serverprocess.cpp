@@ -16,6 +16,7 @@
 #include "process/trialopening.h"
 #include "zq/foundation/messagefilesregistry.h"
 #include "zq/httpextension/httpserverinitcontext.h"
+#include "zq/httpstream/multipartlimits.h"
 #include "zq/webhttpserver/kivmakelibloaded.h"
 
 namespace webcontainer {
@@ -24,6 +25,8 @@ namespace {
 
 /// Descriptors that are no connections: logs, libraries, what applications open.
 constexpr rlim_t s_knOtherDescriptors = 256;
+/// The default of Multipart/MaxFieldBytes; clients may be anybody.
+constexpr unsigned s_knMaxFieldBytes = 10u << 20;
 constexpr char s_ksEnding[] = "ending: requests in flight are answered first";
 
 ConfigReader readConfiguration(const std::string& sFile) {
@@ -51,6 +54,7 @@ void raiseDescriptorLimit(const Limits& rLimits) {
 std::unique_ptr<kiv::KIVHttpServer> makeServer(HttpApplication& rApplication, const ConfigReader& rReader) {
     HttpServerInitContext tContext(rApplication);
     auto pServer = std::make_unique<kiv::KIVHttpServer>(tContext);
+    MultipartLimits::setDefaults({.nMaxFieldBytes = s_knMaxFieldBytes});
     ConfigBase::loadAll(rReader);
     return pServer;
 }
