@@ -37,8 +37,8 @@ const std::string s_ksFull = "setErrorStatusCode 507";
 class SampleExchange : public Test, protected StoreDirectory, protected SampleFixture {
 protected:
     /// fHalfway is called once, when half of the content has been read.
-    void post(
-        const std::string& sType, const std::string& sContent, std::function<void()> fHalfway = [] {}) {
+    std::string post(const std::string& sType, const std::string& sContent,
+                     std::function<void()> fHalfway = nullptr) {
         const std::size_t nHalf = sContent.size() / 2;
         FakeRequestProvider tRequest;
         tRequest.sMethod = "POST";
@@ -47,13 +47,15 @@ protected:
         tRequest.nContentLength = sContent.size();
         tRequest.tBody = {sContent.substr(0, nHalf), sContent.substr(nHalf)};
         tRequest.fBeforeRead = [&] {
-            if (tRequest.tBody[0].empty()) std::exchange(fHalfway, [] {})();
+            if (fHalfway && tRequest.tBody[0].empty()) std::exchange(fHalfway, nullptr)();
         };
-        run(tRequest);
+        return run(tRequest);
     }
-    void get(const std::string& sId) { SampleFixture::get("/files?get=" + sId); }
-    void upload(const std::string& sParts) { post(s_ksUploadType, sParts + "--X--\r\n"); }
-    void remove(const std::string& sId) { post("application/x-www-form-urlencoded", "delete=" + sId); }
+    std::string get(const std::string& sId) { return SampleFixture::get("/files?get=" + sId); }
+    std::string upload(const std::string& sParts) { return post(s_ksUploadType, sParts + "--X--\r\n"); }
+    std::string remove(const std::string& sId) {
+        return post("application/x-www-form-urlencoded", "delete=" + sId);
+    }
     /// The ids on the list, from the top.
     std::vector<std::string> listIds() {
         SampleFixture::get("/files");
@@ -78,13 +80,10 @@ TEST_F(SampleExchange, FilesGoUpComeDownAndAreDeleted) {
     get(tIds[0]);
     EXPECT_EQ(sBody, "");
 
-    remove(tIds[1]);
-    expectStatus(s_ksMoved);
+    EXPECT_EQ(remove(tIds[1]), s_ksMoved);
     EXPECT_THAT(listIds(), ElementsAre(tIds[0]));
-    get(tIds[1]);
-    expectStatus(s_ksMissing);
-    remove(tIds[1]);
-    expectStatus(s_ksMissing);
+    EXPECT_EQ(get(tIds[1]), s_ksMissing);
+    EXPECT_EQ(remove(tIds[1]), s_ksMissing);
     remove(tIds[0]);
     EXPECT_THAT(entries(), IsEmpty());
 }
@@ -105,8 +104,7 @@ TEST_F(SampleExchange, NamesNeverReachTheFileSystemAndComeBackHarmless) {
     };
     for (const auto& rCase : tCases) {
         SCOPED_TRACE(rCase.sSent.substr(0, 40));
-        upload(part(rCase.sSent, "content"));
-        expectStatus(s_ksMoved);
+        EXPECT_EQ(upload(part(rCase.sSent, "content")), s_ksMoved);
         const std::vector<std::string> tIds = listIds();
         ASSERT_THAT(tIds, SizeIs(1));
         EXPECT_THAT(entries(), UnorderedElementsAre(tIds[0] + ".data", tIds[0] + ".name"));
@@ -134,8 +132,7 @@ TEST_F(SampleExchange, InterruptedUploadsLeaveNothing) {
     const std::string sWhole = part("first", "1") + part("second", std::string(100'000, '2'));
     for (const std::size_t nLength : {std::size_t{10}, part("first", "1").size() + 70, sWhole.size() - 2}) {
         SCOPED_TRACE(nLength);
-        post(s_ksUploadType, sWhole.substr(0, nLength));
-        expectStatus(s_ksBad);
+        EXPECT_EQ(post(s_ksUploadType, sWhole.substr(0, nLength)), s_ksBad);
         EXPECT_THAT(entries(), IsEmpty());
     }
     const auto fVanish = [this] {
@@ -152,9 +149,8 @@ TEST_F(SampleExchange, AFullDiskIsSaidAndLeavesNothing) {
     const rlimit tSmall{100'000, tBefore.rlim_max};
     std::signal(SIGXFSZ, SIG_IGN);
     setrlimit(RLIMIT_FSIZE, &tSmall);
-    upload(part("small", "1") + part("big", std::string(300'000, 'x')));
+    EXPECT_EQ(upload(part("small", "1") + part("big", std::string(300'000, 'x'))), s_ksFull);
     setrlimit(RLIMIT_FSIZE, &tBefore);
-    expectStatus(s_ksFull);
     EXPECT_THAT(sBody, HasSubstr("no room"));
     EXPECT_THAT(entries(), IsEmpty());
 }
@@ -165,10 +161,8 @@ TEST_F(SampleExchange, UnknownIdsAreRefused) {
                                 std::string(32, 'A'), std::string(33, '0'), "%F0%9F%8E%89", ""};
     for (const std::string& sId : tIds) {
         SCOPED_TRACE(sId);
-        get(sId);
-        expectStatus(s_ksMissing);
-        remove(sId);
-        expectStatus(s_ksMissing);
+        EXPECT_EQ(get(sId), s_ksMissing);
+        EXPECT_EQ(remove(sId), s_ksMissing);
     }
     EXPECT_EQ(tDirectory.read("secret.data"), "secret");
 }
@@ -192,8 +186,7 @@ TEST_F(SampleExchange, FormsThatAreNoUploadAreRefusedAsAWhole) {
     };
     for (const auto& rCase : tCases) {
         EXPECT_THAT(entries(), IsEmpty());
-        post(rCase.sType, rCase.sParts + "--X--\r\n");
-        expectStatus(rCase.sStatus);
+        EXPECT_EQ(post(rCase.sType, rCase.sParts + "--X--\r\n"), rCase.sStatus);
         EXPECT_THAT(sBody, HasSubstr(rCase.sSaid));
     }
 }
@@ -210,30 +203,23 @@ TEST_F(SampleExchange, OtherSitesCanNeitherAddNorDelete) {
     for (const auto& [pName, pValue] : tForeign) {
         SCOPED_TRACE(pValue);
         tHeaders = {{"Host", "host:8080"}, {pName, pValue}};
-        upload(part("b", "2"));
-        expectStatus(sForbidden);
-        remove(sId);
-        expectStatus(sForbidden);
+        EXPECT_EQ(upload(part("b", "2")), sForbidden);
+        EXPECT_EQ(remove(sId), sForbidden);
         EXPECT_THAT(listIds(), ElementsAre(sId));
     }
     tHeaders = {{"Host", "host:8080"}, {"Origin", "http://host:8080"}, {"Sec-Fetch-Site", "same-origin"}};
-    remove(sId);
-    expectStatus(s_ksMoved);
+    EXPECT_EQ(remove(sId), s_ksMoved);
 }
 
 TEST_F(SampleExchange, TheFileThatIsOneTooManyIsRefused) {
     for (int n = 1000; n < 1999; ++n)
         tDirectory.write("store/" + std::string(28, '0') + std::to_string(n) + ".data", "x");
-    upload(part("a", "1") + part("b", "2"));
-    expectStatus(s_ksFull);
+    EXPECT_EQ(upload(part("a", "1") + part("b", "2")), s_ksFull);
     EXPECT_THAT(listIds(), SizeIs(999));
 
     // There was room when the first one began, and another one takes it.
-    post(s_ksUploadType, part("first", "1") + "--X--", [this] {
-        upload(part("second", "2"));
-        expectStatus(s_ksMoved);
-    });
-    expectStatus(s_ksFull);
+    const auto fTakeIt = [this] { EXPECT_EQ(upload(part("second", "2")), s_ksMoved); };
+    EXPECT_EQ(post(s_ksUploadType, part("first", "1") + "--X--", fTakeIt), s_ksFull);
     EXPECT_THAT(listIds(), SizeIs(1000));
     EXPECT_THAT(sBody, AllOf(HasSubstr("second"), Not(HasSubstr("first"))));
 }

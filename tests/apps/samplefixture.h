@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 
@@ -25,21 +26,25 @@ struct SampleFixture {
                                     s_ksBad = "setErrorStatusCode 400",
                                     s_ksMissing = "setErrorStatusCode 404";
 
-    void run(FakeRequestProvider& rRequest) {
+    /// Returns the last call that set the status.
+    std::string run(FakeRequestProvider& rRequest) {
         rRequest.tHeaders.insert(rRequest.tHeaders.end(), tHeaders.begin(), tHeaders.end());
         tLog.clear();
         FakeResponseProvider tResponse(&tLog);
         tServer.processRequest(rRequest, tResponse);
         sBody = tResponse.sBody;
+        const auto fIsStatus = [](const auto& s) { return s.find("StatusCode ") != s.npos; };
+        const auto it = std::find_if(tLog.rbegin(), tLog.rend(), fIsStatus);
+        return it == tLog.rend() ? "no status" : *it;
     }
     /// sTarget: path and query.
-    void get(const std::string& sTarget) {
+    std::string get(const std::string& sTarget) {
         const std::size_t nQuery = sTarget.find('?');
         FakeRequestProvider tRequest;
         tRequest.tVariables = tVariables;
         tRequest.tVariables["URL"] = sTarget.substr(0, nQuery);
         if (nQuery != sTarget.npos) tRequest.sQuery = sTarget.substr(nQuery + 1);
-        run(tRequest);
+        return run(tRequest);
     }
     /// What follows that text in the body, up to the next quotation mark, each time.
     std::vector<std::string> findAll(const std::string& sStart) const {
@@ -50,5 +55,4 @@ struct SampleFixture {
         }
         return tFound;
     }
-    void expectStatus(const std::string& sCall) const { EXPECT_THAT(tLog, testing::Contains(sCall)); }
 };

@@ -1,4 +1,4 @@
-// node fileexchange.mjs BUILD [SCREENSHOTS]
+// node fileexchange.mjs BUILD
 //
 // Drives the sample application's file exchange with Chromium, with and without scripts: files go up with
 // progress to be seen, come down byte for byte, and are deleted; an upload that is cancelled half-way leaves
@@ -11,7 +11,6 @@ import { tmpdir } from 'node:os';
 import { basename, join } from 'node:path';
 import { openBrowser, serveSample } from './servers.mjs';
 
-const [build, screenshots] = process.argv.slice(2);
 const folder = mkdtempSync(join(tmpdir(), 'exchange-'));
 process.on('exit', () => rmSync(folder, { recursive: true }));
 const store = join(folder, 'store');
@@ -26,7 +25,6 @@ const files = Object.entries(sizes).map(([name, size]) => {
 });
 
 const names = page => page.locator('.files bdi').allTextContents();
-const shot = async (page, name) => screenshots && page.screenshot({ path: join(screenshots, `${name}.png`) });
 
 async function expectSame(page, path) {
   const [download] = await Promise.all([
@@ -51,7 +49,6 @@ async function watchProgress(page) {
   await page.locator('progress').waitFor();
   while (await page.locator('progress').isVisible().catch(() => false)) {
     seen.add(await page.locator('progress').evaluate(bar => bar.value).catch(() => 0));
-    if (seen.size === 4) await shot(page, 'during');
     await page.waitForTimeout(50);
   }
   return [...seen].filter(value => value > 0 && value < 1);
@@ -63,7 +60,6 @@ async function withScripts(browser, address) {
   page.on('console', message => message.type() === 'error' && errors.push(message.text()));
   page.on('pageerror', error => errors.push(error.message));
   await page.goto(`${address}files`);
-  await shot(page, 'empty');
 
   await slowDown(page, 1_000_000);
   await page.setInputFiles('input[type=file]', files);
@@ -76,7 +72,6 @@ async function withScripts(browser, address) {
 
   await page.locator('.files').waitFor();
   assert.deepEqual(await names(page), files.map(path => basename(path)).toReversed());
-  await shot(page, 'files');
   for (const path of files)
     console.log(`${basename(path)}: the same bytes, saved as ${await expectSame(page, path)}`);
 
@@ -91,22 +86,18 @@ async function withScripts(browser, address) {
   await page.reload();
   assert.equal((await names(page)).length, files.length);
   console.log('an upload cancelled half-way left nothing, neither in the list nor on the disk');
-
-  await page.setViewportSize({ width: 390, height: 800 });
-  await shot(page, 'narrow');
   assert.deepEqual(errors, []);
   await page.close();
 }
 
 async function withoutScripts(browser, address) {
-  const context = await browser.newContext({ javaScriptEnabled: false, colorScheme: 'dark' });
+  const context = await browser.newContext({ javaScriptEnabled: false });
   const page = await context.newPage();
   await page.goto(`${address}files`);
   await page.setInputFiles('input[type=file]', files.slice(0, 2));
   await page.click('text=Upload');
   await page.waitForURL(`${address}files`);
   await page.locator('.files tbody tr').nth(files.length + 1).waitFor();
-  await shot(page, 'dark');
   console.log(`without scripts: ${(await names(page)).length} files, equal names beside each other`);
   for (let left = files.length + 2; left > 0; --left) {
     assert.equal(await page.locator('.files tbody tr').count(), left);
@@ -118,7 +109,7 @@ async function withoutScripts(browser, address) {
   console.log('all files deleted');
 }
 
-const address = await serveSample(build, '');
+const address = await serveSample(process.argv[2], '');
 const browser = await openBrowser();
 await withScripts(browser, address);
 await withoutScripts(browser, address);

@@ -12,23 +12,21 @@
 namespace {
 
 TEST(Exception, ClonesKeepClassTextAndPlace) {
-    const InputStream::UnexpectedEOF tEof(7, 3);
-    const InputStream::SeekNotSupported tSeek;
-    const CharacterSet::UnknownCharset tCharset(L"x-%1");
-    const InvalidHandleException tHandle;
-    for (const Exception* p :
-         {static_cast<const Exception*>(&tEof), static_cast<const Exception*>(&tSeek),
-          static_cast<const Exception*>(&tCharset), static_cast<const Exception*>(&tHandle)}) {
-        Exception::prethrowProcess(*p, false, L"place.cpp", 12);
-        const std::unique_ptr<Exception> pClone(p->clone());
+    const auto fCheck = [](const auto& rException) {
+        Exception::prethrowProcess(rException, false, L"place.cpp", 12);
+        const std::unique_ptr<Exception> pClone(rException.clone());
         const Exception& rClone = *pClone;
-        EXPECT_EQ(typeid(rClone), typeid(*p));
-        EXPECT_EQ(rClone.getMessageText(), p->getMessageText());
+        EXPECT_EQ(typeid(rClone), typeid(rException));
+        EXPECT_EQ(rClone.getMessageText(), rException.getMessageText());
         EXPECT_FALSE(rClone.getMessageText().empty());
         EXPECT_STREQ(rClone.getThrowFile(), L"place.cpp");
         EXPECT_EQ(rClone.getThrowLine(), 12);
-    }
-    EXPECT_EQ(toUtf8(tEof.getMessageText()), "Unexpected end of input: 7 bytes expected, 3 read.");
+    };
+    fCheck(InputStream::UnexpectedEOF(7, 3));
+    fCheck(InputStream::SeekNotSupported());
+    fCheck(InvalidHandleException());
+    const CharacterSet::UnknownCharset tCharset(L"x-%1");
+    fCheck(tCharset);
     EXPECT_EQ(toUtf8(tCharset.getMessageText()), "The character set \"x-%1\" is not known.");
 }
 

@@ -1,11 +1,8 @@
 #include "zq/foundation/inputstream.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
-#include <string>
-
-#include "support/asserttext.h"
 
 namespace {
 
@@ -43,15 +40,13 @@ TEST(InputStream, ReadsAllHoweverItComes) {
 TEST(InputStream, SaysHowMuchIsMissing) {
     PieceStream tStream("four", 3);
     char tBuffer[10];
-    try {
-        tStream.readAllBytes(tBuffer, sizeof tBuffer);
-        FAIL();
-    } catch (const InputStream::UnexpectedEOF& e) {
-        EXPECT_EQ(toUtf8(e.getMessageText()), "Unexpected end of input: 10 bytes expected, 4 read.");
-    }
+    EXPECT_THAT(
+        [&] { tStream.readAllBytes(tBuffer, sizeof tBuffer); },
+        testing::Throws<InputStream::UnexpectedEOF>(testing::Property(
+            &Exception::getMessageText, ZQWString(L"Unexpected end of input: 10 bytes expected, 4 read."))));
 }
 
-TEST(InputStream, SkipsUpToTheEnd) {
+TEST(InputStream, SkipsUpToTheEndAndGoesNowhereElse) {
     PieceStream tStream(std::string(10000, 'x') + "end", 999);
     EXPECT_EQ(tStream.skipBytes(0), 0u);
     EXPECT_EQ(tStream.skipBytes(10000), 10000u);
@@ -59,10 +54,6 @@ TEST(InputStream, SkipsUpToTheEnd) {
     EXPECT_EQ(tStream.readBytes(&c, 1), 1u);
     EXPECT_EQ(c, 'e');
     EXPECT_EQ(tStream.skipBytes(UINT64_MAX), 2u);
-}
-
-TEST(InputStream, OnlyGoesForwardUnlessItSaysOtherwise) {
-    PieceStream tStream("x", 1);
     EXPECT_THROW(tStream.seek(0), InputStream::SeekNotSupported);
 }
 

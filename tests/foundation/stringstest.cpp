@@ -1,9 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
-#include <vector>
 
+#include "support/manythreads.h"
 #include "zq/foundation/autobuffer.h"
 #include "zq/foundation/exception.h"
 #include "zq/foundation/handle.h"
@@ -46,18 +45,14 @@ TEST(ZQString, KeepsNulsAndEndsInOne) {
 
 TEST(ZQString, IsCopiedAndDroppedOnManyThreads) {
     const ZQWString sShared(L"shared by all");
-    std::vector<std::thread> tThreads;
-    for (int nThread = 0; nThread < 4; ++nThread)
-        tThreads.emplace_back([sShared] {
-            for (int n = 0; n < 1000; ++n) {
-                ZQWString sCopy(sShared), sOther(L"own");
-                sOther = sCopy;
-                sCopy = ZQWString();
-                ASSERT_EQ(sOther, sShared);
-            }
-        });
-    for (std::thread& rThread : tThreads)
-        rThread.join();
+    test::onThreads(4, [sShared] {
+        for (int n = 0; n < 1000; ++n) {
+            ZQWString sCopy(sShared), sOther(L"own");
+            sOther = sCopy;
+            sCopy = ZQWString();
+            ASSERT_EQ(sOther, sShared);
+        }
+    });
     EXPECT_EQ(sShared, L"shared by all");
 }
 
@@ -112,13 +107,15 @@ struct Probe : RefCounted {
     static inline bool m_bWatchedWasNull = false;
 };
 
-TEST(Handle, DeletesWithTheLastOne) {
+TEST(Handle, DeletesWithTheLastOneAndThrowsWhenNullIsUsed) {
     int nLiving = 0;
     Handle<Probe> hFirst = makeHandle<Probe>(nLiving);
     {
         const Handle<const Probe> hConst(hFirst);
         Handle<Probe> hSecond(hFirst), hThird(std::move(hSecond));
         EXPECT_TRUE(hSecond.isNull());  // NOLINT(bugprone-use-after-move): a moved-from handle is null
+        EXPECT_THROW(*hSecond, InvalidHandleException);
+        EXPECT_THROW(hSecond->addRef(), InvalidHandleException);
         EXPECT_EQ(hThird, hFirst);
         const Handle<Probe>& rSelf = hFirst;
         hFirst = rSelf;
@@ -140,12 +137,6 @@ TEST(Handle, IsNullBeforeItsObjectGoes) {
     h.reset();
     EXPECT_EQ(nLiving, 0);
     EXPECT_TRUE(Probe::m_bWatchedWasNull);
-}
-
-TEST(Handle, ThrowsWhenNullIsUsed) {
-    const Handle<Probe> h;
-    EXPECT_THROW(*h, InvalidHandleException);
-    EXPECT_THROW(h->addRef(), InvalidHandleException);
 }
 
 }  // namespace

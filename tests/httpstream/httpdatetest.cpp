@@ -21,11 +21,15 @@ std::time_t at(int nYear, unsigned int nMonth, unsigned int nDay, int nSecondOfD
     return tDay.time_since_epoch() / seconds(1) + nSecondOfDay;
 }
 
-TEST(HttpDate, EveryFormMeansTheSameInstant) {
+TEST(HttpDate, EveryFormMeansTheSameInstantAndOnlyWhenItIsWhole) {
     // The examples of RFC 9110 section 5.6.7.
-    EXPECT_EQ(parse(L"Sun, 06 Nov 1994 08:49:37 GMT"), 784111777);
-    EXPECT_EQ(parse(L"Sunday, 06-Nov-94 08:49:37 GMT"), 784111777);
-    EXPECT_EQ(parse(L"Sun Nov  6 08:49:37 1994"), 784111777);
+    for (const std::wstring_view sDate :
+         {L"Sun, 06 Nov 1994 08:49:37 GMT", L"Sunday, 06-Nov-94 08:49:37 GMT", L"Sun Nov  6 08:49:37 1994"}) {
+        EXPECT_EQ(parse(sDate), 784111777);
+        for (std::size_t n = 0; n < sDate.size(); ++n)
+            EXPECT_EQ(parse(sDate.substr(0, n)), std::nullopt) << n;
+        EXPECT_EQ(parse(std::wstring(sDate) + L'0'), std::nullopt);
+    }
 }
 
 TEST(HttpDate, CalendarAndClockEdges) {
@@ -65,23 +69,13 @@ TEST(HttpDate, EverythingElseIsRefused) {
         L"Sun, 06 Nov 1994 24:00:00 GMT",     L"Sun, 06 Nov 1994 08:60:00 GMT",
         L"Sun, 06 Nov 1994 08:49:61 GMT",     L"sun, 06 Nov 1994 08:49:37 GMT",
         L"Sun, 06 nov 1994 08:49:37 GMT",     L"Sun, 06 Nov 1994 08:49:37 UTC",
-        L"Sun, 06 Nov 1994 08:49:37",         L"Sun,  6 Nov 1994 08:49:37 GMT",
-        L"Sun, 06 Nov 94 08:49:37 GMT",       L"Sun, 06-Nov-94 08:49:37 GMT",
-        L"Sunday, 06 Nov 1994 08:49:37 GMT",  L"Sun Nov 6 08:49:37 1994",
-        L"Sun Nov  0 08:49:37 1994",          L"Sun, 06 Nov -994 08:49:37 GMT",
-        L"Sun, 06 Nov 1994 08:49:37 GMT ",    L"784111777",
+        L"Sun,  6 Nov 1994 08:49:37 GMT",     L"Sun, 06 Nov 94 08:49:37 GMT",
+        L"Sun, 06-Nov-94 08:49:37 GMT",       L"Sunday, 06 Nov 1994 08:49:37 GMT",
+        L"Sun Nov 6 08:49:37 1994",           L"Sun Nov  0 08:49:37 1994",
+        L"Sun, 06 Nov -994 08:49:37 GMT",     L"784111777",
         L"Sun, 06 Nov 1994 08:49:3\u0667 GMT"};
     for (const std::wstring_view sDate : tRefused)
         EXPECT_EQ(parse(sDate), std::nullopt) << std::string(sDate.begin(), sDate.end());
-}
-
-TEST(HttpDate, EveryCutOfAGoodDateIsRefused) {
-    for (const std::wstring_view sDate :
-         {L"Sun, 06 Nov 1994 08:49:37 GMT", L"Sunday, 06-Nov-94 08:49:37 GMT", L"Sun Nov  6 08:49:37 1994"}) {
-        for (std::size_t n = 0; n < sDate.size(); ++n)
-            EXPECT_EQ(parse(sDate.substr(0, n)), std::nullopt) << n;
-        EXPECT_EQ(parse(std::wstring(sDate) + L'0'), std::nullopt);
-    }
 }
 
 }  // namespace

@@ -7,9 +7,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::IsEmpty;
+using namespace testing;
 
 /// A character set with more characters than bytes.
 class Doubling final : public Transcoding {

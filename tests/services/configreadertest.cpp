@@ -60,14 +60,6 @@ TEST(ConfigReader, TakesDefaultsForAbsentKeys) {
     }
 }
 
-TEST(ConfigReader, ListsNamesInOrder) {
-    const ConfigReader r = reader(s_ksToml);
-    EXPECT_EQ(r.getNames(L""),
-              (tl::vector<ZQWString>{L"A", L"empty", L"most", L"text", L"texts", L"top", L"yes"}));
-    EXPECT_EQ(r.getNames(L"A"), (tl::vector<ZQWString>{L"B", L"x"}));
-    EXPECT_TRUE(r.getNames(L"none").empty());
-}
-
 TEST(ConfigReader, NamesPlaceKeyAndRemedyOfAWrongValue) {
     const std::string sWrite = "write a whole number from 2 to 9";
     struct {
@@ -124,13 +116,10 @@ TEST(ConfigReader, NamesThePlaceOfASyntaxError) {
 
 TEST(ConfigReader, SaysWhyAFileCannotBeRead) {
     const test::TemporaryDirectory tDirectory;
-    EXPECT_EQ(
-        errorOf([&] { ConfigReaderInstance::fromFile(tDirectory.path("none.toml")); }),
-        tDirectory.path("none.toml") +
-            ": the file cannot be read: No such file or directory; name one that exists and may be read");
-    EXPECT_EQ(errorOf([&] { ConfigReaderInstance::fromFile(tDirectory.path()); }),
-              tDirectory.path() +
-                  ": the file cannot be read: Is a directory; name one that exists and may be read");
+    for (const auto& [sPath, sReason] : {std::pair(tDirectory.path("none.toml"), "No such file or directory"),
+                                         std::pair(tDirectory.path(), "Is a directory")})
+        EXPECT_EQ(errorOf([&] { ConfigReaderInstance::fromFile(sPath); }),
+                  sPath + ": the file cannot be read: " + sReason + "; name one that exists and may be read");
 }
 
 }  // namespace

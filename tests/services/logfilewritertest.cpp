@@ -9,17 +9,14 @@
 #include <sstream>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "support/asserttext.h"
+#include "support/manythreads.h"
 #include "support/temporarydirectory.h"
 
 namespace {
 
-using testing::ContainsRegex;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::SizeIs;
+using namespace testing;
 using EFormat = LogFileSettings::EFormat;
 
 void write(LogFileWriter& rWriter, std::wstring_view sText) {
@@ -85,41 +82,36 @@ TEST_F(LogFile, RotatesBeforeItGrowsTooLarge) {
         for (int n = 0; n < 100; ++n)
             write(tWriter, std::to_wstring(n));
     }
-    for (const char* pName : {"x.log", "x.1.log", "x.2.log"}) {
+    for (const char* pName : {"x.log", "x.1.log", "x.2.log"})
         EXPECT_LE(std::filesystem::file_size(m_tDirectory.path(pName)), 1000u) << pName;
-    }
     EXPECT_GT(std::filesystem::file_size(m_tDirectory.path("x.1.log")), 800u);
     EXPECT_THAT(m_tDirectory.read("x.3.log"), "");
     EXPECT_THAT(lines(m_tDirectory.read("x.log")).back(), HasSubstr("] 99 ("));
 }
 
-TEST_F(LogFile, IsReopenedUnderItsName) {
+TEST_F(LogFile, IsReopenedUnderItsNameOnceItCanBe) {
     m_tDirectory.write("x.log", "before\n");
     LogFileWriter tWriter(settings());
-    write(tWriter, L"one");
     std::filesystem::rename(m_tDirectory.path("x.log"), m_tDirectory.path("old.log"));
-    write(tWriter, L"two");
-    tWriter.reopen();
-    write(tWriter, L"three");
-    EXPECT_THAT(lines(m_tDirectory.read("old.log")), SizeIs(3));
-    EXPECT_THAT(lines(m_tDirectory.read("x.log")), ElementsAre(HasSubstr("three")));
-    std::filesystem::rename(m_tDirectory.path("x.log"), m_tDirectory.path("kept.log"));
+    write(tWriter, L"one");
     std::filesystem::create_directory(m_tDirectory.path("x.log"));
     tWriter.reopen();
-    write(tWriter, L"four");
-    EXPECT_THAT(lines(m_tDirectory.read("kept.log")),
-                ElementsAre(HasSubstr("three"), HasSubstr(" error services.log ["), HasSubstr("four")));
+    write(tWriter, L"two");
+    EXPECT_THAT(
+        lines(m_tDirectory.read("old.log")),
+        ElementsAre("before", HasSubstr("one"), HasSubstr(" error services.log ["), HasSubstr("two")));
+    std::filesystem::remove(m_tDirectory.path("x.log"));
+    tWriter.reopen();
+    write(tWriter, L"three");
+    EXPECT_THAT(lines(m_tDirectory.read("x.log")), ElementsAre(HasSubstr("three")));
 }
 
 TEST_F(LogFile, MustBeWritableAtTheStart) {
     std::filesystem::create_directory(m_tDirectory.path("x.log"));
-    try {
-        LogFileWriter tWriter(settings());
-        FAIL();
-    } catch (const ConfigError& e) {
-        EXPECT_THAT(toUtf8(e.getMessageText()), HasSubstr(m_tDirectory.path("x.log")));
-        EXPECT_THAT(toUtf8(e.getMessageText()), HasSubstr("Is a directory"));
-    }
+    const auto fTextOf = [](const ConfigError& e) { return toUtf8(e.getMessageText()); };
+    EXPECT_THAT([this] { LogFileWriter tWriter(settings()); },
+                Throws<ConfigError>(ResultOf(
+                    fTextOf, AllOf(HasSubstr(m_tDirectory.path("x.log")), HasSubstr("Is a directory")))));
 }
 
 TEST_F(LogFile, OutlivesARotationWithoutAFreeDescriptor) {
@@ -146,31 +138,16 @@ TEST_F(LogFile, OutlivesARotationWithoutAFreeDescriptor) {
 TEST_F(LogFile, KeepsLinesWholeWhenManyThreadsWrite) {
     {
         LogFileWriter tWriter(settings(EFormat::kJson, 50000));
-        std::vector<std::thread> tThreads;
-        for (int nThread = 0; nThread < 4; ++nThread)
-            tThreads.emplace_back([&tWriter] {
-                for (int n = 0; n < 50; ++n)
-                    write(tWriter, std::wstring(200, L'x'));
-            });
-        tWriter.reopen();
-        for (std::thread& rThread : tThreads)
-            rThread.join();
+        const auto fWrite = [&tWriter] {
+            for (int n = 0; n < 50; ++n)
+                write(tWriter, std::wstring(200, L'x'));
+        };
+        test::onThreads(4, fWrite, [&tWriter] { tWriter.reopen(); });
     }
     const auto tLines = lines(m_tDirectory.read("x.1.log") + m_tDirectory.read("x.log"));
     EXPECT_THAT(tLines, SizeIs(200));
     for (const std::string& sLine : tLines)
         EXPECT_EQ(nlohmann::json::parse(sLine)["text"], std::string(200, 'x'));
-}
-
-TEST(LogToStandardError, NeedsNoFile) {
-    testing::internal::CaptureStderr();
-    {
-        LogFileWriter tWriter(LogFileSettings{});
-        write(tWriter, L"seen");
-        tWriter.reopen();
-        write(tWriter, L"seen again");
-    }
-    EXPECT_THAT(lines(testing::internal::GetCapturedStderr()), SizeIs(2));
 }
 
 }  // namespace

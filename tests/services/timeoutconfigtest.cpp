@@ -3,42 +3,27 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <thread>
 
+#include "support/manythreads.h"
 #include "zq/services/systemutils.h"
 
 namespace {
 
-/// Runs f on a thread of its own, which has no timeout yet.
-template <class F>
-void onNewThread(F f) {
-    std::thread(f).join();
-}
-
+// On a thread of its own, which has no timeout yet.
 TEST(TimeoutConfig, ThreadsFollowTheProcessUntilTheySetTheirOwn) {
-    onNewThread([] {
+    test::onThreads(1, [] {
         EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 86400000u);
         TimeoutConfig::setGlobalDefaultTimeout(5000);
         EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 5000u);
         TimeoutConfig::setThreadDefaultTimeout(0);
         EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 0u);
-        onNewThread([] { EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 5000u); });
-        TimeoutConfig::setGlobalDefaultTimeout(86400000);
-        EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 0u);
-    });
-}
-
-TEST(TimeoutConfig, GuardsRestoreWhatWasInForceOnEveryWayOut) {
-    onNewThread([] {
-        TimeoutConfig::setThreadDefaultTimeout(50);
-        try {
+        {
             const TimeoutConfig::SetTimeoutGuard tOuter(100), tInner(200);
             EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 200u);
-            onNewThread([] { EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 86400000u); });
-            throw 1;
-        } catch (int) {
-            EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 50u);
+            test::onThreads(1, [] { EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 5000u); });
         }
+        TimeoutConfig::setGlobalDefaultTimeout(86400000);
+        EXPECT_EQ(TimeoutConfig::getDefaultTimeout(), 0u);
     });
 }
 

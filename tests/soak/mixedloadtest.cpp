@@ -7,6 +7,7 @@
 #include <iostream>
 #include <thread>
 
+#include "connectionrecords.h"
 #include "process/modulehandler.h"
 #include "support/scriptedapplication.h"
 #include "testserver.h"
@@ -15,6 +16,7 @@
 namespace {
 
 using test::Client;
+using test::ConnectionRecord;
 using webcontainer::SocketAddress;
 
 /// Pages of an application that does one thing each, by query string.
@@ -44,65 +46,17 @@ HttpRequestStatus::EStatus echo(ZQHttpStream& rStream, const HttpApplicationRequ
     return HttpRequestStatus::kOK;
 }
 
-std::string post(const std::string& sFields, const std::string& sBody) {
-    return "POST /form HTTP/1.1\r\nHost: h\r\n" + sFields + "\r\n" + sBody;
-}
-
-const std::string s_ksUploadType = "Content-Type: multipart/form-data; boundary=b\r\n";
-const std::string s_ksPart = "--b\r\nContent-Disposition: form-data; name=f; filename=f\r\n\r\n";
-const std::string s_ksUpload = s_ksPart + std::string(200000, 'x') + "\r\n--b--\r\n";
-
-std::string get(const std::string& sTarget) {
-    return "GET " + sTarget + " HTTP/1.1\r\nHost: h\r\n\r\n";
-}
-
-/// What one client does on one connection; the answer it must get, or null when it does not wait for one.
-struct Behaviour {
-    std::string sSend;
-    const char* pExpected;
-};
-
-const Behaviour s_tBehaviours[] = {
-    {get("/a"), "HTTP/1.1 200"},
-    {get("/?missing"), "HTTP/1.1 404"},
-    {get("/?throw"), "HTTP/1.1 500"},
-    {get("/.hidden"), "HTTP/1.1 400"},
-    {get("/a") + get("/b") + get("/?missing"), "HTTP/1.1 200"},
-    {"PUT / HTTP/1.1\r\nHost: h\r\nContent-Length: 0\r\n\r\n", "HTTP/1.1 400"},
-    {"no request at all\r\n\r\n", "HTTP/1.1 400"},
-    {post("Content-Length: 5\r\n", "hello"), "HTTP/1.1 200"},
-    {post("Transfer-Encoding: chunked\r\n", "5\r\nhello\r\n0\r\n\r\n"), "HTTP/1.1 200"},
-    {post("Content-Length: 100000\r\n", std::string(100000, 'x')), "HTTP/1.1 200"},
-    {post("Content-Length: 10485760\r\n", std::string(70000, 'x')), "HTTP/1.1 413"},
-    {post("Transfer-Encoding: chunked\r\n", "5\r\nhel"), nullptr},
-    {post("Content-Length: 100000\r\n", "cut off"), nullptr},
-    {post(s_ksUploadType + "Content-Length: " + std::to_string(s_ksUpload.size()) + "\r\n", s_ksUpload),
-     "HTTP/1.1 200"},
-    {post(s_ksUploadType + "Content-Length: 70000\r\n", s_ksPart + std::string(70000 - s_ksPart.size(), 'x')),
-     "HTTP/1.1 400"},
-    {post(s_ksUploadType + "Content-Length: 900000\r\n", s_ksPart + std::string(70000, 'x')), nullptr},
-    {get("/?long"), nullptr},
-    {"GET /unfinished HTTP/1.1\r\nHo", nullptr},
-};
-
-void behave(const SocketAddress& rServer, const Behaviour& r) {
+void behave(const SocketAddress& rServer, const ConnectionRecord& r) {
     Client tClient(rServer);
-    tClient.send(r.sSend);
-    if (!r.pExpected) return;  // closes with the answer, if any, unread: a reset for the server
-    EXPECT_TRUE(tClient.readUntil("\r\n\r\n").starts_with(r.pExpected)) << r.sSend.substr(0, 60);
+    tClient.send(r.sBytes);
+    if (r.tAnswers.empty()) return;  // closes with the answer, if any, unread: a reset for the server
+    EXPECT_TRUE(tClient.readUntil("\r\n\r\n").starts_with("HTTP/1.1 " + r.tAnswers[0])) << r.sTitle;
 }
 
-/// What slow clients begin with; a byte follows now and then.
-const std::string s_ksSlowStarts[] = {
-    "GET /slow HTTP/1.1\r\nX: ", post("Content-Length: 10000\r\n", ""),
-    post("Content-Length: 10000000\r\n", std::string(70000, 'x')),
-    get("/?long") + get("/?long"),  // and takes no answer
-};
-
-void drip(const SocketAddress& rServer, const std::string& sStart) {
+void drip(const SocketAddress& rServer, const ConnectionRecord& r) {
     Client tClient(rServer);
-    tClient.send(sStart);
-    for (int n = 0; n < 50 && !(sStart.starts_with("POST") && tClient.hasInput(0)); ++n) {
+    tClient.send(r.sBytes);
+    for (int n = 0; n < 50 && !(r.sBytes.starts_with("POST") && tClient.hasInput(0)); ++n) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
         tClient.send("x");
     }
@@ -134,15 +88,17 @@ std::chrono::milliseconds duration() {
 }
 
 void loadFor(std::chrono::milliseconds tDuration, const SocketAddress& rServer) {
+    static const auto s_tQuick = test::readConnectionRecords(TEST_LOAD "/quick");
+    static const auto s_tSlow = test::readConnectionRecords(TEST_LOAD "/slow");
     const auto tEnd = std::chrono::steady_clock::now() + tDuration;
     std::vector<std::jthread> tClients;
     for (std::size_t nClient = 0; nClient < 64; ++nClient)
         tClients.emplace_back([&, nClient] {
             for (std::size_t n = nClient; std::chrono::steady_clock::now() < tEnd; ++n)
                 if (nClient % 4 != 0)
-                    behave(rServer, s_tBehaviours[n % std::size(s_tBehaviours)]);
+                    behave(rServer, s_tQuick[n % s_tQuick.size()]);
                 else
-                    drip(rServer, s_ksSlowStarts[nClient / 4 % std::size(s_ksSlowStarts)]);
+                    drip(rServer, s_tSlow[nClient / 4 % s_tSlow.size()]);
         });
 }
 

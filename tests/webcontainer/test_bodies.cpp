@@ -63,24 +63,11 @@ TEST(Bodies, ArriveWholeWhateverTheirLengthFramingAndReading) {
             nPiece = nRead;
             for (const std::string& sRequest : {declared(sBody), post(s_ksChunked, chunked(sBody, 13)),
                                                 post(s_ksChunked, chunked(sBody, 70000))}) {
-                tClient.send(sRequest);
-                const std::string sResponse = tClient.readResponse();
-                ASSERT_EQ(sResponse.substr(sResponse.find("\r\n\r\n") + 4), sBody)
-                    << nLength << " by " << nRead;
+                tClient.send(sRequest + sRequest);  // of which the first one may take nothing from the second
+                for (int n = 0; n < 2; ++n)
+                    ASSERT_THAT(tClient.readResponse(), testing::EndsWith("\r\n\r\n" + sBody))
+                        << nLength << " by " << nRead;
             }
-        }
-    }
-}
-
-TEST(Bodies, ArriveInAnyPieces) {
-    Server tServer([](Request& r, Response& rResponse) { answer(rResponse, readBody(r)); }, smallLimits());
-    const std::string sBody = pattern(150);
-    for (const std::string& sRequest : {declared(sBody), post(s_ksChunked, chunked(sBody, 60))}) {
-        for (std::size_t n = 1; n < sRequest.size(); n += 3) {
-            Client tClient(tServer);
-            tClient.send(sRequest.substr(0, n));
-            tClient.send(sRequest.substr(n));
-            ASSERT_THAT(tClient.readResponse(), testing::EndsWith("\r\n\r\n" + sBody)) << n;
         }
     }
 }
@@ -203,17 +190,6 @@ TEST(Bodies, AMalformedChunkHasOneReasonBeforeTheRequestRunsAndWhileItDoes) {
         tClient.send(sChunks);
         EXPECT_THAT(tClient.readAll(), testing::EndsWith(pAnswer));
     }
-}
-
-TEST(Bodies, AFailureBehindTheHeadCutsTheConnection) {
-    Server tServer([](Request&, Response& r) {
-        r.setStatusCode(200);
-        r.commitHeaders();
-        r.writeToBody("half", 4);
-        throw std::runtime_error("too late");
-    });
-    for (const char* pRequest : {"GET / HTTP/1.1\r\nHost: h\r\n\r\n", "GET / HTTP/1.0\r\n\r\n"})
-        EXPECT_THAT(ask(tServer, pRequest), HasSubstr("<reset>"));
 }
 
 TEST(Bodies, ASlowSenderIsCutOffByTheMinimumRate) {

@@ -202,27 +202,9 @@ TEST(Connections, EveryPhaseHasItsDeadline) {
     }
     // Drops do not buy time: the deadline is that of the whole head.
     Client tClient(tServer);
-    std::string sSent;
     for (int n = 0; n < 30; ++n, std::this_thread::sleep_for(5ms))
         tClient.send("G");
     EXPECT_THAT(tClient.readAll(), testing::AnyOf(StartsWith("HTTP/1.1 408"), "<reset>"));
-}
-
-TEST(Connections, BeyondTheLimitClientsWait) {
-    webcontainer::Limits tLimits = quickLimits();
-    tLimits.nMaxConnections = 2;
-    Server tServer([](Request&, Response& r) { answer(r, "ok"); }, tLimits);
-    std::optional<Client> tFirst(tServer);
-    Client tSecond(tServer);
-    for (Client* p : {&*tFirst, &tSecond}) {
-        p->send(s_ksGet);
-        EXPECT_THAT(p->readResponse(), HasSubstr("ok"));
-    }
-    Client tThird(tServer);
-    tThird.send(s_ksGet);
-    EXPECT_FALSE(tThird.hasInput(50));
-    tFirst.reset();
-    EXPECT_THAT(tThird.readResponse(), HasSubstr("ok"));
 }
 
 TEST(Connections, WithoutDescriptorsAcceptingPausesAndRecovers) {
@@ -308,8 +290,7 @@ TEST(Connections, AKeptConnectionAllocatesNothing) {
 
 TEST(Connections, ManyClientsAtOnceAreAllServed) {
     Server tServer([](Request& r, Response& rResponse) { answer(rResponse, readBody(r)); }, quickLimits(), 8);
-    std::vector<std::thread> tThreads;
-    std::atomic<int> nRight = 0;
+    std::deque<std::jthread> tThreads;
     for (int nThread = 0; nThread < 8; ++nThread)
         tThreads.emplace_back([&, nThread] {
             for (int nConnection = 0; nConnection < 20; ++nConnection) {
@@ -319,13 +300,10 @@ TEST(Connections, ManyClientsAtOnceAreAllServed) {
                     const std::string sHead = "POST / HTTP/1.1\r\nHost: h\r\nContent-Length: ";
                     tClient.send(sHead + std::to_string(sBody.size()));
                     tClient.send("\r\n\r\n" + sBody);
-                    if (tClient.readResponse().ends_with("\r\n\r\n" + sBody)) ++nRight;
+                    EXPECT_THAT(tClient.readResponse(), testing::EndsWith("\r\n\r\n" + sBody));
                 }
             }
         });
-    for (std::thread& r : tThreads)
-        r.join();
-    EXPECT_EQ(nRight, 1600);
 }
 
 }  // namespace
