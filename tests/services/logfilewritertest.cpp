@@ -6,7 +6,6 @@
 #include <chrono>
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string>
 #include <thread>
 
@@ -23,15 +22,7 @@ void write(LogFileWriter& rWriter, std::wstring_view sText) {
     rWriter.write({kSevInfo, "test.source", sText, {L"f.cpp", 12}});
 }
 
-std::vector<std::string> lines(const std::string& sText) {
-    std::vector<std::string> tLines;
-    std::istringstream tStream(sText);
-    for (std::string sLine; std::getline(tStream, sLine);)
-        tLines.push_back(sLine);
-    return tLines;
-}
-
-class LogFile : public testing::Test {
+class LogFile : public Test {
 protected:
     LogFileSettings settings(EFormat eFormat = EFormat::kText, std::size_t nMaxBytes = 0) const {
         return {m_tDirectory.path("x.log"), eFormat, nMaxBytes, 2};
@@ -43,14 +34,21 @@ protected:
         return m_tDirectory.read("x.log");  // the writer is still open: every entry is flushed
     }
 
+    std::vector<std::string> lines(const char* pName) const {
+        std::ifstream tFile(m_tDirectory.path(pName));
+        std::vector<std::string> tLines;
+        for (std::string sLine; std::getline(tFile, sLine);)
+            tLines.push_back(sLine);
+        return tLines;
+    }
+
     test::TemporaryDirectory m_tDirectory;
 };
 
 TEST_F(LogFile, HasOneReadableLinePerEntry) {
     EXPECT_THAT(logged(EFormat::kText, L"caf\u00E9 100%"),
-                testing::MatchesRegex(
-                    "20[0-9][0-9]-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}Z "
-                    "info test\\.source \\[[0-9]+\\] caf\xC3\xA9 100% \\(f\\.cpp:12\\)\n"));
+                MatchesRegex("20[0-9][0-9]-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}Z "
+                             "info test\\.source \\[[0-9]+\\] caf\xC3\xA9 100% \\(f\\.cpp:12\\)\n"));
 }
 
 TEST_F(LogFile, LetsNoTextForgeALine) {
@@ -62,7 +60,7 @@ TEST_F(LogFile, LetsNoTextForgeALine) {
             "] a\\nb\\r\\tc\\\\n\\x00\\x1B\\x7F\\x85\\x9F\xC2\xA0\\u2028\\u2029\xEF\xBF\xBD\xEF\xBF\xBD "
             "(f.cpp:12)\n"));
     const std::string sJson = logged(EFormat::kJson, sHostile);
-    EXPECT_THAT(lines(sJson), SizeIs(1));
+    EXPECT_THAT(lines("x.log"), SizeIs(1));
     EXPECT_TRUE(std::all_of(sJson.begin(), sJson.end() - 1, [](char c) { return c >= 0x20 && c < 0x7F; }))
         << sJson;
     const auto tObject = nlohmann::json::parse(sJson);
@@ -86,7 +84,7 @@ TEST_F(LogFile, RotatesBeforeItGrowsTooLarge) {
         EXPECT_LE(std::filesystem::file_size(m_tDirectory.path(pName)), 1000u) << pName;
     EXPECT_GT(std::filesystem::file_size(m_tDirectory.path("x.1.log")), 800u);
     EXPECT_THAT(m_tDirectory.read("x.3.log"), "");
-    EXPECT_THAT(lines(m_tDirectory.read("x.log")).back(), HasSubstr("] 99 ("));
+    EXPECT_THAT(lines("x.log").back(), HasSubstr("] 99 ("));
 }
 
 TEST_F(LogFile, IsReopenedUnderItsNameOnceItCanBe) {
@@ -97,13 +95,12 @@ TEST_F(LogFile, IsReopenedUnderItsNameOnceItCanBe) {
     std::filesystem::create_directory(m_tDirectory.path("x.log"));
     tWriter.reopen();
     write(tWriter, L"two");
-    EXPECT_THAT(
-        lines(m_tDirectory.read("old.log")),
-        ElementsAre("before", HasSubstr("one"), HasSubstr(" error services.log ["), HasSubstr("two")));
+    EXPECT_THAT(lines("old.log"), ElementsAre("before", HasSubstr("one"), HasSubstr(" error services.log ["),
+                                              HasSubstr("two")));
     std::filesystem::remove(m_tDirectory.path("x.log"));
     tWriter.reopen();
     write(tWriter, L"three");
-    EXPECT_THAT(lines(m_tDirectory.read("x.log")), ElementsAre(HasSubstr("three")));
+    EXPECT_THAT(lines("x.log"), ElementsAre(HasSubstr("three")));
 }
 
 TEST_F(LogFile, MustBeWritableAtTheStart) {
@@ -128,8 +125,8 @@ TEST_F(LogFile, OutlivesARotationWithoutAFreeDescriptor) {
     setrlimit(RLIMIT_NOFILE, &tLimit);
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     write(tWriter, L"back again");
-    const auto tLines = lines(m_tDirectory.read("x.log"));
-    ASSERT_THAT(tLines, SizeIs(testing::Ge(2u)));
+    const auto tLines = lines("x.log");
+    ASSERT_THAT(tLines, SizeIs(Ge(2u)));
     EXPECT_THAT(tLines[tLines.size() - 2],
                 ContainsRegex("warning services.log .* 1[0-9][0-9] entries were lost"));
     EXPECT_THAT(tLines.back(), HasSubstr("back again"));
@@ -144,7 +141,8 @@ TEST_F(LogFile, KeepsLinesWholeWhenManyThreadsWrite) {
         };
         test::onThreads(4, fWrite, [&tWriter] { tWriter.reopen(); });
     }
-    const auto tLines = lines(m_tDirectory.read("x.1.log") + m_tDirectory.read("x.log"));
+    std::vector<std::string> tLines = lines("x.1.log");
+    std::ranges::copy(lines("x.log"), std::back_inserter(tLines));
     EXPECT_THAT(tLines, SizeIs(200));
     for (const std::string& sLine : tLines)
         EXPECT_EQ(nlohmann::json::parse(sLine)["text"], std::string(200, 'x'));

@@ -106,8 +106,9 @@ ResponseProvider::EResponseCode ResponseProvider::transmit(std::string_view sByt
         return fail(kRCError, kSevError, "the body is not as long as announced");
     m_rContext.rBuffers.tWire.clear();
     if (m_eState == EState::kHeld) beginHead(sBytes.size(), bFinal);
-    m_nWritten += sBytes.size();
-    return send(isBodySent() ? sBytes : std::string_view(), bFinal);
+    const EResponseCode eCode = send(isBodySent() ? sBytes : std::string_view(), bFinal);
+    m_nWritten += sBytes.size();  // not before: what ran out of memory may be tried again
+    return eCode;
 }
 
 /// Sends what stands in the wire buffer, then the bytes with their framing.
