@@ -3,6 +3,8 @@
 #include <unicode/ucnv.h>
 
 #include <algorithm>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -166,6 +168,11 @@ TEST(Transcoding, ReplacesWhatTheBytesCannotMean) {
         EXPECT_EQ(toUtf8(decoded(r.pCharset, r.sBytes)), toUtf8(r.sText)) << toUtf8(r.pCharset);
 }
 
+std::vector<std::wstring> words(const wchar_t* pText) {
+    std::wistringstream tText(pText);
+    return {std::istream_iterator<std::wstring, wchar_t>(tText), {}};
+}
+
 TEST(CharacterSet, KeepsTheLabelAsItWasAskedFor) {
     EXPECT_EQ(CharacterSet::find(L"utf-8"), CharacterSet::utf8());
     for (const wchar_t* const pLabel : {L"UTF-8", L"utf8", L"latin1", L"ISO_8859-1:1987", L"KOI8.R+"})
@@ -191,33 +198,15 @@ TEST(CharacterSet, IsTheSameByAnyOfItsLabels) {
 }
 
 TEST(CharacterSet, RefusesLabelsThatNameNothingOrNothingForHttp) {
-    const std::wstring kpLabels[] = {
-        L"",
-        L"no-such-charset",
-        std::wstring(10000, L'x'),
-        L"utf-8\n",
-        L"utf-8,x",
-        {-23},
-        L"../iso88591",
-        L"\u00FCtf-8",
-        L"utf 8",
-        L"koi8-r\";=",
-        L"(utf8\";",
-        L"utf-7",
-        L"imap-mailbox-name",
-        L"ibm-037",
-        L"ibm-930",
-        L"cp803",
-        L"ebcdic-cp-us",
-        L"scsu",
-        L"bocu-1",
-        L"hz-gb-2312",
-        L"lmbcs-1",
-        L"x11-compound-text",
-        L"x-iscii-de",
-        L"COMPOUND_TEXT",
-    };
-    for (const std::wstring& sLabel : kpLabels)
+    auto tLabels = words(
+        L"no-such-charset utf-8,x ../iso88591 \u00FCtf-8 koi8-r\";= (utf8\"; utf-7 ibm-037 ibm-930 "
+        L"imap-mailbox-name cp803 ebcdic-cp-us scsu bocu-1 hz-gb-2312 lmbcs-1 x-iscii-de "
+        L"x11-compound-text COMPOUND_TEXT");
+    for (const wchar_t* const pLabel : {L"", L"utf-8\n", L"utf 8"})
+        tLabels.emplace_back(pLabel);
+    tLabels.emplace_back(10000, L'x');
+    tLabels.emplace_back(1, wchar_t{-23});
+    for (const std::wstring& sLabel : tLabels)
         EXPECT_THROW(CharacterSet::find(sLabel), CharacterSet::UnknownCharset) << toUtf8(sLabel);
 }
 
@@ -245,17 +234,15 @@ TEST(CharacterSet, MeansByTheLabelsOfClientsWhatBrowsersDo) {
         EXPECT_EQ(hCharset->getEncodingLabel(), r.pLabel);
         EXPECT_EQ(decoded(hCharset, r.sBytes), r.pText) << toUtf8(r.pLabel);
     }
-    for (const wchar_t* const pLabel :
-         {L"866",        L"l2",      L"l3",     L"l4",        L"cyrillic",        L"arabic",
-          L"greek",      L"visual",  L"l6",     L"iso885913", L"iso885914",       L"l9",
-          L"koi",        L"koi8-ru", L"mac",    L"cp1250",    L"cp1251",          L"cp1253",
-          L"cp1255",     L"cp1256",  L"cp1257", L"cp1258",    L"x-mac-ukrainian", L"x-euc-jp",
-          L"csiso2022jp"})
-        EXPECT_NO_THROW(CharacterSet::findForClient(pLabel)) << toUtf8(pLabel);
-    for (const wchar_t* const pLabel :
-         {L"", L"8859-2", L"utf-8 utf8", L"no-such", L"utf-32", L"ibm-1252", L"utf-7", L"iso-2022-kr",
-          L"hz-gb-2312", L"x-user-defined", L"iso-8859-16"})
-        EXPECT_THROW(CharacterSet::findForClient(pLabel), CharacterSet::UnknownCharset) << toUtf8(pLabel);
+    for (const std::wstring& sLabel :
+         words(L"866 l2 l3 l4 cyrillic arabic greek visual l6 iso885913 iso885914 l9 koi koi8-ru mac cp1250 "
+               L"cp1251 "
+               L"cp1253 cp1255 cp1256 cp1257 cp1258 x-mac-ukrainian x-euc-jp csiso2022jp"))
+        EXPECT_NO_THROW(CharacterSet::findForClient(sLabel)) << toUtf8(sLabel);
+    for (const std::wstring& sLabel : words(L"8859-2 no-such utf-32 ibm-1252 utf-7 iso-2022-kr hz-gb-2312 "
+                                            L"x-user-defined iso-8859-16 replacement"))
+        EXPECT_THROW(CharacterSet::findForClient(sLabel), CharacterSet::UnknownCharset) << toUtf8(sLabel);
+    EXPECT_THROW(CharacterSet::findForClient(L"utf-8 utf8"), CharacterSet::UnknownCharset);
 }
 
 }  // namespace
