@@ -6,7 +6,7 @@
 
 #include "admin/adminserver.h"
 #include "admin/metricspage.h"
-#include "admin/statustexts.h"
+#include "admin/shownnumbers.h"
 #include "testserver.h"
 
 namespace test {

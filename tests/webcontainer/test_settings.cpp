@@ -3,7 +3,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "http/statustext.h"
+#include "http/reasonphrase.h"
 #include "log/containerlog.h"
 #include "process/configurationnames.h"
 #include "process/containersettings.h"

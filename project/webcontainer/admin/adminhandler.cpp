@@ -6,7 +6,7 @@
 
 #include "admin/metricspage.h"
 #include "admin/statuspage.h"
-#include "http/headrules.h"
+#include "http/fieldtext.h"
 #include "requests/requestid.h"
 #include "zq/foundation/stringbuffer.h"
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "connections/container.h"
+#include "connections/containeroptions.h"
 #include "zq/services/configreader.h"
 
 namespace webcontainer {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "admin/statustexts.h"
+#include "admin/shownnumbers.h"
 #include "zq/services/performancecounters.h"
 
 namespace webcontainer {

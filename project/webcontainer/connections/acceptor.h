@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <deque>
 
-#include "base/containerlimits.h"
+#include "base/limits.h"
 #include "connections/connectiontable.h"
 #include "connections/poller.h"
 #include "sockets/listener.h"

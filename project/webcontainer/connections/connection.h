@@ -7,7 +7,19 @@
 
 #include "connections/ownership.h"
 #include "http/requestinput.h"
-#include "requests/servervariables.h"
+#include "sockets/connectionends.h"
+
+// The life of a connection:
+//
+//     accepted -> kFresh --+                         .--- the rest has come ---- kHead, kBody
+//                          |--- a byte has come ---> kServing --- incomplete ------^
+//                kIdle ----+                         |  |  |
+//                  ^---------- answered, kept -------'  |  `--- last response sent ---> kLinger
+//                                                       `--- aborted ---.                  |
+//                  any deadline, or the client's end -----------------> closed <-----------'
+//
+// In kServing it belongs to a worker; in every other phase it waits in the poller and belongs to whoever
+// claims it first (Ownership): a worker with an event, or the sweeper when its deadline has passed.
 
 namespace webcontainer {
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <memory>
 
-#include "base/containerlimits.h"
+#include "base/limits.h"
 #include "connections/connection.h"
 #include "connections/poller.h"
 

@@ -7,27 +7,17 @@
 #include <thread>
 #include <vector>
 
-#include "base/containerlimits.h"
 #include "base/filedescriptor.h"
+#include "base/limits.h"
 #include "base/statistics.h"
 #include "connections/acceptor.h"
 #include "connections/connectiontable.h"
+#include "connections/containeroptions.h"
 #include "connections/poller.h"
 #include "connections/worker.h"
 #include "requests/requesthandler.h"
 
 namespace webcontainer {
-
-/// Where and with how many threads a container serves.
-struct ContainerOptions {
-    std::vector<ListenAddress> tListen;
-    mode_t nUnixSocketMode = 0660;  ///< of the files of unix sockets
-    TrustedProxies tTrustedProxies;
-    unsigned nWorkers = 1;
-    Limits tLimits;
-    /// Called by the thread that enforces the deadlines, after each time that it has done so: a sign of life.
-    std::function<void()> fAlive = [] {};
-};
 
 /// The front end: listening sockets, their connections, and the threads that serve them.
 ///

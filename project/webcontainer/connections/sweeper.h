@@ -1,11 +1,8 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
-#include "connections/acceptor.h"
-#include "connections/connectiontable.h"
-#include "connections/worker.h"
+#include "connections/shared.h"
 #include "requests/requestcontext.h"
 #include "requests/requestrunner.h"
 

@@ -1,6 +1,6 @@
 #include "http/errorpage.h"
 
-#include "http/statustext.h"
+#include "http/reasonphrase.h"
 
 namespace webcontainer {
 

@@ -1,7 +1,5 @@
 #include "http/headrules.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -11,6 +9,7 @@
 
 #include "http/authority.h"
 #include "http/byteclass.h"
+#include "http/fieldtext.h"
 
 namespace webcontainer {
 
@@ -21,22 +20,6 @@ std::size_t measureScheme(std::string_view sTarget) {
     for (const std::string_view sScheme : {"http://", "https://"})
         if (equalsNoCase(sTarget.substr(0, sScheme.size()), sScheme)) return sScheme.size();
     return 0;
-}
-
-std::string_view trim(std::string_view s) {
-    const std::size_t nFrom = s.find_first_not_of(" \t");
-    if (nFrom == std::string_view::npos) return {};
-    return s.substr(nFrom, s.find_last_not_of(" \t") - nFrom + 1);
-}
-
-/// Calls f with each element of a list (RFC 9110 section 5.6.1), the empty ones too.
-template <class F>
-void forEachElement(std::string_view sList, F f) {
-    for (std::size_t nComma; (nComma = sList.find(',')) != std::string_view::npos;) {
-        f(trim(sList.substr(0, nComma)));
-        sList.remove_prefix(nComma + 1);
-    }
-    f(trim(sList));
 }
 
 /// One head under inspection.
@@ -208,10 +191,6 @@ Refusal HeadCheck::checkConnection() {
 }
 
 }  // namespace
-
-bool equalsNoCase(std::string_view a, std::string_view b) noexcept {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
 
 Refusal checkHead(const char* pBegin, RequestHead& rHead) {
     HeadCheck tCheck(pBegin, rHead);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string_view>
-
 #include "http/requesthead.h"
 
 namespace webcontainer {
@@ -13,8 +11,5 @@ namespace webcontainer {
 /// sets what follows from them: authority, path, query, framing and its length, what the client expects and
 /// whether it keeps the connection.
 Refusal checkHead(const char* pBegin, RequestHead& rHead);
-
-/// Compares ASCII text without regard to case.
-bool equalsNoCase(std::string_view a, std::string_view b) noexcept;
 
 }  // namespace webcontainer

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/containerlimits.h"
+#include "base/limits.h"
 #include "http/byteclass.h"
 #include "http/fieldscanner.h"
 #include "http/requesthead.h"

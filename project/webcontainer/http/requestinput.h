@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-#include "base/containerlimits.h"
+#include "base/limits.h"
 #include "http/requesthead.h"
 #include "http/requestparser.h"
 

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "base/containerlimits.h"
+#include "base/limits.h"
 #include "http/chunkdecoder.h"
 #include "http/headscanner.h"
 #include "http/requesthead.h"

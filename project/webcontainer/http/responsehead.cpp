@@ -5,8 +5,8 @@
 #include <string>
 
 #include "http/byteclass.h"
-#include "http/headrules.h"
-#include "http/statustext.h"
+#include "http/fieldtext.h"
+#include "http/reasonphrase.h"
 
 namespace webcontainer {
 

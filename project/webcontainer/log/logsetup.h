@@ -15,8 +15,7 @@ namespace webcontainer {
 ///     Log/MaxBytes  0        the file is rotated before it grows beyond that; 0: never
 ///     Log/MaxFiles  5        rotated files that are kept
 ///     Log/Level     "info"   the least severity written: debug, infominor, info, warning or error
-///     Log/Sources   (empty)  a table: the least severity of single sources, such as
-///     "kiv.httpserver.response"
+///     Log/Sources   (empty)  a table: the least severity of single sources, "kiv.httpserver.response" say
 ///
 /// A reload takes up Level and Sources; the others need a restart.
 class LogSetup {

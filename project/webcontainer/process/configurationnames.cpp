@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "base/containerlimits.h"
+#include "base/limits.h"
 #include "process/nearestname.h"
 #include "zq/foundation/utf8text.h"
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "connections/container.h"
+#include "connections/containeroptions.h"
 #include "zq/services/configreader.h"
 
 namespace webcontainer {
@@ -13,7 +13,7 @@ namespace webcontainer {
 ///     WebContainer/UnixSocketMode   "0660"             who may connect to unix sockets, as chmod(1) reads it
 ///     WebContainer/TrustedProxies   ""                 networks of reverse proxies, see below
 ///     WebContainer/Workers          16 for each core   threads: applications block, a waiting one is cheap
-///     WebContainer/...              the limits of containerlimits.h
+///     WebContainer/...              the limits of limits.h
 ///     Features/<name>               true or false      switches of the response, such as
 ///                                                      "HTTPFeatures.rfc2047Headers"
 ///

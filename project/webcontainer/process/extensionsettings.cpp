@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "http/headrules.h"
+#include "http/fieldtext.h"
 #include "log/containerlog.h"
 #include "process/nearestname.h"
 #include "zq/foundation/utf8text.h"

@@ -2,9 +2,9 @@
 
 #include <cstddef>
 
-#include "base/containerlimits.h"
+#include "base/limits.h"
 #include "http/requestinput.h"
-#include "requests/bodyerrors.h"
+#include "requests/bodyerror.h"
 #include "sockets/clientsocket.h"
 
 namespace webcontainer {

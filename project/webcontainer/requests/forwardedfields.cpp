@@ -2,19 +2,11 @@
 
 #include <algorithm>
 
-#include "http/headrules.h"
+#include "http/fieldtext.h"
 
 namespace webcontainer {
 
 namespace {
-
-constexpr std::string_view s_ksSpace = " \t";
-
-std::string_view trim(std::string_view s) {
-    const std::size_t nBegin = s.find_first_not_of(s_ksSpace);
-    if (nBegin == std::string_view::npos) return {};
-    return s.substr(nBegin, s.find_last_not_of(s_ksSpace) + 1 - nBegin);
-}
 
 template <class F>
 void forEachField(const RequestInput& rInput, std::string_view sName, F f) {

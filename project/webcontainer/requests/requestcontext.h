@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "base/containerlimits.h"
+#include "base/limits.h"
 #include "base/statistics.h"
 #include "http/datecache.h"
 #include "http/requestinput.h"
@@ -14,6 +14,17 @@
 #include "requests/requestid.h"
 #include "requests/servervariables.h"
 #include "sockets/clientsocket.h"
+
+// The life of a request, all of it on one worker:
+//
+//     socket -> Worker -> RequestInput::advance() is kReady -> RequestRunner::run()
+//       RequestWatch begins ............................ counted; at its end counted out and logged
+//         RequestProvider, ResponseProvider -> RequestHandler -> module -> application
+//           the body:     BodyReader: first what RequestInput has received, then the socket
+//           the response: the head is held back ... first bytes: both sent with one call ... endResponse()
+//       it ended ........ kKeep: the next request | kClose | kLinger: what still comes is dropped
+//       it was cut off .. kAbort: a reset, so that the client can tell
+//       it was refused .. RequestRunner::refuse() answers in the application's place, then kLinger
 
 namespace webcontainer {
 

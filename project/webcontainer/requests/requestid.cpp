@@ -8,7 +8,7 @@
 #include <iterator>
 
 #include "base/monotonicclock.h"
-#include "http/headrules.h"
+#include "http/fieldtext.h"
 
 namespace webcontainer {
 

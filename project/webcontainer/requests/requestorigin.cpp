@@ -1,7 +1,7 @@
 #include "requests/requestorigin.h"
 
 #include "http/authority.h"
-#include "http/headrules.h"
+#include "http/fieldtext.h"
 
 namespace webcontainer {
 

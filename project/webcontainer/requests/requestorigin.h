@@ -6,17 +6,9 @@
 
 #include "http/requestinput.h"
 #include "requests/forwardedfields.h"
-#include "sockets/socketaddress.h"
-#include "sockets/trustedproxies.h"
+#include "sockets/connectionends.h"
 
 namespace webcontainer {
-
-/// The two ends of a connection.
-struct ConnectionEnds {
-    SocketAddress tClient;
-    unsigned nServerPort = 0;
-    const TrustedProxies* pTrusted = nullptr;  ///< null unless tClient is one of them
-};
 
 /// Who asks, and by which way: what the connection shows or, where a trusted proxy is at its other end, what
 /// the proxy says. Found when somebody first asks.

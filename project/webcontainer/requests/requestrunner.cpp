@@ -3,9 +3,9 @@
 #include <limits>
 
 #include "base/monotonicclock.h"
-#include "http/statustext.h"
+#include "http/reasonphrase.h"
 #include "log/containerlog.h"
-#include "requests/bodyerrors.h"
+#include "requests/bodyerror.h"
 #include "requests/requestprovider.h"
 #include "requests/requestwatch.h"
 #include "requests/responseprovider.h"

@@ -4,7 +4,7 @@
 
 #include "base/monotonicclock.h"
 #include "http/errorpage.h"
-#include "http/statustext.h"
+#include "http/reasonphrase.h"
 #include "log/containerlog.h"
 
 namespace webcontainer {

@@ -25,9 +25,8 @@ namespace webcontainer {
 ///     HTTPS            "on" or "off"
 ///     REQUEST_ID       what the logs call the request by: 32 hexadecimal digits (see requestid.h)
 ///     HTTP_<NAME>      the header fields of that name, case aside and hyphens as underscores, joined by
-///     commas
-///                      (Cookie: by semicolons). A field with an underscore in its name cannot be asked for,
-///                      so that it cannot pass for another one.
+///                      commas (Cookie: by semicolons). A field with an underscore in its name cannot be
+///                      asked for, so that it cannot pass for another one.
 class ServerVariables {
 public:
     ServerVariables(RequestInput& rInput, const ConnectionEnds& rEnds, RequestOrigin& rOrigin,

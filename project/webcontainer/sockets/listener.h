@@ -12,8 +12,8 @@ namespace webcontainer {
 
 /// A listening socket, and what its end takes so that no client is lost:
 ///
-///     construction: clients can connect --- refuse(): no new ones can --- all who wait are accepted ---
-///     close()
+///     construction ------> refuse() ------> all who wait are accepted ------> close()
+///     clients can connect  no new ones can
 ///
 /// A socket that was handed over belongs to others too: refuse() and close() leave it as it is, and clients
 /// wait in it for the next server.

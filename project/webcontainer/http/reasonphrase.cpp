@@ -1,4 +1,4 @@
-#include "http/statustext.h"
+#include "http/reasonphrase.h"
 
 #include <algorithm>
 #include <iterator>

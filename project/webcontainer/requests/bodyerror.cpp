@@ -1,4 +1,4 @@
-#include "requests/bodyerrors.h"
+#include "requests/bodyerror.h"
 
 #include "zq/foundation/utf8text.h"
 

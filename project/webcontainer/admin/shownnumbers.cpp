@@ -1,4 +1,4 @@
-#include "admin/statustexts.h"
+#include "admin/shownnumbers.h"
 
 #include <charconv>
 #include <cmath>

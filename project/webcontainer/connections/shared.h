@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+
+#include "base/limits.h"
+#include "connections/acceptor.h"
+#include "connections/connectiontable.h"
+#include "connections/poller.h"
+#include "connections/waitingroom.h"
+#include "requests/requesthandler.h"
+#include "sockets/slowclients.h"
+
+namespace webcontainer {
+
+class AccessLog;
+
+/// What all workers share; everything outlives them.
+struct WorkerShared {
+    Poller& rPoller;
+    WaitingRoom& rWaitingRoom;
+    ConnectionTable& rConnections;
+    Acceptors& rAcceptors;
+    const std::function<void()>& rfAlive;  ///< to be called by the sweeping thread
+    RequestHandler& rHandler;
+    SlowClients& rSlowClients;
+    const Limits& rLimits;
+    const std::atomic<bool>& rbAnnounced;  ///< responses are the last of their connections
+    const std::atomic<bool>& rbDraining;   ///< connections without a request end
+    AccessLog* pAccessLog;                 ///< null: there is none
+    int nStopFd;                           ///< readable: workers return, and give up waiting for clients
+};
+
+}  // namespace webcontainer
