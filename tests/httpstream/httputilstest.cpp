@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <tuple>
+
 #include "support/recorders.h"
 #include "zq/foundation/i18nutils.h"
 
@@ -18,21 +20,23 @@ class Doubling final : public Transcoding {
 };
 
 TEST(HttpUtilsTest, ConvertsAndNamesTheParameterThatIsNotValid) {
+    const UniversalTranscoding tLatin1(CharacterSet::find(L"windows-1252"));
+    const Doubling tDoubling;
+    const std::tuple<const Transcoding&, const char*, std::wstring> tCases[] = {
+        {tLatin1, "\x80 1", L"\x20AC 1"},
+        {tDoubling, "12", L"1122"},
+        {I18NUtils::kUTF8, "\xE2\x82\xAC", L"\x20AC"},
+        {I18NUtils::kUTF8, "", L""},
+        {I18NUtils::kUTF8, "\x80 1", L"\xFFFD 1"},
+    };
     LogRecorder tLog(kSevDebug);
     ZQWString sResult;
-    const UniversalTranscoding tLatin1(CharacterSet::find(L"windows-1252"));
-    HttpUtils::convertHttpInputToUnicode(tLatin1, L"price", "\x80 1", sResult);
-    EXPECT_EQ(sResult, L"\x20AC 1");
-    HttpUtils::convertHttpInputToUnicode(Doubling(), L"price", "12", sResult);
-    EXPECT_EQ(sResult, L"1122");
-    HttpUtils::convertHttpInputToUnicode(I18NUtils::kUTF8, L"price", "\xE2\x82\xAC", sResult);
-    EXPECT_STREQ(sResult.c_str(), L"\x20AC");
-    EXPECT_EQ(sResult.length(), 1U);
-    HttpUtils::convertHttpInputToUnicode(I18NUtils::kUTF8, L"price", "", sResult);
-    EXPECT_TRUE(sResult.empty());
-    EXPECT_THAT(tLog.takeEntries(), IsEmpty());
-    HttpUtils::convertHttpInputToUnicode(I18NUtils::kUTF8, L"price", "\x80 1", sResult);
-    EXPECT_EQ(sResult, L"\xFFFD 1");
+    for (const auto& [rTranscoding, pRaw, sExpected] : tCases) {
+        EXPECT_THAT(tLog.takeEntries(), IsEmpty());
+        HttpUtils::convertHttpInputToUnicode(rTranscoding, L"price", pRaw, sResult);
+        EXPECT_EQ(sResult.view(), sExpected);
+        EXPECT_EQ(sResult.empty(), sExpected.empty());
+    }
     EXPECT_THAT(tLog.takeEntries(),
                 ElementsAre(EndsWith("The parameter \"price\" is not valid in its character set")));
 }

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
-#include <numeric>
-
 #include "support/multipartbody.h"
 
 namespace {
@@ -29,8 +27,6 @@ const std::string s_ksPadding256(256, ' ');
 const std::string s_ksMixed = "!The multipart body ends some of its lines in CRLF and some in LF alone.";
 
 const BodyCase s_tBodies[] = {
-    {"twoParts", "--b\r\nH: 1\r\n\r\nhi\r\n--b\r\nH: 2\r\n\r\n\r\nho\r\n\r\n--b--\r\n",
-     "{H=1}hi;{H=2}\r\nho\r\n;"},
     {"emptyContentAndNoHeaders", "--b\r\n\r\n\r\n--b\r\n\r\n--b\r\nH:\r\n\r\n\r\n--b--", "{};{};{H=};"},
     {"preambleAndEpilogue", "x--b\r\n--bx\r\n\r\n--b\r\n\r\nhi\r\n--b--\r\n\r\n--b\r\n\r\nno\r\n--b--",
      "{}hi;"},
@@ -45,7 +41,6 @@ const BodyCase s_tBodies[] = {
     {"lineEndsMixed", "--b\n\nhi\n--b\r\n\r\nho\r\n--b--\n", "{}hi;" + s_ksMixed},
     {"lineEndsMixedAtTheFirst", "x\n--b\r\n\r\nhi\r\n--b--", s_ksMixed},
     {"lineEndsMixedInHeaders", "--b\r\n\r\nhi\r\n--b\r\nH: 1\nI: 2\r\n\r\n\r\n--b--", "{}hi;" + s_ksMixed},
-    {"lineEndsMixedBehindHeaders", "--b\r\nH: 1\r\n\n\r\n\r\n--b--", s_ksMixed},
     {"lineEndsMixedAfterLineFeeds", "--b\nH: 1\n\r\n\n--b--", s_ksMixed},
     {"lineEndsInContent", "--b\r\n\r\n\r\n\r\r\r\n\n\r\r\n--b--", "{}\r\n\r\r\r\n\n\r;"},
     {"longerBoundaryNested", "--b\r\n\r\n--ba\r\n\r\nx\r\n--ba--\r\n--b--b\r\n--b--",
@@ -58,7 +53,6 @@ const BodyCase s_tBodies[] = {
     {"nothingBetweenDelimiters", "--b\r\n\r\nhi\r\n--b\r\n--b--\r\n", "{}hi;"},
     {"noParts", "--b--\r\n\r\n--b\r\n\r\nhi\r\n--b--", ""},
     {"noDelimiter", "hi\r\n--", ""},
-    {"nothing", "", ""},
     {"headers",
      "--b\r\ncontent-DISPOSITION :form-data; \r\n\tname=x\r\n  ;a \r\nCONTENT-type:\ttext/plain \r\nOther: "
      "a:b\r\n"
@@ -131,9 +125,8 @@ TEST(MultipartReaderTest, SkipsWhatIsNotReadAndStaysAtTheEnd) {
 TEST(MultipartReaderTest, TakesTheLowBytesOfUsableBoundaries) {
     EXPECT_EQ(read("--\xE9\r\n\r\nhi\r\n--\xE9--", L"\xE9", {knWhole}).describe(), "{}hi;");
     const std::string sUnusable = "!The multipart boundary is missing or has a line end in it.";
-    EXPECT_EQ(read("--\r\n\r\nhi\r\n----", L"", {knWhole}).describe(), sUnusable);
-    for (const wchar_t* pBoundary : {L"a\nb", L"a\rb", L"\x10A"})
-        EXPECT_EQ(read("--a\nb\n\nhi\n--a\nb--", pBoundary, {knWhole}).describe(), sUnusable);
+    for (const wchar_t* pBoundary : {L"", L"a\nb", L"a\rb", L"\x10A"})
+        EXPECT_EQ(read("--\n\nhi\n----", pBoundary, {knWhole}).describe(), sUnusable);
     const std::wstring sLongest(250, L'b');
     const std::string sBody = "--" + std::string(250, 'b') + "\n\nhi\n--" + std::string(250, 'b') + "--";
     EXPECT_EQ(read(sBody, ZQWString(sLongest), {1}).describe(), "{}hi;");
@@ -163,28 +156,17 @@ TEST(MultipartReaderTest, EnforcesEachLimitExactly) {
               "!Part 2 of the multipart body is no file and has more than 2 bytes.");
 }
 
-TEST(MultipartReaderTest, RepeatsAnErrorInTheBody) {
-    const std::string sBody = "--b\r\nA: 1\r\nB: 2\r\n\r\nhi\r\n--b--";
-    MultipartReader tReader(Handle<InputStream>(new PiecewiseInput(sBody)), L"b", {100, 1, 1});
-    HeadersN tHeaders;
-    for (int n = 0; n < 2; ++n)
-        EXPECT_THROW(tReader.nextPart(tHeaders), MultipartHeaderCountExceeded);
-}
-
 // The delimiter straddles the end of the reader's buffer in every way, among content that looks like it.
 TEST(MultipartReaderTest, FindsDelimitersAtTheEndOfItsBuffer) {
-    const std::string sNear = "\r\n--be";
     std::string sContent;
     while (sContent.size() < 131'000)
-        sContent += sNear;
+        sContent += "\r\n--be";
     for (std::size_t nSize = 65'500; nSize < 65'550; ++nSize)
         for (const std::size_t nPiece : {std::size_t{1500}, knWhole}) {
             sContent.resize(nSize + (nSize % 2) * 65'536);
-            const std::string sBody =
-                "--bd\r\n\r\n" + sContent + "\r\n--bd\r\n\r\n" + sContent + "\r\n--bd--";
-            const MultipartOutcome tOutcome = read(sBody, L"bd", {nPiece}, 100'000);
-            ASSERT_EQ(tOutcome.sError, "") << nSize;
-            EXPECT_TRUE(tOutcome.tContents == std::vector<std::string>(2, sContent)) << nSize;
+            const std::string sPart = "--bd\r\n\r\n" + sContent + "\r\n";
+            const auto tOutcome = read(sPart + sPart + "--bd--", L"bd", {nPiece}, 100'000);
+            EXPECT_TRUE(tOutcome == (MultipartOutcome{{{}, {}}, {sContent, sContent}, ""})) << nSize;
         }
 }
 
@@ -193,42 +175,37 @@ TEST(MultipartReaderTest, TakesTimeInProportionToTheBody) {
     constexpr std::size_t knNearBoundaries = 1'000'000, knParts = 100'000;
     std::string sContent, sParts;
     for (std::size_t n = 0; n < knNearBoundaries; ++n)
-        sContent += "\n--b  x";
-    sContent += "\n--b" + std::string(200'000, ' ');
+        sContent += "\r\n--b  x";
+    sContent += "\r\n--b" + std::string(200'000, ' ');
     for (std::size_t n = 0; n < knParts; ++n)
         sParts += "--b\r\n\r\nx\r\n";
-    const std::string sNear = "--b\r\n\r\n" + sContent + "\r\n--b--";
-    EXPECT_TRUE(read(sNear, L"b", {1}).tContents == std::vector<std::string>{sContent});
+    EXPECT_TRUE(read("--b\r\n\r\n" + sContent + "\r\n--b--", L"b", {1}).tContents == std::vector{sContent});
     EXPECT_EQ(read(sParts + "--b--", L"b", {1}, 512, {8192, 32, knParts}).tContents.size(), knParts);
 }
 
-/// No client chooses a boundary that its content has at the beginning of a line.
-std::string withoutDelimiters(const std::string& s, const std::string& sLineEnd) {
-    std::string sLines = sLineEnd + s;
-    for (std::size_t n; (n = sLines.find(sLineEnd + "--bcx")) != std::string::npos;)
-        sLines.erase(n + sLineEnd.size(), 1);
-    return sLines.substr(sLineEnd.size());
+/// "|" stands for "--bcx", but no client chooses a boundary that its content has at the beginning of a line.
+std::string content(const std::string& s, const std::string& sLineEnd) {
+    std::string sContent = sLineEnd;
+    for (const char c : s)
+        sContent += c != '|' ? std::string(1, c) : sContent.ends_with(sLineEnd) ? "-bcx" : "--bcx";
+    return sContent.substr(sLineEnd.size());
 }
 
 RC_GTEST_PROP(MultipartReaderTest, GivesBackWhatWasPutTogether, (bool bCrLf)) {
     const std::string sLineEnd = bCrLf ? "\r\n" : "\n";
-    const auto tWords = rc::gen::container<std::vector<std::string>>(
-        rc::gen::element<std::string>("\r", "\n", "--bcx", "-", "x", " \t"));
-    const auto tBytes = rc::gen::map(tWords, [](const std::vector<std::string>& rWords) {
-        return std::accumulate(rWords.begin(), rWords.end(), std::string());
-    });
+    const auto tBytes = rc::gen::container<std::string>(rc::gen::elementOf(std::string("\r\n|-x \t")));
     auto tContents = *rc::gen::container<std::vector<std::string>>(tBytes);
-    std::string sBody = withoutDelimiters(*tBytes, "\n") + sLineEnd;
+    std::string sBody = content(*tBytes, "\n") + sLineEnd;
     for (std::string& rsContent : tContents) {
-        rsContent = withoutDelimiters(rsContent, sLineEnd);
+        rsContent = content(rsContent, sLineEnd);
         sBody += "--bcx" + sLineEnd + "H: 1" + sLineEnd + sLineEnd + rsContent + sLineEnd;
     }
     sBody += "--bcx--";
     auto tPieces = *rc::gen::nonEmpty(
         rc::gen::container<std::vector<std::size_t>>(rc::gen::inRange<std::size_t>(1, 40)));
     const auto tOutcome = read(sBody, L"bcx", tPieces, *rc::gen::inRange<std::size_t>(1, 40));
-    RC_ASSERT(tOutcome.sError == "");
-    RC_ASSERT(tOutcome.tContents == tContents);
+    const std::vector<HeadersN> tHeaders(tContents.size(), {{"H", "1"}});
+    RC_ASSERT(tOutcome == (MultipartOutcome{tHeaders, tContents, ""}));
 }
 
 }  // namespace

@@ -63,13 +63,9 @@ std::size_t allocationsOfAChunk() {
     return tAllocations.getCount();
 }
 
-struct Use {
-    std::size_t nAllocations;
-    std::ptrdiff_t nPeakBytes;
-};
-
-/// What it takes to fill one record with two form fields of that many bytes, one after the other.
-Use useOfFields(std::size_t nBytes) {
+/// How many allocations, and how many bytes at once, it takes to fill one record with two form fields of that
+/// many bytes, one after the other.
+std::pair<std::size_t, std::size_t> useOfFields(std::size_t nBytes) {
     const std::string sField =
         "--X\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\n" + std::string(nBytes, 'x') + "\r\n";
     FakeRequestProvider tRequest;
@@ -87,9 +83,9 @@ Use useOfFields(std::size_t nBytes) {
 
 TEST(Allocations, FieldsNeedTheirBytesAndTheirTextOnce) {
     // One for the string that the conversion takes, one for the value.
-    EXPECT_EQ(useOfFields(511).nAllocations, useOfFields(1).nAllocations);
+    EXPECT_EQ(useOfFields(511).first, useOfFields(1).first);
     constexpr std::size_t knBytes = 11'000'000;  // no host has set a limit here
-    EXPECT_LT(useOfFields(knBytes).nPeakBytes, knBytes / 100 * (1 + sizeof(wchar_t)) * 101);
+    EXPECT_LT(useOfFields(knBytes).second, knBytes / 100 * (1 + sizeof(wchar_t)) * 101);
 }
 
 TEST(Allocations, LoggingTakesNoneWhileNobodyWantsIt) {
