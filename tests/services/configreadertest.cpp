@@ -116,10 +116,9 @@ TEST(ConfigReader, NamesThePlaceOfASyntaxError) {
 
 TEST(ConfigReader, SaysWhyAFileCannotBeRead) {
     const test::TemporaryDirectory tDirectory;
-    for (const auto& [sPath, sReason] : {std::pair(tDirectory.path("none.toml"), "No such file or directory"),
-                                         std::pair(tDirectory.path(), "Is a directory")})
-        EXPECT_EQ(errorOf([&] { ConfigReaderInstance::fromFile(sPath); }),
-                  sPath + ": the file cannot be read: " + sReason + "; name one that exists and may be read");
+    EXPECT_EQ(errorOf([&] { ConfigReaderInstance::fromFile(tDirectory.path()); }),
+              tDirectory.path() +
+                  ": the file cannot be read: Is a directory; name one that exists and may be read");
 }
 
 }  // namespace
