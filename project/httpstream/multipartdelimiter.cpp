@@ -10,7 +10,7 @@ constexpr std::string_view s_ksLf = "\n";
 
 /// The place of the two bytes at p in MultipartDelimiter::m_tPairs.
 std::size_t placeOfPair(const char* p) noexcept {
-    return static_cast<unsigned char>(p[0]) << 4 ^ static_cast<unsigned char>(p[1]);
+    return std::size_t{static_cast<unsigned char>(p[0])} << 4 ^ static_cast<unsigned char>(p[1]);
 }
 
 }  // namespace

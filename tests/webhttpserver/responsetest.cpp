@@ -212,7 +212,7 @@ TEST(Response, NthCallFailsForEveryNAndCode) {
         {2, "HttpResponseProviderError: Error in HttpResponseProvider."},
         {3, "ResponseTimeout: Active HTTP Response running for more than threshold value. Timedout"},
         {7, "HttpResponseProviderError: Error in HttpResponseProvider."}};
-    for (const std::size_t nResults : {2, 4})
+    for (const std::size_t nResults : {2u, 4u})
         for (std::size_t n = 0; n < nResults; ++n)
             for (const auto& [nCode, sException] : tCodes) {
                 SCOPED_TRACE(testing::Message() << n << ' ' << nCode);
@@ -344,8 +344,8 @@ std::string bodyWithoutMemory(const wchar_t* pCharset, std::size_t nText, std::s
 TEST(Response, FlushThatThrewHasSentOrKeptEachByte) {
     const DeafLogWriter tWriter;
     for (const wchar_t* const pCharset : {L"utf-8", L"unicode", L"utf-16", L"iso-2022-jp"})
-        for (const std::size_t nText : {1, 20000})
-            for (const std::size_t nBytes : {0, 1, 20000}) {
+        for (const std::size_t nText : {1u, 20000u})
+            for (const std::size_t nBytes : {0u, 1u, 20000u}) {
                 bool bThrown = false;
                 const std::string sWhole = bodyWithoutMemory(pCharset, nText, nBytes, 1'000'000, bThrown);
                 ASSERT_FALSE(bThrown);
