@@ -11,16 +11,7 @@ constexpr unsigned int s_knMostCount = 0x7FFFFFFF;
 
 void readValue(const ConfigReader& rReader, const wchar_t* pKey, unsigned int nLeast, unsigned int nMost,
                unsigned int& rnValue) {
-    const unsigned int nValue = rReader.getConfigValue(pKey, rnValue);
-    if (nValue < nLeast || nValue > nMost) {
-        StringBuffer tWhat;
-        tWhat.append(L"write a number from ");
-        appendDecimal(tWhat, nLeast);
-        tWhat.append(L" to ");
-        appendDecimal(tWhat, nMost);
-        rReader.throwBadValue(pKey, tWhat.toString());
-    }
-    rnValue = nValue;
+    rnValue = rReader.getConfigValue(pKey, rnValue, nLeast, nMost);
 }
 
 constinit MultipartLimits::Values s_tDefaults;

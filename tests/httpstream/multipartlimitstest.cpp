@@ -25,13 +25,13 @@ TEST(MultipartLimitsTest, RefuseValuesThatCannotWork) {
     MultipartLimits tLimits;
     for (const auto& [sToml, sMessage] : {
              std::pair{"MaxHeaderBytesPerPart = 32769",
-                       "\"Multipart/MaxHeaderBytesPerPart\" cannot be used: write a number from 1 to 32768"},
+                       "\"Multipart/MaxHeaderBytesPerPart\" is 32769; write a whole number from 1 to 32768"},
              std::pair{"MaxHeaderBytesPerPart = 7\nMaxHeadersPerPart = 0",
-                       "\"Multipart/MaxHeadersPerPart\" cannot be used: write a number from 1 to 2147483647"},
+                       "\"Multipart/MaxHeadersPerPart\" is 0; write a whole number from 1 to 2147483647"},
              std::pair{"MaxHeaderBytesPerPart = 7\nMaxParts = 2147483648",
-                       "\"Multipart/MaxParts\" cannot be used: write a number from 1 to 2147483647"},
-             std::pair{"MaxParts = 7\nMaxFieldBytes = 2147483648",
-                       "\"Multipart/MaxFieldBytes\" cannot be used: write a number from 0 to 2147483647"},
+                       "\"Multipart/MaxParts\" is 2147483648; write a whole number from 1 to 2147483647"},
+             std::pair{"MaxParts = 7\nMaxFieldBytes = -1",
+                       "\"Multipart/MaxFieldBytes\" is -1; write a whole number from 0 to 2147483647"},
          }) {
         try {
             tLimits.loadConfig(configured("[Multipart]\n" + std::string(sToml)), kConfigInitialize);

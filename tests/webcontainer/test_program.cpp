@@ -99,7 +99,7 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
         {check("WebContainer.Workers = 0\n"), 1,
          "\"WebContainer/Workers\" is 0; write a whole number from 1 to 10000"},
         {check("Log.MaxFiles = 200001\n"), 1, "; write a whole number from 0 to 200000"},
-        {check("Multipart.MaxParts = 0\n"), 1, "number from 1 to 2147483647"},
+        {check("Multipart.MaxParts = -1\n"), 1, "number from 1 to 2147483647"},
         {check("WebContainer.Listen = \"0.0.0.0:9180\"\n"), 1,
          "\"Admin/Listen\" cannot be used: clients connect to 0.0.0.0:9180; choose another"},
         {check("\nLog.File = \"/dev/null/log\"\n"), 1,
