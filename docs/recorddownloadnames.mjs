@@ -1,12 +1,12 @@
-// node recorddownloadnames.mjs BUILD > ../../docs/downloadnames.md
+// node recorddownloadnames.mjs BUILD > downloadnames.md
 //
 // Downloads files from the sample application with Chromium, in both settings of the RFC 2047 feature, and
-// records the names that it saved them under. Needs `npm install` here and Debian's chromium.
+// records the names that it saved them under. Needs `npm install` in tests/browser and Debian's chromium.
 
 import { mkdtempSync, readdirSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
-import { openBrowser, serveSample } from './servers.mjs';
+import { openBrowser, serveSample } from '../tests/browser/servers.mjs';
 
 const names = [
   'report.pdf',
@@ -55,7 +55,7 @@ const cell = text => '`' + text.replaceAll('|', '\\|') + '`';
 const browser = await openBrowser();
 console.log(`# What a browser calls a download
 
-Recorded by tests/browser/recorddownloadnames.mjs with Chromium ${browser.version()}: as it came, good or bad. The limit
+Recorded by docs/recorddownloadnames.mjs with Chromium ${browser.version()}: as it came, good or bad. The limit
 is the default one, 116 bytes of encoded name.`);
 for (const [title, configuration] of settings) {
   const address = await serveSample(process.argv[2], configuration);
