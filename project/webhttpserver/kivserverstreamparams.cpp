@@ -24,9 +24,6 @@ const ZQWString ks_boundary(L"boundary");
 const ZQWString ks_filename(L"filename");
 const ZQWString ks_name(L"name");
 
-/// What the reader answers when there is no further part.
-constexpr std::size_t knNoPart = static_cast<std::size_t>(-1);
-
 /// The value of a part's header as text, always UTF-8 (RFC 7578 section 5.1); empty when it has none.
 ZQWString headerText(const HeadersN& rHeaders, const ZQNarrowString& sName) {
     const auto it = rHeaders.find(sName);
@@ -112,7 +109,7 @@ int KIVServerHttpStream::getFirstParam(Param& rParam, const Handle<const Charact
 int KIVServerHttpStream::getNextParam(Param& rParam, const Handle<const CharacterSet>& hCharset) {
     HeadersN tHeaders;
     const std::size_t nResult = m_hMultipartReader->nextPart(tHeaders);
-    if (nResult == knNoPart) return -1;
+    if (nResult == MultipartReader::knNoPart) return -1;
     populateParam(rParam, tHeaders, hCharset);
     return rParam.sParamName.empty() ? -1 : static_cast<int>(nResult);
 }

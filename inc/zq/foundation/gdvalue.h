@@ -63,8 +63,6 @@ public:
 
     ExternalMessage(const ZQWString& sKey, Options eOptions) noexcept
         : GDValue(EKind::kMessageKey, sKey, static_cast<std::uint64_t>(eOptions)) {}
-
-    bool isProtected() const noexcept { return getUnsigned() == kProtect; }
 };
 
 /// A text that is shown as it stands, by reference: the characters must outlive the call that takes it.

@@ -26,4 +26,3 @@ struct ZQ_EXPORT RefStringTemplate {
 };
 
 using NarrowRefString = RefStringTemplate<char>;
-using WideRefString = RefStringTemplate<wchar_t>;

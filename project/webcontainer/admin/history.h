@@ -15,6 +15,9 @@ namespace webcontainer {
 /// thread of its own. For any thread.
 class History {
 public:
+    /// Over how long what is shown as a rate is measured.
+    static constexpr unsigned s_knRateSeconds = 5;
+
     /// rContainer must outlive the history.
     explicit History(const Container& rContainer);
     ~History();

@@ -18,8 +18,6 @@ using prometheus::ClientMetric;
 using prometheus::MetricFamily;
 using prometheus::MetricType;
 
-constexpr unsigned s_knRateSeconds = 5;
-
 bool isUpper(char c) {
     return c >= 'A' && c <= 'Z';
 }
@@ -147,7 +145,7 @@ std::string makeMetricName(std::string_view sCounter) {
 }
 
 std::string makeMetricsPage(const AdminSubject& rSubject, const History& rHistory) {
-    const History::Change tChange = rHistory.changeOver(s_knRateSeconds);
+    const History::Change tChange = rHistory.changeOver(History::s_knRateSeconds);
     Families tFamilies;
     addFrontEnd(tFamilies, rSubject.rContainer.readStatistics());
     addProcess(tFamilies, rSubject);

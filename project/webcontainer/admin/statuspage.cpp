@@ -10,7 +10,6 @@ namespace webcontainer {
 
 namespace {
 
-constexpr unsigned s_knRateSeconds = 5;
 constexpr unsigned s_knLatencySeconds = 60;
 constexpr std::string_view s_ksNothing = "–";
 constexpr std::pair<const char*, double> s_tQuantiles[] = {{"p50", 0.5}, {"p90", 0.9}, {"p99", 0.99}};
@@ -102,7 +101,7 @@ ShownStatus showStatus(const AdminSubject& rSubject, const History& rHistory) {
     tShown["module"] = rSubject.sModule;
     tShown["peak"] = showPeak();
     tShown["lost"] = showCount(rSubject.countLostLines());
-    showTraffic(tShown, tAll, rHistory.changeOver(s_knRateSeconds));
+    showTraffic(tShown, tAll, rHistory.changeOver(History::s_knRateSeconds));
     showRates(tShown, rHistory.requestRates());
     showByClass(tShown, tAll);
     showLatency(tShown, rHistory.changeOver(s_knLatencySeconds).tStatistics);
@@ -127,7 +126,7 @@ std::string makeStatusPage(const ShownStatus& rShown, std::string_view sNonce) {
 
 std::string makeStatusJson(const AdminSubject& rSubject, const History& rHistory) {
     const Statistics tAll = rSubject.rContainer.readStatistics();
-    const History::Change tRecent = rHistory.changeOver(s_knRateSeconds);
+    const History::Change tRecent = rHistory.changeOver(History::s_knRateSeconds);
     const Statistics tMinute = rHistory.changeOver(s_knLatencySeconds).tStatistics;
     nlohmann::ordered_json tStatus{
         {"state", stateOf(rSubject)},

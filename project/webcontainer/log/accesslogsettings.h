@@ -10,7 +10,7 @@ namespace webcontainer {
 ///     AccessLog/File    ""          a file, appended to; "-": standard output; empty: no access log
 ///     AccessLog/Format  "combined"  or "json"; accessline.h shows both
 ///
-/// Throws ConfigError about a value that cannot be used and about a key that means nothing.
+/// Throws ConfigError about a value that cannot be used.
 AccessLogSettings readAccessLogSettings(const ConfigReader& rReader);
 
 }  // namespace webcontainer
