@@ -34,7 +34,7 @@ TEST(Origin, OnlyWhatTrustedProxiesSayCounts) {
          "https\r\n",
          "192.0.2.1||on|h|443"},
         {"X-Forwarded-For: 10.128.0.1\r\nX-Forwarded-Proto: https, http\r\nX-Forwarded-Host: "
-         "b:1,a.example:81\r\n",
+         "c:2,b:1,a.example:81\r\n",
          "10.128.0.1||off|a.example|81"},
         {"X-Forwarded-For: 10.0.0.2, 10.0.0.1\r\n", "10.0.0.2||off|h|<server's>"},
         {"X-Forwarded-For: 192.0.2.1:4000\r\nX-Forwarded-Host: [[[:::\r\n",
