@@ -98,7 +98,7 @@ MultipartDelimiter::Match MultipartDelimiter::matchLineRest(std::string_view s, 
         if (!s.starts_with('\r')) tFound.eMatch = EMatch::kMixed;
         return tFound;
     }
-    const bool bMayGoOn = s_ksCrLf.starts_with(sLineEnd);
-    if (bLast) return bClosing && bMayGoOn ? tFound : tNone;
-    return bMayGoOn || sRest == "-" ? Match{EMatch::kNeedMore, 0, {}} : tNone;
+    if (!s_ksCrLf.starts_with(sLineEnd) && sRest != "-") return tNone;
+    if (!bLast) return {EMatch::kNeedMore, 0, {}};
+    return bClosing ? tFound : tNone;
 }
