@@ -5,7 +5,7 @@
 
 #include "http/reasonphrase.h"
 #include "log/containerlog.h"
-#include "process/configurationnames.h"
+#include "process/settings.h"
 #include "process/containersettings.h"
 #include "sockets/rateguard.h"
 #include "zq/httpstream/featuretable.h"

@@ -10,7 +10,7 @@
 #include "log/accesslogsettings.h"
 #include "log/containerlog.h"
 #include "process/applicationlibrary.h"
-#include "process/configurationnames.h"
+#include "process/settings.h"
 #include "process/containersettings.h"
 #include "process/extensionsettings.h"
 #include "process/trialopening.h"

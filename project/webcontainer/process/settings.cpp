@@ -1,4 +1,4 @@
-#include "process/configurationnames.h"
+#include "process/settings.h"
 
 #include <algorithm>
 #include <string>
