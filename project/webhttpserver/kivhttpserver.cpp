@@ -12,6 +12,7 @@
 #include "zq/foundation/posixstrsupport.h"
 #include "zq/httpstream/maliciousinputexception.h"
 #include "zq/services/performancecounters.h"
+#include "zq/services/setting.h"
 #include "zq/services/systemutils.h"
 #include "zq/services/timeoutconfig.h"
 #include "zq/webhttpserver/httpservermessages.h"
@@ -46,6 +47,26 @@ constexpr std::size_t knReadChunk = 8192;
 /// A declared body that delivers nothing is asked again this often, after a pause each time.
 constexpr int knStallRetries = 5;
 constexpr std::size_t knStallPauseMs = 200;
+
+constexpr unsigned int knMsPerMinute = 60000;
+constexpr unsigned int knMostMinutes = std::numeric_limits<unsigned int>::max() / knMsPerMinute;
+
+const Setting s_tDefaultTimeout(numberSetting(
+    L"HTTP/DefaultTimeoutMinutes", "minutes", 10, 0, knMostMinutes,
+    "how long a request may wait for its client; 0: without limit, as far as `MinimumBytesPerSecond` "
+    "lets it",
+    "408 or a client that counts as gone"));
+const Setting s_tGlobalTimeout(
+    numberSetting(L"DefaultTimeoutMinutes", "minutes", 1440, 0, knMostMinutes,
+                  "how long everything but requests may wait for its peer; 0: without limit"));
+const Setting s_tFilenameLength(
+    numberSetting(L"URL/MaxContentDispositionFilenameLength", "characters", 116, 0, SettingInfo::s_knMost,
+                  "the longest name of a download, as it is sent; 0: all names are sent empty",
+                  "the end of the name's stem is left out"));
+const Setting s_tResponseTimeout(numberSetting(L"HTTP/LongRunningHTTPResponseTimeoutMinutes", "minutes", 1440,
+                                               0, knMostMinutes,
+                                               "how long a response may be in the making; 0: any time",
+                                               "it is cut off"));
 
 class POSTRequestLimitException : public Exception {
 public:
@@ -199,7 +220,10 @@ bool isAsciiAlphanumeric(wchar_t c) {
 
 KIVHttpServer::KIVHttpServer(HttpServerInitContext& rIC)
     : HttpServerExtension(rIC),
-      m_tConfig(kConfigDontSupportReload) {
+      m_tConfig(kConfigDontSupportReload),
+      m_nThreadTimeout(s_tDefaultTimeout.nDefault * knMsPerMinute),
+      m_nMaxContentDispFilenameLen(s_tFilenameLength.nDefault),
+      m_nHTTPResponseTimeoutMilliSeconds(s_tResponseTimeout.nDefault * knMsPerMinute) {
     m_tConfig.init(this);
     MessageFormatterTagRegistrar::endRegistrationPeriod();
 }
@@ -207,19 +231,13 @@ KIVHttpServer::KIVHttpServer(HttpServerInitContext& rIC)
 KIVHttpServer::~KIVHttpServer() = default;
 
 bool KIVHttpServer::loadConfig(const ConfigReader& rReader, EConfig) {
-    using UnsignedValue = ConfigValueExtractor<PathFilter, unsigned int>;
-    m_nThreadTimeout =
-        UnsignedValue::extract(rReader, L"HTTP/DefaultTimeoutMinutes", s_knDefaultTimeoutMinutes) *
-        s_knMsPerMinute;
-    TimeoutConfig::setGlobalDefaultTimeout(
-        UnsignedValue::extract(rReader, L"DefaultTimeoutMinutes", s_knDefaultGlobalTimeoutMinutes) *
-        s_knMsPerMinute);
-    m_nMaxContentDispFilenameLen = UnsignedValue::extract(rReader, L"URL/MaxContentDispositionFilenameLength",
-                                                          s_knDefaultFilenameLength);
-    const unsigned int nResponseTimeout =
-        UnsignedValue::extract(rReader, L"HTTP/LongRunningHTTPResponseTimeoutMinutes",
-                               s_knDefaultResponseTimeoutMinutes) *
-        s_knMsPerMinute;
+    const auto extract = [&](const Setting& r) {
+        return ConfigValueExtractor<PathFilter, unsigned int>::extract(rReader, r.pKey, r.nDefault);
+    };
+    m_nThreadTimeout = extract(s_tDefaultTimeout) * knMsPerMinute;
+    TimeoutConfig::setGlobalDefaultTimeout(extract(s_tGlobalTimeout) * knMsPerMinute);
+    m_nMaxContentDispFilenameLen = extract(s_tFilenameLength);
+    const unsigned int nResponseTimeout = extract(s_tResponseTimeout) * knMsPerMinute;
     m_nHTTPResponseTimeoutMilliSeconds = nResponseTimeout;
     return true;
 }

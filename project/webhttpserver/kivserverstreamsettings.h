@@ -5,12 +5,8 @@
 
 namespace kiv {
 
-/// The Cache-Control values of responses, chosen by configuration:
-///
-///     ClientSideCaching/GeneratedContentCaching            "nostore", "none" or "session"; default "nostore"
-///     ClientSideCaching/CacheControlHttpHeader/Default     no expiry set; default "private"
-///     ClientSideCaching/CacheControlHttpHeader/NoCache     expiry 0; default by that mode
-///     ClientSideCaching/CacheControlHttpHeader/EnableCache a later expiry; default "private"
+/// The Cache-Control values of responses, chosen by configuration (ClientSideCaching/...): of those that
+/// set no expiry, of those that expire at once, and of those that expire later.
 ///
 /// The one instance is made when the module is loaded. It is filled then, if the process-wide reader exists,
 /// and at the host's first configuration load; until one of them the values are empty, and afterwards they

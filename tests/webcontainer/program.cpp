@@ -55,10 +55,10 @@ int Program::wait() {
     return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
 }
 
-std::string Program::errors() {
+std::string Program::readAll(int nFd) {
     std::string s;
     char tPiece[4096];
-    for (ssize_t n; (n = ::read(m_nError, tPiece, sizeof tPiece)) > 0;)
+    for (ssize_t n; (n = ::read(nFd, tPiece, sizeof tPiece)) > 0;)
         s.append(tPiece, static_cast<std::size_t>(n));
     return s;
 }

@@ -22,11 +22,14 @@ public:
     std::string readLine();
     /// Waits for the end; returns the exit code, or -1 for a death by a signal.
     int wait();
-    /// What it has written to standard error by its end.
-    std::string errors();
+    /// What it writes to standard output, from here to its end, and to standard error.
+    std::string output() { return readAll(m_nOut); }
+    std::string errors() { return readAll(m_nError); }
     void signal(int nSignal) const;
 
 private:
+    static std::string readAll(int nFd);
+
     pid_t m_nPid = -1;
     int m_nOut = -1;
     int m_nError = -1;

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fstream>
+#include <set>
+#include <sstream>
 
 #include "program.h"
 #include "support/temporarydirectory.h"
@@ -90,14 +93,25 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
         {start("a = [\nb"), 1, ".toml:2:"},
         {start("[WebContainer]\nListen = \"127.0.0.1:0\"\nWokers = 1\n"), 1,
          ".toml:3: there is no key WebContainer/Wokers; did you mean Workers?"},
+        {check("DefaultTimeoutMinutes = 1\n[WebContainer]\nmaxheadbytes = 1"), 1,
+         ":3: there is no key WebContainer/maxheadbytes; did you mean MaxHeadBytes?"},
+        {check("[WebContaner]"), 1, ":1: there is no key WebContaner; did you mean WebContainer?"},
+        {check("[Log]\nSource = 1"), 1, ":2: there is no key Log/Source; did you mean Sources?"},
+        {check("[ClientSideCaching.CacheControlHttpHeader]\nNoCahce = 1"), 1,
+         ":2: there is no key ClientSideCaching/CacheControlHttpHeader/NoCahce; did you mean NoCache?"},
+        {check("[URL.x]"), 1, ":1: there is no key URL/x; known are MaxContentDispositionFilenameLength"},
+        {check("[HTTP]\nThreads = 1"), 1,
+         ":2: there is no key HTTP/Threads; known are DefaultTimeoutMinutes and "
+         "LongRunningHTTPResponseTimeoutMinutes"},
         {start("WebContainer.Listen = \"127.0.0.1:0 x\"\n"), 1,
          "\"WebContainer/Listen\" cannot be used: element 2, \"x\", is no address; write one or more of"},
         {start("Log.Level = \"loud\"\n"), 1, "it is no severity; write debug,"},
         {start("HTTP.LongRunningHTTPResponseTimeoutMinutes = 71583\n"), 1, sMinutes},
         {check("DefaultTimeoutMinutes = 71583\n"), 1, sMinutes},
         {check("HTTP.DefaultTimeoutMinutes = -1\n"), 1, sMinutes},
-        {check("WebContainer.Workers = 0\n"), 1,
-         "\"WebContainer/Workers\" is 0; write a whole number from 1 to 10000"},
+        {check("WebContainer.Workers = 10001\n"), 1,
+         "\"WebContainer/Workers\" is 10001; write a whole number from 0 to 10000"},
+        {check("AccessLog.Format = \"Json\"\n"), 1, "; write combined or json"},
         {check("Log.MaxFiles = 200001\n"), 1, "; write a whole number from 0 to 200000"},
         {check("Multipart.MaxParts = -1\n"), 1, "number from 1 to 2147483647"},
         {check("WebContainer.Listen = \"0.0.0.0:9180\"\n"), 1,
@@ -126,11 +140,13 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
 TEST(Program, AnswersQuestionsAboutItself) {
     TemporaryDirectory tDirectory;
     const auto config = [&](const char* pName, const std::string& sFolder, const std::string& sMode) {
-        return tDirectory.write(pName, "ClientSideCaching.GeneratedContentCaching = \"" + sMode +
-                                           "\"\nLog.File = \"" + tDirectory.path(sFolder + "log") +
-                                           "\"\nAccessLog.File = \"" + tDirectory.path(sFolder + "log") +
-                                           "\"\n[WebContainer]\nMaxConnections = 1\n[HTTP]\n"
-                                           "DefaultTimeoutMinutes = 71582\n");
+        return tDirectory.write(
+            pName, "ClientSideCaching.GeneratedContentCaching = \"" + sMode + "\"\nLog.File = \"" +
+                       tDirectory.path(sFolder + "log") + "\"\nAccessLog.File = \"" +
+                       tDirectory.path(sFolder + "log") +
+                       "\"\n[WebContainer]\nMaxConnections = 1\n[HTTP]\n"
+                       "DefaultTimeoutMinutes = 71582\n[Log.Sources]\n\"a.b\" = \"info\"\n"
+                       "[Features]\nx = true\n[Application.Any]\nx = 1\n");
     };
     tDirectory.write("log", "old");
     const std::tuple<std::vector<std::string>, std::string, std::string> tCases[] = {
@@ -142,8 +158,8 @@ TEST(Program, AnswersQuestionsAboutItself) {
          ""},
         {{"--check", "--config", config("bad", "", "nostor")},
          "webcontainer: .* can be used",
-         ".* warning webcontainer .*bad:1: \"nostor\" is no mode of "
-         "ClientSideCaching/GeneratedContentCaching and counts as session; did you mean nostore\\?\n"},
+         ".* warning webcontainer .*bad:1: \"nostor\" means nothing to "
+         "ClientSideCaching/GeneratedContentCaching; did you mean nostore\\?\n"},
     };
     for (const auto& [rArguments, sLine, sError] : tCases) {
         Program tProgram(rArguments);
@@ -153,6 +169,22 @@ TEST(Program, AnswersQuestionsAboutItself) {
     }
     EXPECT_EQ(tDirectory.read("log"), "old");
     EXPECT_FALSE(std::filesystem::exists(tDirectory.path("new")));
+}
+
+TEST(Program, DocumentsEverySettingItReads) {
+    std::multiset<std::string> tRead, tDocumented;
+    const auto collect = [](std::istream& rLines, std::multiset<std::string>& rRows) {
+        for (std::string sLine; std::getline(rLines, sLine);)
+            if (sLine.starts_with("| `")) rRows.insert(sLine);
+    };
+    Program tProgram({"--settings"});
+    std::istringstream tLines(tProgram.output());
+    collect(tLines, tRead);
+    EXPECT_EQ(tProgram.wait(), 0);
+    std::ifstream tDocument(TEST_DOCUMENTS "/configuration.md");
+    collect(tDocument, tDocumented);
+    EXPECT_EQ(tRead, tDocumented);
+    EXPECT_THAT(tRead, testing::Contains(StartsWith("| `URL/")));
 }
 
 TEST(Program, ReadsItsConfigurationAgain) {

@@ -15,18 +15,12 @@ ZQ_EXPORT extern const char* const kpHTTP_URL;
 
 /// The module's entry object: takes every request from arrival to completion.
 ///
-/// A host constructs one, after its libraries are loaded and best after the process-wide configuration reader
-/// exists, and calls processRequest() on as many threads at once as it likes. The configuration is read at
-/// construction and once more at the host's first configuration load; later loads are refused, so the values
-/// never change while requests run:
-///
-///     HTTP/DefaultTimeoutMinutes                     10   the default timeout of a request's thread
-///     DefaultTimeoutMinutes                        1440   the default timeout of all other threads
-///     URL/MaxContentDispositionFilenameLength       116   characters of an encoded download name
-///     HTTP/LongRunningHTTPResponseTimeoutMinutes   1440   after which the host is to cut off a response
-///
-/// Before the first reading the values are those defaults. Any whole number of 32 bits is accepted, 0 too;
-/// minutes from 71583 on do not fit in 32 bits of milliseconds and wrap.
+/// A host constructs one, after its libraries are loaded and best after the process-wide configuration
+/// reader exists, and calls processRequest() on as many threads at once as it likes. The configuration is
+/// read at construction and once more at the host's first configuration load; later loads are refused, so
+/// the values never change while requests run; before the first reading they are the defaults. Any whole
+/// number of 32 bits is accepted, 0 too; minutes from 71583 on do not fit in 32 bits of milliseconds and
+/// wrap.
 ///
 /// The Cache-Control values of responses have no defaults before the first reading: a host that never loads a
 /// configuration sends an empty Cache-Control with every response that expires, and none with the others. One
@@ -65,16 +59,9 @@ public:
 
 private:
     Config<KIVHttpServer> m_tConfig;
-    unsigned int m_nThreadTimeout = s_knDefaultTimeoutMinutes * s_knMsPerMinute;
-    unsigned int m_nMaxContentDispFilenameLen = s_knDefaultFilenameLength;
-    std::size_t m_nHTTPResponseTimeoutMilliSeconds =
-        static_cast<std::size_t>(s_knDefaultResponseTimeoutMinutes * s_knMsPerMinute);
-
-    static constexpr unsigned int s_knMsPerMinute = 60000;
-    static constexpr unsigned int s_knDefaultTimeoutMinutes = 10;
-    static constexpr unsigned int s_knDefaultGlobalTimeoutMinutes = 1440;
-    static constexpr unsigned int s_knDefaultFilenameLength = 116;
-    static constexpr unsigned int s_knDefaultResponseTimeoutMinutes = 1440;
+    unsigned int m_nThreadTimeout;
+    unsigned int m_nMaxContentDispFilenameLen;
+    std::size_t m_nHTTPResponseTimeoutMilliSeconds;
 };
 
 }  // namespace kiv

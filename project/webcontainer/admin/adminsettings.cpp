@@ -1,12 +1,21 @@
 #include "admin/adminsettings.h"
 
 #include "zq/foundation/utf8text.h"
+#include "zq/services/setting.h"
 
 namespace webcontainer {
 
 namespace {
 
-constexpr wchar_t s_ksListen[] = L"Admin/Listen";
+const Setting s_tListen(textSetting(
+    L"Admin/Listen", L"127.0.0.1:9180",
+    "address and port, or `unix:/path`, of `/`, `/status.json`, `/metrics`, `/live` and `/ready`; empty: "
+    "no admin listener"));
+const Setting s_tHostName(textSetting(
+    L"Admin/HostName", L"",
+    "a name beside the address and the loopback names under which the admin listener answers; under "
+    "any other it does not, so that no page of another site can read what stands there by pointing "
+    "its own name to this machine"));
 
 /// One worker answers while another waits for a slow client; heads and bodies are as small as the pages need.
 /// Idle connections end soon, so that they keep no health check out.
@@ -29,22 +38,22 @@ Limits adminLimits() {
 
 std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader,
                                                const std::vector<ListenAddress>& rTaken) {
-    const std::string sListen = toUtf8(rReader.getConfigValue(s_ksListen, L"127.0.0.1:9180"));
+    const std::string sListen = toUtf8(s_tListen.readText(rReader));
     AdminSettings tSettings;
-    tSettings.sHostName = toUtf8(rReader.getConfigValue(L"Admin/HostName", L""));
+    tSettings.sHostName = toUtf8(s_tHostName.readText(rReader));
     tSettings.tOptions.nWorkers = 2;
     tSettings.tOptions.tLimits = adminLimits();
     if (sListen.empty()) return std::nullopt;
     ListenAddress& rAddress = tSettings.tOptions.tListen.emplace_back();
     if (!ListenAddress::parse(sListen, rAddress))
-        rReader.throwBadValue(s_ksListen,
+        rReader.throwBadValue(s_tListen.pKey,
                               L"it is no address; write an address and a port, such as 127.0.0.1:9180, a "
                               L"unix socket, such as unix:/run/web/admin.sock, or \"\" "
                               L"for no admin listener");
     for (const ListenAddress& r : rTaken)
         if (r.clashesWith(rAddress))
-            rReader.throwBadValue(
-                s_ksListen, fromUtf8("clients connect to " + r.text() + "; choose another address or port"));
+            rReader.throwBadValue(s_tListen.pKey, fromUtf8("clients connect to " + r.text() +
+                                                           "; choose another address or port"));
     rAddress.pSettings = "Admin/Listen";
     return tSettings;
 }

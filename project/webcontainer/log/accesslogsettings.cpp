@@ -1,18 +1,26 @@
 #include "log/accesslogsettings.h"
 
 #include "zq/foundation/utf8text.h"
+#include "zq/services/setting.h"
 
 namespace webcontainer {
 
+namespace {
+
+const Setting s_tFile(textSetting(
+    L"AccessLog/File", L"", "a file that gets one line for each request; `-`: standard output; empty: none"));
+const Setting s_tFormat(textSetting(
+    L"AccessLog/Format", L"combined",
+    "NCSA's, then duration in microseconds, bytes of the request body, request id, and `whole` or "
+    "`cut`; or one object",
+    L"combined|json"));
+
+}  // namespace
+
 AccessLogSettings readAccessLogSettings(const ConfigReader& rReader) {
-    constexpr wchar_t ksFormat[] = L"AccessLog/Format";
     AccessLogSettings tSettings;
-    tSettings.sFile = toUtf8(rReader.getConfigValue(L"AccessLog/File", L""));
-    const ZQWString sFormat = rReader.getConfigValue(ksFormat, L"combined");
-    if (sFormat == L"json")
-        tSettings.eFormat = EAccessFormat::kJson;
-    else if (!(sFormat == L"combined"))
-        rReader.throwBadValue(ksFormat, L"it is no format; write combined or json");
+    tSettings.sFile = toUtf8(s_tFile.readText(rReader));
+    if (s_tFormat.readChoice(rReader) == 1) tSettings.eFormat = EAccessFormat::kJson;
     return tSettings;
 }
 

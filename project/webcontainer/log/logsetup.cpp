@@ -5,19 +5,28 @@
 
 #include "log/containerlog.h"
 #include "zq/foundation/utf8text.h"
+#include "zq/services/setting.h"
 
 namespace webcontainer {
 
 namespace {
 
-constexpr wchar_t s_ksLevel[] = L"Log/Level";
-constexpr wchar_t s_ksSources[] = L"Log/Sources";
-constexpr wchar_t s_ksFormat[] = L"Log/Format";
-constexpr wchar_t s_ksLevelDefault[] = L"info";
+const Setting s_tFile(textSetting(L"Log/File", L"", "a file to append to; empty: standard error"));
+const Setting s_tFormat(textSetting(L"Log/Format", L"text", "for people or for programs", L"text|json"));
+const Setting s_tMaxBytes(numberSetting(L"Log/MaxBytes", "bytes", 0, 0, SettingInfo::s_knMost,
+                                        "of one log file; 0: any number",
+                                        "a file that would grow beyond it is set aside"));
+const Setting s_tMaxFiles(numberSetting(L"Log/MaxFiles", "files", 5, 0, LogFileSettings::s_knMostFiles,
+                                        "that were set aside and are kept; 0: what was set aside is gone",
+                                        "the oldest is gone"));
+const Setting s_tLevel(textSetting(L"Log/Level", L"info", "the least severity that is written",
+                                   L"debug|infominor|info|warning|error"));
+const Setting s_tSources(namesSetting(
+    L"Log/Sources/*", "the least severity of one source, such as `\"kiv.httpserver.response.headers\"`"));
 
 ELogSeverity readSeverity(const ConfigReader& rReader, const PathFilter& rKey) {
     ELogSeverity eSeverity = kSevInfo;
-    if (!parseLogSeverity(rReader.getConfigValue(rKey, s_ksLevelDefault), eSeverity))
+    if (!parseLogSeverity(rReader.getConfigValue(rKey, s_tLevel.pDefault), eSeverity))
         rReader.throwBadValue(rKey, L"it is no severity; write debug, infominor, info, warning or error");
     return eSeverity;
 }
@@ -29,27 +38,18 @@ struct Thresholds {
 };
 
 Thresholds readThresholds(const ConfigReader& rReader) {
-    Thresholds tThresholds{readSeverity(rReader, s_ksLevel), {}};
-    for (const ZQWString& sName : rReader.getNames(s_ksSources)) {
-        StringBuffer tKey;
-        tKey.append(s_ksSources);
-        tKey.append(L'/');
-        tKey.append(sName);
-        tThresholds.tSources.emplace_back(toUtf8(sName), readSeverity(rReader, tKey.toString()));
-    }
+    Thresholds tThresholds{readSeverity(rReader, s_tLevel.pKey), {}};
+    for (const ZQWString& sName : rReader.getNames(s_tSources.getTable()))
+        tThresholds.tSources.emplace_back(toUtf8(sName), readSeverity(rReader, s_tSources.getKey(sName)));
     return tThresholds;
 }
 
 LogFileSettings readFileSettings(const ConfigReader& rReader) {
     LogFileSettings tSettings;
-    tSettings.sPath = toUtf8(rReader.getConfigValue(L"Log/File", L""));
-    tSettings.nMaxBytes = rReader.getConfigValue(L"Log/MaxBytes", 0u);
-    tSettings.nMaxFiles = rReader.getConfigValue(L"Log/MaxFiles", 5u, 0, LogFileSettings::s_knMostFiles);
-    const ZQWString sFormat = rReader.getConfigValue(s_ksFormat, L"text");
-    if (sFormat == L"json")
-        tSettings.eFormat = LogFileSettings::EFormat::kJson;
-    else if (!(sFormat == L"text"))
-        rReader.throwBadValue(s_ksFormat, L"it is no format; write text or json");
+    tSettings.sPath = toUtf8(s_tFile.readText(rReader));
+    tSettings.nMaxBytes = s_tMaxBytes.readNumber(rReader);
+    tSettings.nMaxFiles = s_tMaxFiles.readNumber(rReader);
+    if (s_tFormat.readChoice(rReader) == 1) tSettings.eFormat = LogFileSettings::EFormat::kJson;
     return tSettings;
 }
 
@@ -58,7 +58,7 @@ std::unique_ptr<LogFileWriter> openFile(const ConfigReader& rReader) {
     try {
         return std::make_unique<LogFileWriter>(tSettings);
     } catch (const ConfigError& e) {
-        rReader.throwBadValue(L"Log/File", fromUtf8(describe(e) + "; name a file that can be written"));
+        rReader.throwBadValue(s_tFile.pKey, fromUtf8(describe(e) + "; name a file that can be written"));
     }
 }
 

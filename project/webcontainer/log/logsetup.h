@@ -8,16 +8,8 @@
 
 namespace webcontainer {
 
-/// The process's log, as the configuration wants it:
-///
-///     Log/File      ""       a file, appended to; empty: standard error
-///     Log/Format    "text"   or "json"
-///     Log/MaxBytes  0        the file is rotated before it grows beyond that; 0: never
-///     Log/MaxFiles  5        rotated files that are kept
-///     Log/Level     "info"   the least severity written: debug, infominor, info, warning or error
-///     Log/Sources   (empty)  a table: the least severity of single sources, "kiv.httpserver.response" say
-///
-/// A reload takes up Level and Sources; the others need a restart.
+/// The process's log, as the configuration wants it. A reload takes up the severities; the others need a
+/// restart.
 class LogSetup {
 public:
     LogSetup() = default;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "process/nearestname.h"
+#include "process/settings.h"
 
 namespace webcontainer {
 
@@ -26,6 +27,10 @@ void addOptions(CLI::App& rApp, CommandLine& rCommandLine, const std::string& sV
         ->type_name("ADDRESSES");
     rApp.add_flag("--check", rCommandLine.bCheck,
                   "only say whether the server could start; the application is made and dropped");
+    rApp.add_flag_callback(
+            "--settings", [] { throw CLI::CallForVersion(describeSettings(), kExitOrderly); },
+            "write every setting as a table in Markdown")
+        ->trigger_on_parse();
     rApp.set_version_flag("--version", sVersion, "write the version");
     rApp.footer(s_ksFooter);
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <list>
 #include <thread>
 
 #include "base/starterror.h"
@@ -12,26 +13,33 @@ namespace webcontainer {
 
 namespace {
 
-constexpr wchar_t s_ksTable[] = L"WebContainer";
-constexpr wchar_t s_ksListen[] = L"Listen";
-constexpr wchar_t s_ksWorkers[] = L"Workers";
-constexpr wchar_t s_ksFeatures[] = L"Features";
-constexpr wchar_t s_ksListenDefault[] = L"127.0.0.1:8080";
+const Setting s_tListen(textSetting(
+    L"WebContainer/Listen", L"127.0.0.1:8080",
+    "where clients connect: one or more of `ADDRESS:PORT`, `[IPV6]:PORT` and `unix:/path`, separated "
+    "by spaces or commas (port 0: any free one); `systemd` alone for sockets that the service "
+    "manager hands over"));
+const Setting s_tUnixSocketMode(textSetting(L"WebContainer/UnixSocketMode", L"0660",
+                                            "who may connect to unix sockets, as chmod reads it"));
+const Setting s_tTrustedProxies(textSetting(
+    L"WebContainer/TrustedProxies", L"",
+    "networks of reverse proxies whose word about their clients is taken, such as `\"10.0.0.0/8 ::1 "
+    "unix:\"`: the field Forwarded (RFC 7239) or, in its absence, X-Forwarded-For, -Proto and "
+    "-Host; such a proxy must remove what clients send in these fields"));
+const Setting s_tWorkers(
+    numberSetting(L"WebContainer/Workers", "threads", 0, 0, 10000,
+                  "they run requests, and each request holds one until it is answered; 0: 16 for each core",
+                  "requests wait"));
+const std::list<Setting> s_tLimitSettings(std::begin(s_tLimitInfos), std::end(s_tLimitInfos));
+const Setting s_tFeatures(namesSetting(
+    L"Features/*",
+    "switches of responses, true or false: `\"HTTPFeatures.rfc2047Headers\"` for download names as RFC "
+    "2047 encoded words instead of URL-encoded"));
+const Setting s_tApplication(namesSetting(L"Application/*", "what applications read"));
+
 constexpr std::string_view s_ksFromManager = "systemd";
-constexpr wchar_t s_ksUnixSocketMode[] = L"UnixSocketMode";
-constexpr wchar_t s_ksUnixSocketModeDefault[] = L"0660";
 constexpr char s_ksWriteAddress[] =
     "write one or more of the forms 127.0.0.1:8080, [::1]:8080 and unix:/run/web/web.sock, or systemd alone";
 constexpr unsigned s_knWorkersPerCore = 16;
-constexpr unsigned s_knMostWorkers = 10000;
-
-ZQWString under(const wchar_t* pTable, std::wstring_view sName) {
-    StringBuffer tKey;
-    tKey.append(pTable);
-    tKey.append(L'/');
-    tKey.append(sName);
-    return tKey.toString();
-}
 
 /// Returns what is wrong with a list of addresses, the element named, or nothing. No addresses: the sockets
 /// that the service manager hands over.
@@ -52,35 +60,32 @@ std::string parseListen(std::string_view sText, std::vector<ListenAddress>& rAdd
 }
 
 std::vector<ListenAddress> readListen(const ConfigReader& rReader, const std::string& sListen) {
-    const PathFilter tKey(under(s_ksTable, s_ksListen));
-    const std::string sText =
-        sListen.empty() ? toUtf8(rReader.getConfigValue(tKey, s_ksListenDefault)) : sListen;
+    const std::string sText = sListen.empty() ? toUtf8(s_tListen.readText(rReader)) : sListen;
     std::vector<ListenAddress> tAddresses;
     const std::string sProblem = parseListen(sText, tAddresses);
     if (!sProblem.empty() && !sListen.empty()) throwStartError("--listen: " + sProblem);
-    if (!sProblem.empty()) rReader.throwBadValue(tKey, fromUtf8(sProblem));
+    if (!sProblem.empty()) rReader.throwBadValue(s_tListen.pKey, fromUtf8(sProblem));
     return tAddresses;
 }
 
 /// As chmod(1) reads it.
 mode_t readUnixSocketMode(const ConfigReader& rReader) {
     constexpr unsigned nMost = 0777;
-    const PathFilter tKey(under(s_ksTable, s_ksUnixSocketMode));
-    const std::string sMode = toUtf8(rReader.getConfigValue(tKey, s_ksUnixSocketModeDefault));
+    const std::string sMode = toUtf8(s_tUnixSocketMode.readText(rReader));
     unsigned nMode = 0;
     const auto [pEnd, eError] = std::from_chars(sMode.data(), sMode.data() + sMode.size(), nMode, 8);
     if (eError != std::errc() || pEnd != sMode.data() + sMode.size() || nMode > nMost)
-        rReader.throwBadValue(tKey, L"it is no file mode; write three octal digits, such as \"0660\"");
+        rReader.throwBadValue(s_tUnixSocketMode.pKey,
+                              L"it is no file mode; write three octal digits, such as \"0660\"");
     return nMode;
 }
 
 TrustedProxies readTrustedProxies(const ConfigReader& rReader) {
-    const PathFilter tKey(under(s_ksTable, L"TrustedProxies"));
-    const std::string sNetworks = toUtf8(rReader.getConfigValue(tKey, L""));
+    const std::string sNetworks = toUtf8(s_tTrustedProxies.readText(rReader));
     TrustedProxies tProxies;
     for (const std::string_view sNetwork : splitList(sNetworks))
         if (!tProxies.add(sNetwork))
-            rReader.throwBadValue(tKey,
+            rReader.throwBadValue(s_tTrustedProxies.pKey,
                                   fromUtf8(std::string(sNetwork) +
                                            " is no network; write a list such as \"10.0.0.0/8 ::1 unix:\""));
     return tProxies;
@@ -93,20 +98,19 @@ ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::st
     tOptions.tListen = readListen(rReader, sListen);
     tOptions.tTrustedProxies = readTrustedProxies(rReader);
     tOptions.nUnixSocketMode = readUnixSocketMode(rReader);
-    const unsigned nCores = std::max(std::thread::hardware_concurrency(), 1u);
-    tOptions.nWorkers =
-        rReader.getConfigValue(under(s_ksTable, s_ksWorkers),
-                               std::min(s_knWorkersPerCore * nCores, s_knMostWorkers), 1, s_knMostWorkers);
+    tOptions.nWorkers = s_tWorkers.readNumber(rReader);
+    if (tOptions.nWorkers == 0)
+        tOptions.nWorkers =
+            std::min(s_knWorkersPerCore * std::thread::hardware_concurrency(), s_tWorkers.nMost);
     for (const LimitInfo& r : s_tLimitInfos)
-        tOptions.tLimits.*r.pMember =
-            rReader.getConfigValue(under(s_ksTable, r.pKey), r.nDefault, r.nLeast, r.nMost);
+        tOptions.tLimits.*r.pMember = r.readNumber(rReader);
     return tOptions;
 }
 
 void applyFeatures(const ConfigReader& rReader) {
     FeatureTable::Values tValues;
-    for (const ZQWString& sName : rReader.getNames(s_ksFeatures))
-        tValues[sName] = rReader.getConfigValue(under(s_ksFeatures, sName), false);
+    for (const ZQWString& sName : rReader.getNames(s_tFeatures.getTable()))
+        tValues[sName] = rReader.getConfigValue(s_tFeatures.getKey(sName), false);
     FeatureTable::setGlobal(makeHandle<FeatureTable>(std::move(tValues)));
 }
 

@@ -10,9 +10,8 @@
 #include "log/accesslogsettings.h"
 #include "log/containerlog.h"
 #include "process/applicationlibrary.h"
-#include "process/settings.h"
 #include "process/containersettings.h"
-#include "process/extensionsettings.h"
+#include "process/settings.h"
 #include "process/trialopening.h"
 #include "zq/foundation/messagefilesregistry.h"
 #include "zq/httpextension/httpserverinitcontext.h"
@@ -25,13 +24,11 @@ namespace {
 
 /// Descriptors that are no connections: logs, libraries, what applications open.
 constexpr rlim_t s_knOtherDescriptors = 256;
-/// The default of Multipart/MaxFieldBytes; clients may be anybody.
-constexpr unsigned s_knMaxFieldBytes = 10u << 20;
 constexpr char s_ksEnding[] = "ending: requests in flight are answered first";
 
 ConfigReader readConfiguration(const std::string& sFile) {
     const auto hInstance = ConfigReaderInstance::fromFile(sFile);
-    checkConfigurationNames(ConfigReader(hInstance));
+    checkSettingNames(ConfigReader(hInstance));
     ConfigReader::setGlobalInstance(hInstance);
     return ConfigReader(hInstance);
 }
@@ -47,14 +44,13 @@ void raiseDescriptorLimit(const Limits& rLimits) {
     if (tLimit.rlim_cur < nNeeded)
         logText(kSevWarning, s_lsContainer,
                 "only " + std::to_string(tLimit.rlim_cur) +
-                    " descriptors are allowed, too few for WebContainer/MaxConnections; raise the limit "
-                    "(ulimit -n)");
+                    " descriptors are allowed, too few for MaxConnections; raise the limit (ulimit -n)");
 }
 
 std::unique_ptr<kiv::KIVHttpServer> makeServer(HttpApplication& rApplication, const ConfigReader& rReader) {
     HttpServerInitContext tContext(rApplication);
     auto pServer = std::make_unique<kiv::KIVHttpServer>(tContext);
-    MultipartLimits::setDefaults({.nMaxFieldBytes = s_knMaxFieldBytes});
+    MultipartLimits::setDefaults({.nMaxFieldBytes = MultipartLimits::s_knServersMaxFieldBytes});
     ConfigBase::loadAll(rReader);
     return pServer;
 }
@@ -114,7 +110,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     m_tLog.start();
     useHandedOver(tOptions, tHandedOver);
     const std::optional<AdminSettings> tAdmin = readAdminSettings(tReader, tOptions.tListen);
-    checkExtensionSettings(tReader);
+    checkSettingValues(tReader);
     tOptions.fAlive = [this] { m_tManager.alive(); };
     if (const std::int64_t nMs = m_tManager.getWatchdogMs())
         tOptions.tLimits.nSweepIntervalMs =
@@ -187,7 +183,7 @@ void checkOnly(const CommandLine& rCommandLine) {
     const TrialOpening tLogTrial(getLogFile(tReader));
     checkLogSettings(tReader);
     readAdminSettings(tReader, tOptions.tListen);
-    checkExtensionSettings(tReader);
+    checkSettingValues(tReader);
     loadMessages();
     applyFeatures(tReader);
     const std::unique_ptr<HttpApplication> pApplication = makeApplication(rCommandLine.sApplication);
