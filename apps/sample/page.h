@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-#include "filestore.h"
+#include "exchange/filestore.h"
 #include "shutdownsignal.h"
 #include "zq/httpextension/httpapplication.h"
 #include "zq/httpstream/queryparameters.h"

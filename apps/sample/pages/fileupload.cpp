@@ -2,9 +2,9 @@
 #include <cwchar>
 #include <system_error>
 
+#include "exchange/uploadbatch.h"
 #include "htmlpage.h"
 #include "pages/pages.h"
-#include "uploadbatch.h"
 #include "zq/httpstream/multiparterrors.h"
 
 namespace sample {

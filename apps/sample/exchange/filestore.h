@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "descriptor.h"
-#include "temporarydirectory.h"
+#include "exchange/descriptor.h"
+#include "exchange/temporarydirectory.h"
 #include "zq/httpstream/zqhttpstream.h"
 
 namespace sample {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "descriptor.h"
+#include "exchange/descriptor.h"
 
 namespace sample {
 

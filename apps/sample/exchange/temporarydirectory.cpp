@@ -1,4 +1,4 @@
-#include "temporarydirectory.h"
+#include "exchange/temporarydirectory.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -8,7 +8,7 @@
 #include <exception>
 #include <filesystem>
 
-#include "storefiles.h"
+#include "exchange/storefiles.h"
 
 namespace sample {
 

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "descriptor.h"
+#include "exchange/descriptor.h"
 
 namespace sample {
 

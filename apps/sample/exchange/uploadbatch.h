@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "filestore.h"
+#include "exchange/filestore.h"
 
 namespace sample {
 

@@ -1,4 +1,4 @@
-#include "storefiles.h"
+#include "exchange/storefiles.h"
 
 #include <dirent.h>
 #include <fcntl.h>

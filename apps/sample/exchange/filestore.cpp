@@ -1,4 +1,4 @@
-#include "filestore.h"
+#include "exchange/filestore.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <tuple>
 
-#include "storefiles.h"
+#include "exchange/storefiles.h"
 #include "zq/httpstream/unicodebuffer.h"
 
 namespace sample {

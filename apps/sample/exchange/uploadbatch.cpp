@@ -1,4 +1,4 @@
-#include "uploadbatch.h"
+#include "exchange/uploadbatch.h"
 
 #include <sys/stat.h>
 
@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "storefiles.h"
+#include "exchange/storefiles.h"
 #include "zq/httpstream/unicodebuffer.h"
 
 namespace sample {
