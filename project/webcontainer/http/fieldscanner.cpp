@@ -1,13 +1,47 @@
 #include "http/fieldscanner.h"
 
 #include "http/byteclass.h"
+#include "http/fieldtext.h"
 
 namespace webcontainer {
 
-EParsed FieldScanner::scan(const char*& p, const char* pEnd) noexcept {
+namespace {
+
+/// The length and the first letter tell nearly all other names apart.
+EKnownField classify(std::string_view sName) noexcept {
+    const auto either = [sName](std::string_view s, EKnownField e) {
+        return (sName[0] | 0x20) == s[0] && equalsNoCase(sName, s) ? e : EKnownField::kOther;
+    };
+    switch (sName.size()) {
+        case 4:
+            return either("host", EKnownField::kHost);
+        case 6:
+            return either("expect", EKnownField::kExpect);
+        case 10:
+            return either("connection", EKnownField::kConnection);
+        case 12:
+            return either("content-type", EKnownField::kContentType);
+        case 14:
+            return either("content-length", EKnownField::kContentLength);
+        case 16:
+            return either("proxy-connection", EKnownField::kProxyConnection);
+        case 17:
+            return either("transfer-encoding", EKnownField::kTransferEncoding);
+        default:
+            return EKnownField::kOther;
+    }
+}
+
+}  // namespace
+
+EParsed FieldScanner::scan(const char*& p, const char* pEnd, const char* pBegin,
+                           std::vector<HeaderField>* pFields) {
     EParsed eParsed = EParsed::kNeedMore;
-    while (p != pEnd && eParsed == EParsed::kNeedMore)
+    while (p != pEnd && eParsed == EParsed::kNeedMore) {
+        const bool bField = m_eState == EState::kLineEnd;
         eParsed = step(p, pEnd);
+        if (bField && pFields && eParsed == EParsed::kNeedMore) pFields->push_back(readLine(pBegin, p - 2));
+    }
     return eParsed;
 }
 
@@ -41,12 +75,15 @@ EParsed FieldScanner::beginLine(const char*& p) noexcept {
                                    : "a header field folded over several lines"});
     if (!isOf(kTokenByte, *p)) return refuse({400, "a malformed header field name"});
     if (m_nFieldsLeft-- == 0) return refuse({431, "too many header fields"});
+    m_nName = m_nValue = 0;
     m_eState = EState::kName;
     return EParsed::kNeedMore;
 }
 
 EParsed FieldScanner::scanName(const char*& p, const char* pEnd) noexcept {
+    const char* const pFrom = p;
     p = skipBytes(kTokenByte, p, pEnd);
+    m_nName += static_cast<std::size_t>(p - pFrom);
     if (p == pEnd) return EParsed::kNeedMore;
     if (*p == ' ' || *p == '\t') return refuse({400, "white space before a colon"});
     if (*p != ':') return refuse({400, "a malformed header field name"});
@@ -56,12 +93,23 @@ EParsed FieldScanner::scanName(const char*& p, const char* pEnd) noexcept {
 }
 
 EParsed FieldScanner::scanValue(const char*& p, const char* pEnd) noexcept {
+    const char* const pFrom = p;
     p = skipBytes(kValueByte, p, pEnd);
+    m_nValue += static_cast<std::size_t>(p - pFrom);
     if (p == pEnd) return EParsed::kNeedMore;
     if (*p != '\r') return refuse({400, "a malformed header field value"});
     ++p;
     m_eState = EState::kLineEnd;
     return EParsed::kNeedMore;
+}
+
+/// The field whose line, all of which has come, ends at pLineEnd.
+HeaderField FieldScanner::readLine(const char* pBegin, const char* pLineEnd) const noexcept {
+    const auto stretch = [pBegin](std::string_view s) {
+        return Stretch{static_cast<std::uint32_t>(s.data() - pBegin), static_cast<std::uint32_t>(s.size())};
+    };
+    const std::string_view sName(pLineEnd - m_nValue - 1 - m_nName, m_nName);
+    return {stretch(sName), stretch(trim({pLineEnd - m_nValue, m_nValue})), classify(sName)};
 }
 
 EParsed FieldScanner::refuse(const Refusal& rRefusal) noexcept {

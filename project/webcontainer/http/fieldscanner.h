@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "http/requesthead.h"
 
 namespace webcontainer {
 
-/// Checks field lines up to the empty line that ends them (RFC 9112 section 5), of a head or of trailers.
+/// Reads field lines up to the empty line that ends them (RFC 9112 section 5), of a head or of trailers.
 /// Looks at every byte once, in whatever pieces they come, and refuses at the first one that is out of place:
 /// line ends are CRLF, names are tokens with the colon right behind, values are on one line and hold no
 /// control bytes.
@@ -15,7 +16,10 @@ public:
     explicit FieldScanner(unsigned nMaxFields) noexcept : m_nFieldsLeft(nMaxFields) {}
 
     /// Raises p up to pEnd, or behind the empty line for kDone.
-    EParsed scan(const char*& p, const char* pEnd) noexcept;
+    EParsed scan(const char*& p, const char* pEnd) { return scan(p, pEnd, nullptr, nullptr); }
+    /// The same, and appends every field whose line has ended to *pFields. Stretches count from pBegin; from
+    /// there on, the bytes of earlier calls must still be there.
+    EParsed scan(const char*& p, const char* pEnd, const char* pBegin, std::vector<HeaderField>* pFields);
     /// After kRefused.
     const Refusal& getRefusal() const noexcept { return m_tRefusal; }
 
@@ -27,9 +31,12 @@ private:
     EParsed scanName(const char*& p, const char* pEnd) noexcept;
     EParsed scanValue(const char*& p, const char* pEnd) noexcept;
     EParsed refuse(const Refusal& rRefusal) noexcept;
+    HeaderField readLine(const char* pBegin, const char* pLineEnd) const noexcept;
 
     EState m_eState = EState::kFirstLine;
     unsigned m_nFieldsLeft;
+    std::size_t m_nName = 0;   ///< bytes of the line's name that have come
+    std::size_t m_nValue = 0;  ///< of its value, with the white space around it
     Refusal m_tRefusal;
 };
 

@@ -9,9 +9,12 @@ bool equalsNoCase(std::string_view a, std::string_view b) noexcept {
 }
 
 std::string_view trim(std::string_view s) noexcept {
-    const std::size_t nFrom = s.find_first_not_of(" \t");
-    if (nFrom == std::string_view::npos) return {};
-    return s.substr(nFrom, s.find_last_not_of(" \t") - nFrom + 1);
+    const auto isSpace = [](char c) { return c == ' ' || c == '\t'; };
+    while (!s.empty() && isSpace(s.front()))
+        s.remove_prefix(1);
+    while (!s.empty() && isSpace(s.back()))
+        s.remove_suffix(1);
+    return s;
 }
 
 }  // namespace webcontainer

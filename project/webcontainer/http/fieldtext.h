@@ -7,7 +7,7 @@ namespace webcontainer {
 /// Compares ASCII text without regard to case.
 bool equalsNoCase(std::string_view a, std::string_view b) noexcept;
 
-/// Without the white space around it (RFC 9110 section 5.6.3).
+/// Without the white space around it (RFC 9110 section 5.6.3): a part of s even when nothing is left.
 std::string_view trim(std::string_view s) noexcept;
 
 /// Calls f with each element of a list (RFC 9110 section 5.6.1), trimmed, the empty ones too.

@@ -177,25 +177,30 @@ Refusal HeadCheck::checkExpectation() {
 Refusal HeadCheck::checkConnection() {
     bool bClose = m_bConnect;
     bool bKeep = m_rHead.nVersion >= 11;
-    if (count(EKnownField::kConnection) != 0) {
+    bool bTokens = true;
+    if (count(EKnownField::kConnection) + count(EKnownField::kProxyConnection) != 0) {
         for (const HeaderField& r : m_rHead.tFields) {
-            if (r.eKnown != EKnownField::kConnection) continue;
+            const bool bOurs = r.eKnown == EKnownField::kConnection;
+            // Of proxies that speak to a proxy; here it means nothing, but others take it for the same list.
+            if (!bOurs && r.eKnown != EKnownField::kProxyConnection) continue;
             forEachElement(text(r.tValue), [&](std::string_view s) {
-                bClose = bClose || equalsNoCase(s, "close");
-                bKeep = bKeep || equalsNoCase(s, "keep-alive");
+                bTokens = bTokens && (s.empty() || isAllOf(kTokenByte, s));
+                bClose = bClose || (bOurs && equalsNoCase(s, "close"));
+                bKeep = bKeep || (bOurs && equalsNoCase(s, "keep-alive"));
             });
         }
     }
     m_rHead.bKeepAlive = bKeep && !bClose;
-    return {};
+    return bTokens ? Refusal() : Refusal{400, "a malformed header field value"};
 }
 
 }  // namespace
 
 Refusal checkHead(const char* pBegin, RequestHead& rHead) {
     HeadCheck tCheck(pBegin, rHead);
-    for (const auto fCheck : {&HeadCheck::checkTarget, &HeadCheck::checkHost, &HeadCheck::checkFraming,
-                              &HeadCheck::checkExpectation, &HeadCheck::checkConnection})
+    // What is malformed goes before what is only not supported.
+    for (const auto fCheck : {&HeadCheck::checkTarget, &HeadCheck::checkHost, &HeadCheck::checkConnection,
+                              &HeadCheck::checkFraming, &HeadCheck::checkExpectation})
         if (const Refusal tRefusal = (tCheck.*fCheck)(); tRefusal.nStatus != 0) return tRefusal;
     return {};
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 namespace webcontainer {
 
@@ -20,15 +21,19 @@ constexpr Refusal s_tOtherVersion{505, "an HTTP version other than 1.0 and 1.1"}
 HeadScanner::HeadScanner(const Limits& rLimits) noexcept
     : m_nMaxLine(std::min(rLimits.nMaxRequestLineBytes, rLimits.nMaxHeadBytes)),
       m_nMaxHead(rLimits.nMaxHeadBytes),
-      m_tFields(rLimits.nMaxHeaderFields) {}
+      m_tScanner(rLimits.nMaxHeaderFields) {}
 
-EParsed HeadScanner::scan(const char* pBegin, std::size_t& rnFrom, std::size_t nEnd) noexcept {
+EParsed HeadScanner::scan(const char* pBegin, std::size_t& rnFrom, std::size_t nEnd, RequestHead& rHead) {
     const char* p = pBegin + rnFrom;
     EParsed eParsed = EParsed::kNeedMore;
-    if (m_eState != EState::kFields) eParsed = scanLine(p, pBegin + std::min(nEnd, m_nMaxLine));
+    if (m_eState != EState::kFields) {
+        eParsed = scanLine(p, pBegin + std::min(nEnd, m_nMaxLine));
+        if (m_eState == EState::kFields) beginFields(pBegin, rHead);
+    }
     if (m_eState == EState::kFields && eParsed == EParsed::kNeedMore) {
-        eParsed = m_tFields.scan(p, pBegin + std::min(nEnd, m_nMaxHead));
-        if (eParsed == EParsed::kRefused) m_tRefusal = m_tFields.getRefusal();
+        eParsed = m_tScanner.scan(p, pBegin + std::min(nEnd, m_nMaxHead), pBegin, &m_tFields);
+        if (eParsed == EParsed::kRefused) m_tRefusal = m_tScanner.getRefusal();
+        if (eParsed == EParsed::kDone) rHead.tFields = std::move(m_tFields);
     }
     rnFrom = static_cast<std::size_t>(p - pBegin);
     if (eParsed != EParsed::kNeedMore) return eParsed;
@@ -36,6 +41,14 @@ EParsed HeadScanner::scan(const char* pBegin, std::size_t& rnFrom, std::size_t n
         return refuse({414, "the request line is too long"});
     if (rnFrom == m_nMaxHead) return refuse({431, "the header fields are too long"});
     return EParsed::kNeedMore;
+}
+
+void HeadScanner::beginFields(const char* pBegin, RequestHead& rHead) noexcept {
+    rHead.tMethod = {0, m_nMethod};
+    rHead.tTarget = {m_nMethod + 1, m_nTarget};
+    rHead.nVersion = m_nVersion;
+    rHead.bHead = std::string_view(pBegin, m_nMethod) == "HEAD";
+    m_tFields = std::move(rHead.tFields);
 }
 
 EParsed HeadScanner::scanLine(const char*& p, const char* pEnd) noexcept {
@@ -56,7 +69,7 @@ EParsed HeadScanner::step(const char*& p, const char* pEnd) noexcept {
         case EState::kTarget:
             return scanTarget(p, pEnd);
         case EState::kVersion:
-            return scanVersion(*p++);
+            return scanVersion(p, pEnd);
         default:
             return endLine(*p++);
     }
@@ -68,13 +81,17 @@ EParsed HeadScanner::beginPart(char c, EByteClass eClass, EState eState, const R
 }
 
 EParsed HeadScanner::scanMethod(const char*& p, const char* pEnd) noexcept {
+    const char* const pFrom = p;
     p = skipBytes(kTokenByte, p, pEnd);
+    m_nMethod += static_cast<std::uint32_t>(p - pFrom);
     if (p == pEnd) return EParsed::kNeedMore;
     return *p++ == ' ' ? go(EState::kTargetStart) : refuse(s_tBadMethod);
 }
 
 EParsed HeadScanner::scanTarget(const char*& p, const char* pEnd) noexcept {
+    const char* const pFrom = p;
     p = skipBytes(kTargetByte, p, pEnd);
+    m_nTarget += static_cast<std::uint32_t>(p - pFrom);
     if (p == pEnd) return EParsed::kNeedMore;
     const char c = *p++;
     if (c == ' ') return go(EState::kVersion);
@@ -82,14 +99,15 @@ EParsed HeadScanner::scanTarget(const char*& p, const char* pEnd) noexcept {
     return refuse(c == '#' ? Refusal{400, "a fragment in the request target"} : s_tBadTarget);
 }
 
-EParsed HeadScanner::scanVersion(char c) noexcept {
-    if (m_nVersionBytes == s_ksVersionPattern.size())
-        return c == '\r' ? go(EState::kLineEnd) : refuse(s_tBadVersion);
-    const char cExpected = s_ksVersionPattern[m_nVersionBytes++];
-    if (cExpected != '#') return c == cExpected ? EParsed::kNeedMore : refuse(s_tBadVersion);
-    if (!isOf(kDigitByte, c)) return refuse(s_tBadVersion);
-    m_nVersion = 10 * m_nVersion + static_cast<unsigned>(c - '0');
-    return EParsed::kNeedMore;
+EParsed HeadScanner::scanVersion(const char*& p, const char* pEnd) noexcept {
+    for (; p != pEnd && m_nVersionBytes != s_ksVersionPattern.size(); ++p) {
+        const char cExpected = s_ksVersionPattern[m_nVersionBytes++];
+        const bool bDigit = cExpected == '#';
+        if (bDigit ? !isOf(kDigitByte, *p) : *p != cExpected) return refuse(s_tBadVersion);
+        if (bDigit) m_nVersion = 10 * m_nVersion + static_cast<unsigned>(*p - '0');
+    }
+    if (p == pEnd) return EParsed::kNeedMore;
+    return *p++ == '\r' ? go(EState::kLineEnd) : refuse(s_tBadVersion);
 }
 
 /// A line without a version is HTTP/0.9's. A higher minor version than ours is not taken for 1.1 either,

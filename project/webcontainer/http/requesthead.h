@@ -22,10 +22,11 @@ enum class EKnownField : std::uint8_t {
     kContentType,
     kExpect,
     kConnection,
+    kProxyConnection,
     kContentLength,
     kTransferEncoding,
 };
-inline constexpr std::size_t knKnownFields = 7;
+inline constexpr std::size_t knKnownFields = 8;
 
 struct HeaderField {
     Stretch tName;

@@ -4,13 +4,16 @@
 #include <cstring>
 #include <utility>
 
+#include "http/headrules.h"
+
 namespace webcontainer {
 
 RequestInput::RequestInput(const Limits& rLimits, std::size_t nCapacity)
     : m_pLimits(&rLimits),
       m_nCapacity(std::max(nCapacity, s_knLeastRoom)),
       m_pData(std::make_unique_for_overwrite<char[]>(m_nCapacity)),
-      m_tParser(rLimits) {}
+      m_tScanner(rLimits),
+      m_tChunks(rLimits) {}
 
 std::size_t RequestInput::fullCapacity(const Limits& rLimits) noexcept {
     // A head, a body up to the bound, and room to receive; no byte of a body waits to be parsed.
@@ -64,7 +67,8 @@ std::unique_ptr<RequestInput> RequestInput::detach() {
     auto pInput = std::make_unique<RequestInput>(*m_pLimits, m_t.nEnd + s_knLeastRoom);
     std::memcpy(pInput->m_pData.get(), m_pData.get(), m_t.nEnd);
     pInput->m_t = m_t;
-    std::swap(pInput->m_tParser, m_tParser);
+    std::swap(pInput->m_tScanner, m_tScanner);
+    std::swap(pInput->m_tChunks, m_tChunks);
     std::swap(pInput->m_tHead, m_tHead);
     pInput->m_nUnreceived = m_nUnreceived;
     pInput->m_nUnchunked = m_nUnchunked;
@@ -84,7 +88,8 @@ void RequestInput::clear() {
 
 void RequestInput::startOver(std::size_t nBegin, std::size_t nEnd) {
     startAt(nBegin, nEnd);
-    m_tParser.reset();
+    m_tScanner = HeadScanner(*m_pLimits);
+    m_tChunks = ChunkDecoder(*m_pLimits);
     m_tHead.clear();
     m_nEmptyLines = 0;
     m_bHeadComplete = false;
@@ -115,10 +120,11 @@ RequestInput::EStatus RequestInput::advanceHead() {
     const std::size_t nReceived = m_t.nEnd - m_t.nBegin;
     if (nReceived == 0 || (nReceived == 1 && *head() == '\r')) return EStatus::kNeedMore;
     std::size_t nParsed = m_t.nHeadEnd - m_t.nBegin;
-    const EParsed eParsed = m_tParser.putHead(head(), nParsed, nReceived, m_tHead);
+    const EParsed eParsed = m_tScanner.scan(head(), nParsed, nReceived, m_tHead);
     m_t.nHeadEnd = m_t.nBegin + nParsed;
-    if (eParsed == EParsed::kRefused) return refuse(m_tParser.getRefusal());
+    if (eParsed == EParsed::kRefused) return refuse(m_tScanner.getRefusal());
     if (eParsed == EParsed::kNeedMore) return EStatus::kNeedMore;
+    if (const Refusal tRefusal = checkHead(head(), m_tHead); tRefusal.nStatus != 0) return refuse(tRefusal);
     beginBody();
     return advanceBody();
 }
@@ -142,11 +148,11 @@ RequestInput::EStatus RequestInput::advanceBody() {
     } else if (m_tHead.eFraming == EBodyFraming::kChunked && !m_bBodyReceived) {
         const char* pFrom = m_pData.get() + m_t.nRaw;
         char* pTo = m_pData.get() + m_t.nBodyEnd;
-        const auto eParsed = m_tParser.putChunked(pFrom, m_pData.get() + m_t.nEnd, pTo);
+        const auto eParsed = m_tChunks.decode(pFrom, m_pData.get() + m_t.nEnd, pTo);
         m_t.nRaw = static_cast<std::size_t>(pFrom - m_pData.get());
         m_nUnchunked += static_cast<std::size_t>(pTo - m_pData.get()) - m_t.nBodyEnd;
         m_t.nBodyEnd = static_cast<std::size_t>(pTo - m_pData.get());
-        if (eParsed == EParsed::kRefused) return refuse(m_tParser.getRefusal());
+        if (eParsed == EParsed::kRefused) return refuse(m_tChunks.getRefusal());
         m_bBodyReceived = eParsed == EParsed::kDone;
     }
     return isReady() ? EStatus::kReady : EStatus::kNeedMore;

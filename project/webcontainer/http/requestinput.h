@@ -6,8 +6,9 @@
 #include <string_view>
 
 #include "base/limits.h"
+#include "http/chunkdecoder.h"
+#include "http/headscanner.h"
 #include "http/requesthead.h"
-#include "http/requestparser.h"
 
 namespace webcontainer {
 
@@ -102,7 +103,8 @@ private:
     std::size_t m_nCapacity;
     std::unique_ptr<char[]> m_pData;
     Marks m_t;
-    RequestParser m_tParser;
+    HeadScanner m_tScanner;
+    ChunkDecoder m_tChunks;
     RequestHead m_tHead;
     Refusal m_tRefusal;
     std::size_t m_nUnreceived = 0;

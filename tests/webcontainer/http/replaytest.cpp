@@ -4,6 +4,7 @@
 
 #include "connectionrecords.h"
 #include "inputfeeder.h"
+#include "secondopinion.h"
 #include "testserver.h"
 
 namespace test {
@@ -58,6 +59,13 @@ TEST(Replay, ExactPiecesChangeNothing) {
             checkPieces(r, n, r.sBytes.size());
         if (HasFatalFailure()) return;
     }
+}
+
+TEST(Replay, AnotherParserReadsTheSame) {
+    for (const ConnectionRecord& r : records())
+        for (std::size_t n = 0; n != std::string::npos; n = r.sBytes.find('\n', n + 1))
+            for (const std::size_t nPiece : {std::size_t{1}, r.sBytes.size()})
+                EXPECT_TRUE(agree(std::string_view(r.sBytes).substr(n + (n != 0)), nPiece, {})) << r.sTitle;
 }
 
 /// The answers in what a server sent: the status, and with 200 the body; at the end what is none. Only a
