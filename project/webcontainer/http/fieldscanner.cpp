@@ -94,7 +94,7 @@ EParsed FieldScanner::scanName(const char*& p, const char* pEnd) noexcept {
 
 EParsed FieldScanner::scanValue(const char*& p, const char* pEnd) noexcept {
     const char* const pFrom = p;
-    p = skipBytes(kValueByte, p, pEnd);
+    p = skipValueBytes(p, pEnd);
     m_nValue += static_cast<std::size_t>(p - pFrom);
     if (p == pEnd) return EParsed::kNeedMore;
     if (*p != '\r') return refuse({400, "a malformed header field value"});

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "http/byteclass.h"
 #include "http/requestinput.h"
 
 namespace {
@@ -42,6 +43,20 @@ TEST(RequestInput, HandsOverABodyOnlyWhenItIsCompleteOrLongOrAwaited) {
         EXPECT_EQ(feed("PUT / HTTP/1.1\r\nHost: h\r\n" + r.sFieldsAndBody), r.eBefore) << r.sFieldsAndBody;
         EXPECT_EQ(feed(r.sMore), r.eAfter) << r.sFieldsAndBody;
     }
+}
+
+TEST(ByteClass, AVectorEndsWhereAByteDoes) {
+    std::string s(48, 'x');
+    const char* const p = s.data();
+    for (unsigned nByte = 0; nByte < 256; ++nByte)
+        for (std::size_t nAt = 0; nAt < s.size(); s[nAt++] = 'x') {
+            s[nAt] = static_cast<char>(nByte);
+            for (std::size_t nFrom = 0; nFrom <= 16; ++nFrom)
+                for (const char* pEnd = p + nFrom; pEnd <= p + s.size(); ++pEnd)
+                    ASSERT_EQ(webcontainer::skipValueBytes(p + nFrom, pEnd),
+                              webcontainer::skipBytes(webcontainer::kValueByte, p + nFrom, pEnd))
+                        << "byte " << nByte << " at " << nAt << " from " << nFrom;
+        }
 }
 
 }  // namespace
