@@ -36,30 +36,28 @@ void scannerAlone(benchmark::State& rState) {
         webcontainer::HeadScanner tScanner(tLimits);
         std::size_t nScanned = 0;
         tHead.clear();
-        if (tScanner.scan(s_ksHead.data(), nScanned, s_ksHead.size(), tHead) != webcontainer::EParsed::kDone)
+        if (tScanner.scan(s_ksHead.data(), nScanned, s_ksHead.size(), tHead) != webcontainer::Parsed::kDone)
             rState.SkipWithError("refused");
         benchmark::DoNotOptimize(tHead.tFields.data());
     }
 }
 
 /// Gives an input bytes in pieces; returns what it said to the last one.
-webcontainer::RequestInput::EStatus feed(webcontainer::RequestInput& rInput, std::string_view sBytes,
-                                         std::size_t nPiece) {
-    auto eStatus = webcontainer::RequestInput::EStatus::kNeedMore;
+webcontainer::Parsed feed(webcontainer::RequestInput& rInput, std::string_view sBytes, std::size_t nPiece) {
+    webcontainer::Parsed tParsed = webcontainer::Parsed::kNeedMore;
     for (; !sBytes.empty(); sBytes.remove_prefix(std::min(nPiece, sBytes.size()))) {
         const auto tRoom = rInput.room();
         rInput.commit(sBytes.copy(tRoom.data(), std::min(nPiece, tRoom.size())));
-        eStatus = rInput.advance();
+        tParsed = rInput.advance();
     }
-    return eStatus;
+    return tParsed;
 }
 
 void wholeInput(benchmark::State& rState, const std::string& sHead, std::size_t nPiece) {
     const webcontainer::Limits tLimits;
     webcontainer::RequestInput tInput(tLimits, webcontainer::RequestInput::fullCapacity(tLimits));
     for (auto _ : rState) {
-        if (feed(tInput, sHead, nPiece) != webcontainer::RequestInput::EStatus::kReady)
-            rState.SkipWithError("refused");
+        if (feed(tInput, sHead, nPiece) != webcontainer::Parsed::kDone) rState.SkipWithError("refused");
         tInput.next();
     }
 }

@@ -58,12 +58,12 @@ public:
 
 private:
     void advance() {
-        using EStatus = webcontainer::RequestInput::EStatus;
+        using webcontainer::Parsed;
         while (!m_bClosed) {
-            const EStatus eStatus = m_pInput->advance();
-            if (eStatus == EStatus::kNeedMore) return;
-            if (eStatus == EStatus::kRefused) {
-                m_tAnswers.push_back(std::to_string(m_pInput->getRefusal().nStatus));
+            const Parsed tParsed = m_pInput->advance();
+            if (tParsed == Parsed::kNeedMore) return;
+            if (tParsed == Parsed::kRefused) {
+                m_tAnswers.push_back(std::to_string(tParsed.getRefusal().nStatus));
                 m_bClosed = true;
                 return;
             }

@@ -22,12 +22,12 @@ inline bool agree(std::string_view sBytes, std::size_t nPiece, const webcontaine
     using enum http::field;
     HeadScanner tScanner(rLimits);
     RequestHead tHead;
-    EParsed eParsed = EParsed::kNeedMore;
+    Parsed tParsed = Parsed::kNeedMore;
     std::size_t nScanned = 0;
-    for (std::size_t n = 0; eParsed == EParsed::kNeedMore && n < sBytes.size(); n += nPiece)
-        eParsed = tScanner.scan(sBytes.data(), nScanned, std::min(n + nPiece, sBytes.size()), tHead);
+    for (std::size_t n = 0; tParsed == Parsed::kNeedMore && n < sBytes.size(); n += nPiece)
+        tParsed = tScanner.scan(sBytes.data(), nScanned, std::min(n + nPiece, sBytes.size()), tHead);
     RequestHead tChecked = tHead;
-    if (eParsed != EParsed::kDone || checkHead(sBytes.data(), tChecked).nStatus != 0) return true;
+    if (tParsed != Parsed::kDone || checkHead(sBytes.data(), tChecked) != Parsed::kDone) return true;
 
     http::request_parser<http::empty_body> tParser;
     tParser.header_limit(std::numeric_limits<std::uint32_t>::max());

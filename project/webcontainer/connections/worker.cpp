@@ -95,14 +95,11 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
 /// Runs every request that is ready. False: rNext says how the connection goes on.
 bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext) {
     for (;;) {
-        switch (rContext.rInput.advance()) {
-            case RequestInput::EStatus::kNeedMore:
-                return true;
-            case RequestInput::EStatus::kRefused:
-                rNext = toNext(rConnection, m_tRunner.refuse(rContext, rContext.rInput.getRefusal()));
-                return false;
-            case RequestInput::EStatus::kReady:
-                break;
+        const Parsed tParsed = rContext.rInput.advance();
+        if (tParsed == Parsed::kNeedMore) return true;
+        if (tParsed == Parsed::kRefused) {
+            rNext = toNext(rConnection, m_tRunner.refuse(rContext, tParsed.getRefusal()));
+            return false;
         }
         rConnection.ePhase.store(EPhase::kServing, std::memory_order_relaxed);
         rContext.bLastRequest = ++rConnection.nRequests >= m_tShared.rLimits.nMaxRequestsPerConnection;

@@ -11,20 +11,20 @@ ChunkDecoder::ChunkDecoder(const Limits& rLimits) noexcept
       m_tTrailers(rLimits.nMaxHeaderFields),
       m_nTrailerBytesLeft(rLimits.nMaxTrailerBytes) {}
 
-EParsed ChunkDecoder::decode(const char*& p, const char* pEnd, char*& pTo) noexcept {
-    EParsed eParsed = EParsed::kNeedMore;
-    while (p != pEnd && eParsed == EParsed::kNeedMore)
-        eParsed = step(p, pEnd, pTo);
-    return eParsed;
+Parsed ChunkDecoder::decode(const char*& p, const char* pEnd, char*& pTo) noexcept {
+    Parsed tParsed = Parsed::kNeedMore;
+    while (p != pEnd && tParsed == Parsed::kNeedMore)
+        tParsed = step(p, pEnd, pTo);
+    return tParsed;
 }
 
-EParsed ChunkDecoder::step(const char*& p, const char* pEnd, char*& pTo) noexcept {
+Parsed ChunkDecoder::step(const char*& p, const char* pEnd, char*& pTo) noexcept {
     switch (m_eState) {
         case EState::kSizeLine:
             return putLine(*p++);
         case EState::kData:
             moveData(p, pEnd, pTo);
-            return EParsed::kNeedMore;
+            return Parsed::kNeedMore;
         case EState::kDataReturn:
             return endData(*p++, '\r', EState::kDataLineFeed);
         case EState::kDataLineFeed:
@@ -34,14 +34,13 @@ EParsed ChunkDecoder::step(const char*& p, const char* pEnd, char*& pTo) noexcep
     }
 }
 
-EParsed ChunkDecoder::putLine(char c) noexcept {
-    const EParsed eParsed = m_tLine.put(c);
-    if (eParsed == EParsed::kRefused) return refuse(m_tLine.getRefusal());
-    if (eParsed == EParsed::kNeedMore) return EParsed::kNeedMore;
+Parsed ChunkDecoder::putLine(char c) noexcept {
+    const Parsed tParsed = m_tLine.put(c);
+    if (tParsed != Parsed::kDone) return tParsed;
     m_nDataLeft = m_tLine.getSize();
     m_tLine = ChunkLine(m_pLimits->nMaxChunkExtensionBytes);
     m_eState = m_nDataLeft == 0 ? EState::kTrailers : EState::kData;
-    return EParsed::kNeedMore;
+    return Parsed::kNeedMore;
 }
 
 void ChunkDecoder::moveData(const char*& p, const char* pEnd, char*& pTo) noexcept {
@@ -54,26 +53,21 @@ void ChunkDecoder::moveData(const char*& p, const char* pEnd, char*& pTo) noexce
     if (m_nDataLeft == 0) m_eState = EState::kDataReturn;
 }
 
-EParsed ChunkDecoder::endData(char c, char cExpected, EState eNext) noexcept {
-    if (c != cExpected) return refuse({400, "a chunk that is longer than its size"});
+Parsed ChunkDecoder::endData(char c, char cExpected, EState eNext) noexcept {
+    if (c != cExpected) return Refusal{400, "a chunk that is longer than its size"};
     m_eState = eNext;
-    return EParsed::kNeedMore;
+    return Parsed::kNeedMore;
 }
 
-EParsed ChunkDecoder::scanTrailers(const char*& p, const char* pEnd) noexcept {
+Parsed ChunkDecoder::scanTrailers(const char*& p, const char* pEnd) noexcept {
     const char* const pStart = p;
     const auto nReceived = static_cast<std::size_t>(pEnd - p);
-    const EParsed eParsed = m_tTrailers.scan(p, p + std::min(nReceived, m_nTrailerBytesLeft));
+    const Parsed tParsed = m_tTrailers.scan(p, p + std::min(nReceived, m_nTrailerBytesLeft));
     m_nTrailerBytesLeft -= static_cast<std::size_t>(p - pStart);
-    if (eParsed == EParsed::kRefused) return refuse({400, m_tTrailers.getRefusal().sReason});
-    if (eParsed == EParsed::kNeedMore && m_nTrailerBytesLeft == 0)
-        return refuse({400, "the trailers are too long"});
-    return eParsed;
-}
-
-EParsed ChunkDecoder::refuse(const Refusal& rRefusal) noexcept {
-    m_tRefusal = rRefusal;
-    return EParsed::kRefused;
+    if (tParsed == Parsed::kRefused) return Refusal{400, tParsed.getRefusal().pReason};
+    if (tParsed == Parsed::kNeedMore && m_nTrailerBytesLeft == 0)
+        return Refusal{400, "the trailers are too long"};
+    return tParsed;
 }
 
 }  // namespace webcontainer

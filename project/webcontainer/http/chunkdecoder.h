@@ -19,19 +19,16 @@ public:
 
     /// Consumes bytes from p on, up to pEnd or the end of the body, and moves the plain ones among them to
     /// pTo, which may lie before p in the same storage. Raises p and pTo.
-    EParsed decode(const char*& p, const char* pEnd, char*& pTo) noexcept;
-    /// After kRefused.
-    const Refusal& getRefusal() const noexcept { return m_tRefusal; }
+    Parsed decode(const char*& p, const char* pEnd, char*& pTo) noexcept;
 
 private:
     enum class EState : std::uint8_t { kSizeLine, kData, kDataReturn, kDataLineFeed, kTrailers };
 
-    EParsed step(const char*& p, const char* pEnd, char*& pTo) noexcept;
-    EParsed putLine(char c) noexcept;
+    Parsed step(const char*& p, const char* pEnd, char*& pTo) noexcept;
+    Parsed putLine(char c) noexcept;
     void moveData(const char*& p, const char* pEnd, char*& pTo) noexcept;
-    EParsed endData(char c, char cExpected, EState eNext) noexcept;
-    EParsed scanTrailers(const char*& p, const char* pEnd) noexcept;
-    EParsed refuse(const Refusal& rRefusal) noexcept;
+    Parsed endData(char c, char cExpected, EState eNext) noexcept;
+    Parsed scanTrailers(const char*& p, const char* pEnd) noexcept;
 
     const Limits* m_pLimits;
     ChunkLine m_tLine;
@@ -39,7 +36,6 @@ private:
     FieldScanner m_tTrailers;
     std::size_t m_nTrailerBytesLeft;
     EState m_eState = EState::kSizeLine;
-    Refusal m_tRefusal;
 };
 
 }  // namespace webcontainer

@@ -46,30 +46,27 @@ constexpr ChunkLine::EState s_tNext[][s_knByteKinds] = {
 
 }  // namespace
 
-EParsed ChunkLine::put(char c) noexcept {
+Parsed ChunkLine::put(char c) noexcept {
     if (m_eState == kSize) {
         if (isOf(kHexDigitByte, c)) return putDigit(c);
-        if (m_nDigits == 0) return refuse("a chunk without a size");
+        if (m_nDigits == 0) return Refusal{400, "a chunk without a size"};
         m_eState = kElementEnd;
     }
     m_eState = s_tNext[static_cast<std::size_t>(m_eState)][kindOf(c)];
-    if (m_eState == kFault) return refuse("a malformed chunk size line");
-    if (m_eState == kDone) return EParsed::kDone;
-    if (m_eState != kLineEnd && m_nExtensionLeft-- == 0) return refuse("chunk extensions that are too long");
-    return EParsed::kNeedMore;
+    if (m_eState == kFault) return Refusal{400, "a malformed chunk size line"};
+    if (m_eState == kDone) return Parsed::kDone;
+    if (m_eState != kLineEnd && m_nExtensionLeft-- == 0)
+        return Refusal{400, "chunk extensions that are too long"};
+    return Parsed::kNeedMore;
 }
 
-EParsed ChunkLine::putDigit(char c) noexcept {
+Parsed ChunkLine::putDigit(char c) noexcept {
     const unsigned nDigit =
         isOf(kDigitByte, c) ? static_cast<unsigned>(c - '0') : static_cast<unsigned>((c | 0x20) - 'a') + 10;
     m_nSize = m_nSize * 16 + nDigit;
-    if (++m_nDigits > s_knMostDigits || m_nSize > s_knMostSize) return refuse("a chunk size out of reach");
-    return EParsed::kNeedMore;
-}
-
-EParsed ChunkLine::refuse(std::string_view sReason) noexcept {
-    m_tRefusal = {400, sReason};
-    return EParsed::kRefused;
+    if (++m_nDigits > s_knMostDigits || m_nSize > s_knMostSize)
+        return Refusal{400, "a chunk size out of reach"};
+    return Parsed::kNeedMore;
 }
 
 }  // namespace webcontainer

@@ -17,11 +17,9 @@ public:
     /// nMaxExtension: bytes allowed between the size and the line's end.
     explicit ChunkLine(std::size_t nMaxExtension) noexcept : m_nExtensionLeft(nMaxExtension) {}
 
-    EParsed put(char c) noexcept;
+    Parsed put(char c) noexcept;
     /// After kDone, in bytes.
     std::uint64_t getSize() const noexcept { return m_nSize; }
-    /// After kRefused.
-    const Refusal& getRefusal() const noexcept { return m_tRefusal; }
 
     enum class EState : std::uint8_t {
         kElementEnd,  ///< behind the size or a quoted string
@@ -40,14 +38,12 @@ public:
     };
 
 private:
-    EParsed putDigit(char c) noexcept;
-    EParsed refuse(std::string_view sReason) noexcept;
+    Parsed putDigit(char c) noexcept;
 
     std::uint64_t m_nSize = 0;
     std::size_t m_nExtensionLeft;
     unsigned m_nDigits = 0;
     EState m_eState = EState::kSize;
-    Refusal m_tRefusal;
 };
 
 }  // namespace webcontainer

@@ -34,18 +34,17 @@ EKnownField classify(std::string_view sName) noexcept {
 
 }  // namespace
 
-EParsed FieldScanner::scan(const char*& p, const char* pEnd, const char* pBegin,
-                           std::vector<HeaderField>* pFields) {
-    EParsed eParsed = EParsed::kNeedMore;
-    while (p != pEnd && eParsed == EParsed::kNeedMore) {
+Parsed FieldScanner::scan(const char*& p, const char* pEnd, const char* pBegin,
+                          std::vector<HeaderField>* pFields) {
+    while (p != pEnd) {
         const bool bField = m_eState == EState::kLineEnd;
-        eParsed = step(p, pEnd);
-        if (bField && pFields && eParsed == EParsed::kNeedMore) pFields->push_back(readLine(pBegin, p - 2));
+        if (const Parsed tParsed = step(p, pEnd); tParsed != Parsed::kNeedMore) return tParsed;
+        if (bField && pFields) pFields->push_back(readLine(pBegin, p - 2));
     }
-    return eParsed;
+    return Parsed::kNeedMore;
 }
 
-EParsed FieldScanner::step(const char*& p, const char* pEnd) noexcept {
+Parsed FieldScanner::step(const char*& p, const char* pEnd) noexcept {
     switch (m_eState) {
         case EState::kFirstLine:
         case EState::kLine:
@@ -55,52 +54,53 @@ EParsed FieldScanner::step(const char*& p, const char* pEnd) noexcept {
         case EState::kValue:
             return scanValue(p, pEnd);
         case EState::kLineEnd:
-            if (*p++ != '\n') return refuse(s_tBadLineEnd);
+            if (*p++ != '\n') return s_tBadLineEnd;
             m_eState = EState::kLine;
-            return EParsed::kNeedMore;
+            return Parsed::kNeedMore;
         default:
-            return *p++ == '\n' ? EParsed::kDone : refuse(s_tBadLineEnd);
+            if (*p++ != '\n') return s_tBadLineEnd;
+            return Parsed::kDone;
     }
 }
 
-EParsed FieldScanner::beginLine(const char*& p) noexcept {
+Parsed FieldScanner::beginLine(const char*& p) noexcept {
     const bool bFirst = m_eState == EState::kFirstLine;
     if (*p == '\r') {
         m_eState = EState::kEnd;
         ++p;
-        return EParsed::kNeedMore;
+        return Parsed::kNeedMore;
     }
     if (*p == ' ' || *p == '\t')
-        return refuse({400, bFirst ? "white space before the first header field"
-                                   : "a header field folded over several lines"});
-    if (!isOf(kTokenByte, *p)) return refuse({400, "a malformed header field name"});
-    if (m_nFieldsLeft-- == 0) return refuse({431, "too many header fields"});
+        return Refusal{400, bFirst ? "white space before the first header field"
+                                   : "a header field folded over several lines"};
+    if (!isOf(kTokenByte, *p)) return Refusal{400, "a malformed header field name"};
+    if (m_nFieldsLeft-- == 0) return Refusal{431, "too many header fields"};
     m_nName = m_nValue = 0;
     m_eState = EState::kName;
-    return EParsed::kNeedMore;
+    return Parsed::kNeedMore;
 }
 
-EParsed FieldScanner::scanName(const char*& p, const char* pEnd) noexcept {
+Parsed FieldScanner::scanName(const char*& p, const char* pEnd) noexcept {
     const char* const pFrom = p;
     p = skipBytes(kTokenByte, p, pEnd);
     m_nName += static_cast<std::size_t>(p - pFrom);
-    if (p == pEnd) return EParsed::kNeedMore;
-    if (*p == ' ' || *p == '\t') return refuse({400, "white space before a colon"});
-    if (*p != ':') return refuse({400, "a malformed header field name"});
+    if (p == pEnd) return Parsed::kNeedMore;
+    if (*p == ' ' || *p == '\t') return Refusal{400, "white space before a colon"};
+    if (*p != ':') return Refusal{400, "a malformed header field name"};
     ++p;
     m_eState = EState::kValue;
-    return EParsed::kNeedMore;
+    return Parsed::kNeedMore;
 }
 
-EParsed FieldScanner::scanValue(const char*& p, const char* pEnd) noexcept {
+Parsed FieldScanner::scanValue(const char*& p, const char* pEnd) noexcept {
     const char* const pFrom = p;
     p = skipValueBytes(p, pEnd);
     m_nValue += static_cast<std::size_t>(p - pFrom);
-    if (p == pEnd) return EParsed::kNeedMore;
-    if (*p != '\r') return refuse({400, "a malformed header field value"});
+    if (p == pEnd) return Parsed::kNeedMore;
+    if (*p != '\r') return Refusal{400, "a malformed header field value"};
     ++p;
     m_eState = EState::kLineEnd;
-    return EParsed::kNeedMore;
+    return Parsed::kNeedMore;
 }
 
 /// The field whose line, all of which has come, ends at pLineEnd.
@@ -110,11 +110,6 @@ HeaderField FieldScanner::readLine(const char* pBegin, const char* pLineEnd) con
     };
     const std::string_view sName(pLineEnd - m_nValue - 1 - m_nName, m_nName);
     return {stretch(sName), stretch(trim({pLineEnd - m_nValue, m_nValue})), classify(sName)};
-}
-
-EParsed FieldScanner::refuse(const Refusal& rRefusal) noexcept {
-    m_tRefusal = rRefusal;
-    return EParsed::kRefused;
 }
 
 }  // namespace webcontainer

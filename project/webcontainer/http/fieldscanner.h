@@ -16,28 +16,24 @@ public:
     explicit FieldScanner(unsigned nMaxFields) noexcept : m_nFieldsLeft(nMaxFields) {}
 
     /// Raises p up to pEnd, or behind the empty line for kDone.
-    EParsed scan(const char*& p, const char* pEnd) { return scan(p, pEnd, nullptr, nullptr); }
+    Parsed scan(const char*& p, const char* pEnd) { return scan(p, pEnd, nullptr, nullptr); }
     /// The same, and appends every field whose line has ended to *pFields. Stretches count from pBegin; from
     /// there on, the bytes of earlier calls must still be there.
-    EParsed scan(const char*& p, const char* pEnd, const char* pBegin, std::vector<HeaderField>* pFields);
-    /// After kRefused.
-    const Refusal& getRefusal() const noexcept { return m_tRefusal; }
+    Parsed scan(const char*& p, const char* pEnd, const char* pBegin, std::vector<HeaderField>* pFields);
 
 private:
     enum class EState : std::uint8_t { kFirstLine, kLine, kName, kValue, kLineEnd, kEnd };
 
-    EParsed step(const char*& p, const char* pEnd) noexcept;
-    EParsed beginLine(const char*& p) noexcept;
-    EParsed scanName(const char*& p, const char* pEnd) noexcept;
-    EParsed scanValue(const char*& p, const char* pEnd) noexcept;
-    EParsed refuse(const Refusal& rRefusal) noexcept;
+    Parsed step(const char*& p, const char* pEnd) noexcept;
+    Parsed beginLine(const char*& p) noexcept;
+    Parsed scanName(const char*& p, const char* pEnd) noexcept;
+    Parsed scanValue(const char*& p, const char* pEnd) noexcept;
     HeaderField readLine(const char* pBegin, const char* pLineEnd) const noexcept;
 
     EState m_eState = EState::kFirstLine;
     unsigned m_nFieldsLeft;
     std::size_t m_nName = 0;   ///< bytes of the line's name that have come
     std::size_t m_nValue = 0;  ///< of its value, with the white space around it
-    Refusal m_tRefusal;
 };
 
 }  // namespace webcontainer

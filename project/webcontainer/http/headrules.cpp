@@ -196,13 +196,13 @@ Refusal HeadCheck::checkConnection() {
 
 }  // namespace
 
-Refusal checkHead(const char* pBegin, RequestHead& rHead) {
+Parsed checkHead(const char* pBegin, RequestHead& rHead) {
     HeadCheck tCheck(pBegin, rHead);
     // What is malformed goes before what is only not supported.
     for (const auto fCheck : {&HeadCheck::checkTarget, &HeadCheck::checkHost, &HeadCheck::checkConnection,
                               &HeadCheck::checkFraming, &HeadCheck::checkExpectation})
         if (const Refusal tRefusal = (tCheck.*fCheck)(); tRefusal.nStatus != 0) return tRefusal;
-    return {};
+    return Parsed::kDone;
 }
 
 }  // namespace webcontainer

@@ -9,7 +9,7 @@ namespace webcontainer {
 
 /// Checks a complete head whose first byte is *pBegin and whose method, target, version and fields are set;
 /// sets what follows from them: authority, path, query, framing and its length, what the client expects and
-/// whether it keeps the connection.
-Refusal checkHead(const char* pBegin, RequestHead& rHead);
+/// whether it keeps the connection. Never kNeedMore.
+Parsed checkHead(const char* pBegin, RequestHead& rHead);
 
 }  // namespace webcontainer

@@ -23,24 +23,23 @@ HeadScanner::HeadScanner(const Limits& rLimits) noexcept
       m_nMaxHead(rLimits.nMaxHeadBytes),
       m_tScanner(rLimits.nMaxHeaderFields) {}
 
-EParsed HeadScanner::scan(const char* pBegin, std::size_t& rnFrom, std::size_t nEnd, RequestHead& rHead) {
+Parsed HeadScanner::scan(const char* pBegin, std::size_t& rnFrom, std::size_t nEnd, RequestHead& rHead) {
     const char* p = pBegin + rnFrom;
-    EParsed eParsed = EParsed::kNeedMore;
+    Parsed tParsed = Parsed::kNeedMore;
     if (m_eState != EState::kFields) {
-        eParsed = scanLine(p, pBegin + std::min(nEnd, m_nMaxLine));
+        tParsed = scanLine(p, pBegin + std::min(nEnd, m_nMaxLine));
         if (m_eState == EState::kFields) beginFields(pBegin, rHead);
     }
-    if (m_eState == EState::kFields && eParsed == EParsed::kNeedMore) {
-        eParsed = m_tScanner.scan(p, pBegin + std::min(nEnd, m_nMaxHead), pBegin, &m_tFields);
-        if (eParsed == EParsed::kRefused) m_tRefusal = m_tScanner.getRefusal();
-        if (eParsed == EParsed::kDone) rHead.tFields = std::move(m_tFields);
+    if (m_eState == EState::kFields && tParsed == Parsed::kNeedMore) {
+        tParsed = m_tScanner.scan(p, pBegin + std::min(nEnd, m_nMaxHead), pBegin, &m_tFields);
+        if (tParsed == Parsed::kDone) rHead.tFields = std::move(m_tFields);
     }
     rnFrom = static_cast<std::size_t>(p - pBegin);
-    if (eParsed != EParsed::kNeedMore) return eParsed;
+    if (tParsed != Parsed::kNeedMore) return tParsed;
     if (m_eState != EState::kFields && rnFrom == m_nMaxLine)
-        return refuse({414, "the request line is too long"});
-    if (rnFrom == m_nMaxHead) return refuse({431, "the header fields are too long"});
-    return EParsed::kNeedMore;
+        return Refusal{414, "the request line is too long"};
+    if (rnFrom == m_nMaxHead) return Refusal{431, "the header fields are too long"};
+    return Parsed::kNeedMore;
 }
 
 void HeadScanner::beginFields(const char* pBegin, RequestHead& rHead) noexcept {
@@ -51,14 +50,14 @@ void HeadScanner::beginFields(const char* pBegin, RequestHead& rHead) noexcept {
     m_tFields = std::move(rHead.tFields);
 }
 
-EParsed HeadScanner::scanLine(const char*& p, const char* pEnd) noexcept {
-    EParsed eParsed = EParsed::kNeedMore;
-    while (p != pEnd && m_eState != EState::kFields && eParsed == EParsed::kNeedMore)
-        eParsed = step(p, pEnd);
-    return eParsed;
+Parsed HeadScanner::scanLine(const char*& p, const char* pEnd) noexcept {
+    Parsed tParsed = Parsed::kNeedMore;
+    while (p != pEnd && m_eState != EState::kFields && tParsed == Parsed::kNeedMore)
+        tParsed = step(p, pEnd);
+    return tParsed;
 }
 
-EParsed HeadScanner::step(const char*& p, const char* pEnd) noexcept {
+Parsed HeadScanner::step(const char*& p, const char* pEnd) noexcept {
     switch (m_eState) {
         case EState::kMethodStart:
             return beginPart(*p, kTokenByte, EState::kMethod, s_tBadMethod);
@@ -76,56 +75,51 @@ EParsed HeadScanner::step(const char*& p, const char* pEnd) noexcept {
 }
 
 /// Nothing is empty; the byte itself is left to the part.
-EParsed HeadScanner::beginPart(char c, EByteClass eClass, EState eState, const Refusal& rRefusal) noexcept {
-    return isOf(eClass, c) ? go(eState) : refuse(rRefusal);
+Parsed HeadScanner::beginPart(char c, EByteClass eClass, EState eState, const Refusal& rRefusal) noexcept {
+    return isOf(eClass, c) ? go(eState) : rRefusal;
 }
 
-EParsed HeadScanner::scanMethod(const char*& p, const char* pEnd) noexcept {
+Parsed HeadScanner::scanMethod(const char*& p, const char* pEnd) noexcept {
     const char* const pFrom = p;
     p = skipBytes(kTokenByte, p, pEnd);
     m_nMethod += static_cast<std::uint32_t>(p - pFrom);
-    if (p == pEnd) return EParsed::kNeedMore;
-    return *p++ == ' ' ? go(EState::kTargetStart) : refuse(s_tBadMethod);
+    if (p == pEnd) return Parsed::kNeedMore;
+    return *p++ == ' ' ? go(EState::kTargetStart) : s_tBadMethod;
 }
 
-EParsed HeadScanner::scanTarget(const char*& p, const char* pEnd) noexcept {
+Parsed HeadScanner::scanTarget(const char*& p, const char* pEnd) noexcept {
     const char* const pFrom = p;
     p = skipBytes(kTargetByte, p, pEnd);
     m_nTarget += static_cast<std::uint32_t>(p - pFrom);
-    if (p == pEnd) return EParsed::kNeedMore;
+    if (p == pEnd) return Parsed::kNeedMore;
     const char c = *p++;
     if (c == ' ') return go(EState::kVersion);
     if (c == '\r') return go(EState::kLineEndWithoutVersion);
-    return refuse(c == '#' ? Refusal{400, "a fragment in the request target"} : s_tBadTarget);
+    return c == '#' ? Refusal{400, "a fragment in the request target"} : s_tBadTarget;
 }
 
-EParsed HeadScanner::scanVersion(const char*& p, const char* pEnd) noexcept {
+Parsed HeadScanner::scanVersion(const char*& p, const char* pEnd) noexcept {
     for (; p != pEnd && m_nVersionBytes != s_ksVersionPattern.size(); ++p) {
         const char cExpected = s_ksVersionPattern[m_nVersionBytes++];
         const bool bDigit = cExpected == '#';
-        if (bDigit ? !isOf(kDigitByte, *p) : *p != cExpected) return refuse(s_tBadVersion);
+        if (bDigit ? !isOf(kDigitByte, *p) : *p != cExpected) return s_tBadVersion;
         if (bDigit) m_nVersion = 10 * m_nVersion + static_cast<unsigned>(*p - '0');
     }
-    if (p == pEnd) return EParsed::kNeedMore;
-    return *p++ == '\r' ? go(EState::kLineEnd) : refuse(s_tBadVersion);
+    if (p == pEnd) return Parsed::kNeedMore;
+    return *p++ == '\r' ? go(EState::kLineEnd) : s_tBadVersion;
 }
 
 /// A line without a version is HTTP/0.9's. A higher minor version than ours is not taken for 1.1 either,
 /// though it could be (RFC 9110 section 2.5): there is none, so whoever sends it is up to something.
-EParsed HeadScanner::endLine(char c) noexcept {
-    if (c != '\n') return refuse(s_tBadLineEnd);
+Parsed HeadScanner::endLine(char c) noexcept {
+    if (c != '\n') return s_tBadLineEnd;
     const bool bKnown = m_eState == EState::kLineEnd && (m_nVersion == 10 || m_nVersion == 11);
-    return bKnown ? go(EState::kFields) : refuse(s_tOtherVersion);
+    return bKnown ? go(EState::kFields) : s_tOtherVersion;
 }
 
-EParsed HeadScanner::go(EState eState) noexcept {
+Parsed HeadScanner::go(EState eState) noexcept {
     m_eState = eState;
-    return EParsed::kNeedMore;
-}
-
-EParsed HeadScanner::refuse(const Refusal& rRefusal) noexcept {
-    m_tRefusal = rRefusal;
-    return EParsed::kRefused;
+    return Parsed::kNeedMore;
 }
 
 }  // namespace webcontainer

@@ -23,9 +23,7 @@ public:
     /// scanned so far, up to nEnd or for kDone to the head's length. Method, target and version stand in
     /// rHead as soon as the request line has come, for those who log or answer a request that is refused or
     /// does not come to its end; the fields for kDone.
-    EParsed scan(const char* pBegin, std::size_t& rnFrom, std::size_t nEnd, RequestHead& rHead);
-    /// After kRefused.
-    const Refusal& getRefusal() const noexcept { return m_tRefusal; }
+    Parsed scan(const char* pBegin, std::size_t& rnFrom, std::size_t nEnd, RequestHead& rHead);
 
 private:
     enum class EState : std::uint8_t {
@@ -39,16 +37,15 @@ private:
         kFields,
     };
 
-    EParsed scanLine(const char*& p, const char* pEnd) noexcept;
+    Parsed scanLine(const char*& p, const char* pEnd) noexcept;
     void beginFields(const char* pBegin, RequestHead& rHead) noexcept;
-    EParsed step(const char*& p, const char* pEnd) noexcept;
-    EParsed beginPart(char c, EByteClass eClass, EState eState, const Refusal& rRefusal) noexcept;
-    EParsed scanMethod(const char*& p, const char* pEnd) noexcept;
-    EParsed scanTarget(const char*& p, const char* pEnd) noexcept;
-    EParsed scanVersion(const char*& p, const char* pEnd) noexcept;
-    EParsed endLine(char c) noexcept;
-    EParsed go(EState eState) noexcept;
-    EParsed refuse(const Refusal& rRefusal) noexcept;
+    Parsed step(const char*& p, const char* pEnd) noexcept;
+    Parsed beginPart(char c, EByteClass eClass, EState eState, const Refusal& rRefusal) noexcept;
+    Parsed scanMethod(const char*& p, const char* pEnd) noexcept;
+    Parsed scanTarget(const char*& p, const char* pEnd) noexcept;
+    Parsed scanVersion(const char*& p, const char* pEnd) noexcept;
+    Parsed endLine(char c) noexcept;
+    Parsed go(EState eState) noexcept;
 
     std::size_t m_nMaxLine;
     std::size_t m_nMaxHead;
@@ -59,7 +56,6 @@ private:
     std::uint32_t m_nTarget = 0;       ///< and of the target
     FieldScanner m_tScanner;
     std::vector<HeaderField> m_tFields;  ///< until all have come; in the head's storage
-    Refusal m_tRefusal;
 };
 
 }  // namespace webcontainer

@@ -68,12 +68,30 @@ struct RequestHead {
 /// A request that the front end answers itself: the status, and for log and client the reason.
 struct Refusal {
     unsigned nStatus = 0;
-    std::string_view sReason;  ///< a constant text
+    const char* pReason = "";  ///< a constant text
 };
 
 inline constexpr Refusal s_tBadLineEnd{400, "a line without a proper end"};
 
-/// What came of parsing the bytes that there are.
-enum class EParsed { kNeedMore, kDone, kRefused };
+/// What came of parsing the bytes that there are. Two words, because every step of a parser returns one.
+class Parsed {
+public:
+    enum EKind : unsigned { kNeedMore, kDone, kRefused };
+
+    constexpr Parsed(EKind e) noexcept : m_eKind(e) {}
+    constexpr Parsed(const Refusal& r) noexcept
+        : m_eKind(kRefused),
+          m_nStatus(r.nStatus),
+          m_pReason(r.pReason) {}
+
+    constexpr operator EKind() const noexcept { return m_eKind; }
+    /// Of kRefused.
+    constexpr Refusal getRefusal() const noexcept { return {m_nStatus, m_pReason}; }
+
+private:
+    EKind m_eKind;
+    unsigned m_nStatus = 0;
+    const char* m_pReason = nullptr;
+};
 
 }  // namespace webcontainer

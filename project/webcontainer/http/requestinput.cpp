@@ -101,7 +101,7 @@ void RequestInput::startAt(std::size_t nBegin, std::size_t nEnd) noexcept {
     m_t = {nBegin, nBegin, nBegin, nBegin, nBegin, nEnd};
 }
 
-RequestInput::EStatus RequestInput::advance() {
+Parsed RequestInput::advance() {
     return m_bHeadComplete ? advanceBody() : advanceHead();
 }
 
@@ -114,17 +114,16 @@ void RequestInput::skipEmptyLines() noexcept {
     startAt(nBegin, m_t.nEnd);
 }
 
-RequestInput::EStatus RequestInput::advanceHead() {
+Parsed RequestInput::advanceHead() {
     if (m_t.nHeadEnd == m_t.nBegin) skipEmptyLines();
-    if (m_nEmptyLines > m_pLimits->nMaxEmptyLines) return refuse({400, "too many empty lines"});
+    if (m_nEmptyLines > m_pLimits->nMaxEmptyLines) return Refusal{400, "too many empty lines"};
     const std::size_t nReceived = m_t.nEnd - m_t.nBegin;
-    if (nReceived == 0 || (nReceived == 1 && *head() == '\r')) return EStatus::kNeedMore;
+    if (nReceived == 0 || (nReceived == 1 && *head() == '\r')) return Parsed::kNeedMore;
     std::size_t nParsed = m_t.nHeadEnd - m_t.nBegin;
-    const EParsed eParsed = m_tScanner.scan(head(), nParsed, nReceived, m_tHead);
+    const Parsed tParsed = m_tScanner.scan(head(), nParsed, nReceived, m_tHead);
     m_t.nHeadEnd = m_t.nBegin + nParsed;
-    if (eParsed == EParsed::kRefused) return refuse(m_tScanner.getRefusal());
-    if (eParsed == EParsed::kNeedMore) return EStatus::kNeedMore;
-    if (const Refusal tRefusal = checkHead(head(), m_tHead); tRefusal.nStatus != 0) return refuse(tRefusal);
+    if (tParsed != Parsed::kDone) return tParsed;
+    if (const Parsed tChecked = checkHead(head(), m_tHead); tChecked != Parsed::kDone) return tChecked;
     beginBody();
     return advanceBody();
 }
@@ -140,7 +139,7 @@ void RequestInput::beginBody() noexcept {
     if (m_tHead.tQuery.nFrom != RequestHead::knNowhere) data(m_tHead.tQuery)[m_tHead.tQuery.nLength] = '\0';
 }
 
-RequestInput::EStatus RequestInput::advanceBody() {
+Parsed RequestInput::advanceBody() {
     if (m_tHead.eFraming == EBodyFraming::kDeclared) {
         const std::size_t nNew = std::min(m_nUnreceived, m_t.nEnd - m_t.nRaw);
         m_t.nRaw = m_t.nBodyEnd += nNew;
@@ -148,14 +147,14 @@ RequestInput::EStatus RequestInput::advanceBody() {
     } else if (m_tHead.eFraming == EBodyFraming::kChunked && !m_bBodyReceived) {
         const char* pFrom = m_pData.get() + m_t.nRaw;
         char* pTo = m_pData.get() + m_t.nBodyEnd;
-        const auto eParsed = m_tChunks.decode(pFrom, m_pData.get() + m_t.nEnd, pTo);
+        const Parsed tParsed = m_tChunks.decode(pFrom, m_pData.get() + m_t.nEnd, pTo);
         m_t.nRaw = static_cast<std::size_t>(pFrom - m_pData.get());
         m_nUnchunked += static_cast<std::size_t>(pTo - m_pData.get()) - m_t.nBodyEnd;
         m_t.nBodyEnd = static_cast<std::size_t>(pTo - m_pData.get());
-        if (eParsed == EParsed::kRefused) return refuse(m_tChunks.getRefusal());
-        m_bBodyReceived = eParsed == EParsed::kDone;
+        if (tParsed == Parsed::kRefused) return tParsed;
+        m_bBodyReceived = tParsed == Parsed::kDone;
     }
-    return isReady() ? EStatus::kReady : EStatus::kNeedMore;
+    return isReady() ? Parsed::kDone : Parsed::kNeedMore;
 }
 
 void RequestInput::countPastInput(std::size_t nReceived) noexcept {
@@ -181,11 +180,6 @@ std::size_t RequestInput::takeBody(void* pBuffer, std::size_t nSize) noexcept {
     if (nTaken != 0) std::memcpy(pBuffer, m_pData.get() + m_t.nBody, nTaken);
     m_t.nBody += nTaken;
     return nTaken;
-}
-
-RequestInput::EStatus RequestInput::refuse(const Refusal& rRefusal) noexcept {
-    m_tRefusal = rRefusal;
-    return EStatus::kRefused;
 }
 
 }  // namespace webcontainer

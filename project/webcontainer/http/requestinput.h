@@ -22,12 +22,6 @@ namespace webcontainer {
 /// own.
 class RequestInput {
 public:
-    enum class EStatus {
-        kNeedMore,  ///< go on when more has been received
-        kReady,     ///< the head is complete, and of the body what is to be there before the request runs
-        kRefused,   ///< getRefusal() says why; nothing more can be read from the connection
-    };
-
     /// rLimits must outlive the input. nCapacity: bytes of storage to begin with.
     RequestInput(const Limits& rLimits, std::size_t nCapacity);
     /// Storage that suffices for whatever the limits allow.
@@ -36,9 +30,10 @@ public:
     /// Where the next bytes go; never empty. Moves and enlarges the storage when it must.
     std::span<char> room();
     void commit(std::size_t nReceived) noexcept { m_t.nEnd += nReceived; }
-    /// Parses what has been received. After kReady it is called again only to go on with the body.
-    EStatus advance();
-    const Refusal& getRefusal() const noexcept { return m_tRefusal; }
+    /// Parses what has been received. kDone: the head is complete, and of the body what is to be there before
+    /// the request runs; it is called again only to go on with the body. After kRefused nothing more can be
+    /// read from the connection.
+    Parsed advance();
 
     /// Nothing has been received of a next request, not even an empty line before it.
     bool isEmpty() const noexcept { return m_t.nBegin == m_t.nEnd && m_nEmptyLines == 0; }
@@ -93,11 +88,10 @@ private:
     void startOver(std::size_t nBegin, std::size_t nEnd);
     void startAt(std::size_t nBegin, std::size_t nEnd) noexcept;
     void skipEmptyLines() noexcept;
-    EStatus advanceHead();
+    Parsed advanceHead();
     void beginBody() noexcept;
-    EStatus advanceBody();
+    Parsed advanceBody();
     bool isReady() const noexcept;
-    EStatus refuse(const Refusal& rRefusal) noexcept;
 
     const Limits* m_pLimits;
     std::size_t m_nCapacity;
@@ -106,7 +100,6 @@ private:
     HeadScanner m_tScanner;
     ChunkDecoder m_tChunks;
     RequestHead m_tHead;
-    Refusal m_tRefusal;
     std::size_t m_nUnreceived = 0;
     std::uint64_t m_nUnchunked = 0;  ///< bytes of a chunked body that have been decoded
     std::size_t m_nEmptyLines = 0;   ///< before the request

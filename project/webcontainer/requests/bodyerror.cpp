@@ -5,7 +5,7 @@
 namespace webcontainer {
 
 BodyError::BodyError(const Refusal& rAnswer)
-    : Exception(GDString(fromUtf8(rAnswer.sReason))),
+    : Exception(GDString(fromUtf8(rAnswer.pReason))),
       m_tAnswer(rAnswer) {}
 
 BodyError* BodyError::clone() const {

@@ -74,7 +74,8 @@ std::size_t BodyReader::fill() {
     if (tReceived.eKind == EReceived::kEnd) throwBodyError(s_tBodyTruncated);
     m_tPatience.tRate.countBytes(tReceived.nBytes);
     m_rInput.commit(tReceived.nBytes);
-    if (m_rInput.advance() == RequestInput::EStatus::kRefused) throwBodyError(m_rInput.getRefusal());
+    const Parsed tParsed = m_rInput.advance();
+    if (tParsed == Parsed::kRefused) throwBodyError(tParsed.getRefusal());
     return tReceived.nBytes;
 }
 

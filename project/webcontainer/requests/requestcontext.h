@@ -17,7 +17,7 @@
 
 // The life of a request, all of it on one worker:
 //
-//     socket -> Worker -> RequestInput::advance() is kReady -> RequestRunner::run()
+//     socket -> Worker -> RequestInput::advance() is kDone -> RequestRunner::run()
 //       RequestWatch begins ............................ counted; at its end counted out and logged
 //         RequestProvider, ResponseProvider -> RequestHandler -> module -> application
 //           the body:     BodyReader: first what RequestInput has received, then the socket

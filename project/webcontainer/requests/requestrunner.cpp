@@ -37,7 +37,7 @@ void appendAnswerText(NarrowStringBufferBase& rBuffer, const Refusal& r) {
     rBuffer.append(' ');
     rBuffer.append(getReasonPhrase(r.nStatus));
     rBuffer.append(": ");
-    rBuffer.append(r.sReason);
+    rBuffer.append(r.pReason);
     rBuffer.append('\n');
 }
 
@@ -104,7 +104,7 @@ EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal
     RequestWatch tWatch(rContext);
     rContext.rStatistics.countRefused();
     rContext.nDeadline = std::numeric_limits<std::int64_t>::max();
-    logFailure(rContext, {rRefusal, std::string(rRefusal.sReason), kSevInfo});
+    logFailure(rContext, {rRefusal, rRefusal.pReason, kSevInfo});
     const EOutcome eOutcome = answer(rContext, rRefusal);
     if (eOutcome != EOutcome::kAbort) tWatch.setWhole();
     return eOutcome;

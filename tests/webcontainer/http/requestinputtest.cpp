@@ -8,8 +8,8 @@
 namespace {
 
 using webcontainer::Limits;
+using webcontainer::Parsed;
 using webcontainer::RequestInput;
-using EStatus = RequestInput::EStatus;
 
 TEST(RequestInput, HandsOverABodyOnlyWhenItIsCompleteOrLongOrAwaited) {
     Limits tLimits;
@@ -18,15 +18,15 @@ TEST(RequestInput, HandsOverABodyOnlyWhenItIsCompleteOrLongOrAwaited) {
     const struct {
         std::string sFieldsAndBody;
         std::string sMore;
-        EStatus eBefore;
-        EStatus eAfter;
+        Parsed::EKind eBefore;
+        Parsed::EKind eAfter;
     } tCases[] = {
-        {"Content-Length: 1000\r\n\r\n" + std::string(999, 'x'), "x", EStatus::kNeedMore, EStatus::kReady},
-        {"Content-Length: 5000\r\n\r\n" + std::string(1000, 'x'), "x", EStatus::kNeedMore, EStatus::kReady},
-        {sChunked, "\r\n1\r\nx", EStatus::kNeedMore, EStatus::kReady},
-        {sChunked, "\r\n0\r\n\r", EStatus::kNeedMore, EStatus::kNeedMore},
-        {sChunked + "\r\n1\r\nx", "\n", EStatus::kReady, EStatus::kRefused},
-        {"Content-Length: 5\r\nExpect: 100-continue\r\n\r\n", "1", EStatus::kReady, EStatus::kNeedMore},
+        {"Content-Length: 1000\r\n\r\n" + std::string(999, 'x'), "x", Parsed::kNeedMore, Parsed::kDone},
+        {"Content-Length: 5000\r\n\r\n" + std::string(1000, 'x'), "x", Parsed::kNeedMore, Parsed::kDone},
+        {sChunked, "\r\n1\r\nx", Parsed::kNeedMore, Parsed::kDone},
+        {sChunked, "\r\n0\r\n\r", Parsed::kNeedMore, Parsed::kNeedMore},
+        {sChunked + "\r\n1\r\nx", "\n", Parsed::kDone, Parsed::kRefused},
+        {"Content-Length: 5\r\nExpect: 100-continue\r\n\r\n", "1", Parsed::kDone, Parsed::kNeedMore},
     };
     for (const auto& r : tCases) {
         RequestInput tInput(tLimits, 0);
