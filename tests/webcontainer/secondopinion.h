@@ -48,7 +48,7 @@ inline bool agree(std::string_view sBytes, std::size_t nPiece, const webcontaine
         tOurs.insert(text(r.tName), text(r.tValue));
     }
     return text(tHead.tMethod) == rTheirs.method_string() && text(tHead.tTarget) == rTheirs.target() &&
-           tHead.nVersion == rTheirs.version() &&
+           (tHead.eVersion == EVersion::k10 ? 10 : 11) == rTheirs.version() &&
            std::equal(tOurs.begin(), tOurs.end(), rTheirs.begin(), rTheirs.end(),
                       [](const auto& a, const auto& b) {
                           return a.name_string() == b.name_string() && a.value() == b.value();

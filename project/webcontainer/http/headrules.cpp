@@ -108,7 +108,7 @@ Refusal HeadCheck::checkAbsoluteForm(std::size_t nScheme) {
 Refusal HeadCheck::checkHost() {
     const std::size_t nHosts = count(EKnownField::kHost);
     if (nHosts > 1) return {400, "more than one Host field"};
-    if (nHosts == 0) return m_rHead.nVersion == 10 ? Refusal() : Refusal{400, "no Host field"};
+    if (nHosts == 0) return m_rHead.eVersion == EVersion::k10 ? Refusal() : Refusal{400, "no Host field"};
     if (!isAuthority(value(EKnownField::kHost))) return {400, "a malformed Host field"};
     if (m_rHead.tAuthority.nLength != 0) field(EKnownField::kHost).tValue = m_rHead.tAuthority;
     return {};
@@ -148,7 +148,7 @@ Refusal HeadCheck::readLength() {
 
 /// RFC 9112 section 6.1: chunked once and last, and here nothing else.
 Refusal HeadCheck::readCodings() {
-    if (m_rHead.nVersion == 10) return {400, "Transfer-Encoding in HTTP/1.0"};
+    if (m_rHead.eVersion == EVersion::k10) return {400, "Transfer-Encoding in HTTP/1.0"};
     bool bTokens = isPlain(EKnownField::kTransferEncoding);
     bool bOther = false;
     bool bLast = false;
@@ -167,7 +167,7 @@ Refusal HeadCheck::readCodings() {
 
 /// RFC 9110 section 10.1.1; HTTP/1.0 knows no expectations.
 Refusal HeadCheck::checkExpectation() {
-    if (m_rHead.nVersion == 10 || count(EKnownField::kExpect) == 0) return {};
+    if (m_rHead.eVersion == EVersion::k10 || count(EKnownField::kExpect) == 0) return {};
     m_rHead.bExpects100 =
         count(EKnownField::kExpect) == 1 && equalsNoCase(value(EKnownField::kExpect), "100-continue");
     return m_rHead.bExpects100 ? Refusal() : Refusal{417, "an expectation other than 100-continue"};
@@ -176,7 +176,7 @@ Refusal HeadCheck::checkExpectation() {
 /// RFC 9112 section 9.3. Whether a tunnel begins behind CONNECT is for others to say, so nothing follows it.
 Refusal HeadCheck::checkConnection() {
     bool bClose = m_bConnect;
-    bool bKeep = m_rHead.nVersion >= 11;
+    bool bKeep = m_rHead.eVersion == EVersion::k11;
     bool bTokens = true;
     if (count(EKnownField::kConnection) + count(EKnownField::kProxyConnection) != 0) {
         for (const HeaderField& r : m_rHead.tFields) {

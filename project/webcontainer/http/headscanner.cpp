@@ -45,7 +45,7 @@ Parsed HeadScanner::scan(const char* pBegin, std::size_t& rnFrom, std::size_t nE
 void HeadScanner::beginFields(const char* pBegin, RequestHead& rHead) noexcept {
     rHead.tMethod = {0, m_nMethod};
     rHead.tTarget = {m_nMethod + 1, m_nTarget};
-    rHead.nVersion = m_nVersion;
+    rHead.eVersion = m_nVersion == 10 ? EVersion::k10 : EVersion::k11;
     rHead.bHead = std::string_view(pBegin, m_nMethod) == "HEAD";
     m_tFields = std::move(rHead.tFields);
 }

@@ -37,16 +37,23 @@ struct HeaderField {
 /// How the end of a request's body is found (RFC 9112 section 6.3).
 enum class EBodyFraming : std::uint8_t { kNone, kDeclared, kChunked };
 
+/// The versions that are served.
+enum class EVersion : std::uint8_t { k10, k11 };
+
+constexpr std::string_view toText(EVersion e) noexcept {
+    return e == EVersion::k10 ? "HTTP/1.0" : "HTTP/1.1";
+}
+
 /// What the parser found in a request's head. Only places: the bytes stay where they were received.
 struct RequestHead {
     static constexpr std::uint32_t knNowhere = std::numeric_limits<std::uint32_t>::max();
 
     Stretch tMethod;
     Stretch tTarget;
-    Stretch tAuthority;        ///< of an absolute-form or CONNECT's target, else empty
-    Stretch tPath;             ///< starts at knNowhere when an absolute-form target has none: "/" then
-    Stretch tQuery;            ///< without the question mark; starts at knNowhere when there is none
-    unsigned nVersion = 0;     ///< 10 or 11
+    Stretch tAuthority;  ///< of an absolute-form or CONNECT's target, else empty
+    Stretch tPath;       ///< starts at knNowhere when an absolute-form target has none: "/" then
+    Stretch tQuery;      ///< without the question mark; starts at knNowhere when there is none
+    EVersion eVersion = EVersion::k11;
     bool bKeepAlive = false;   ///< the client wants to use the connection again
     bool bExpects100 = false;  ///< the client waits for "100 Continue" before it sends the body
     bool bHead = false;        ///< the method is HEAD: the response has no body bytes

@@ -52,7 +52,7 @@ void RequestWatch::writeLine(std::int64_t nDurationUs) const {
     const RequestHead& rHead = r.rInput.getHead();
     tRecord.sMethod = r.rInput.text(rHead.tMethod);
     tRecord.sTarget = r.rInput.text(rHead.tTarget);
-    if (!tRecord.sMethod.empty()) tRecord.sProtocol = rHead.nVersion == 10 ? "HTTP/1.0" : "HTTP/1.1";
+    if (!tRecord.sMethod.empty()) tRecord.sProtocol = toText(rHead.eVersion);
     tRecord.nTimeMs = nowMs() - nDurationUs / 1000;
     tRecord.nStatus = r.nStatus;
     tRecord.nReceivedBytes = r.rInput.getBodyReceived();

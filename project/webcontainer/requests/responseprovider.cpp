@@ -178,7 +178,7 @@ void ResponseProvider::beginHead(std::size_t nBytes, bool bFinal) {
     m_tLine.bKeepAlive = rRequest.bKeepAlive && bBodyReceived &&
                          m_tLine.eFraming != EResponseFraming::kUntilClose && !m_rContext.bLastRequest &&
                          !m_rContext.rbDraining.load(std::memory_order_relaxed);
-    m_tLine.bSayKeepAlive = rRequest.nVersion == 10;
+    m_tLine.bSayKeepAlive = rRequest.eVersion == EVersion::k10;
     m_rBody.forgetContinue();
     m_rContext.rBuffers.tHead.append(m_rContext.rBuffers.tWire, m_tLine, m_rContext.rBuffers.tDate.now());
 }
@@ -187,8 +187,8 @@ EResponseFraming ResponseProvider::chooseFraming(bool bLengthKnown) const noexce
     if (m_tLine.nStatus == 205) return EResponseFraming::kLength;
     if (isBodyless(m_tLine.nStatus)) return EResponseFraming::kNone;
     if (bLengthKnown) return EResponseFraming::kLength;
-    return m_rContext.rInput.getHead().nVersion >= 11 ? EResponseFraming::kChunked
-                                                      : EResponseFraming::kUntilClose;
+    return m_rContext.rInput.getHead().eVersion == EVersion::k11 ? EResponseFraming::kChunked
+                                                                 : EResponseFraming::kUntilClose;
 }
 
 bool ResponseProvider::isBodySent() const noexcept {

@@ -79,7 +79,7 @@ bool ServerVariables::getQuery(std::string_view& rsValue, NarrowStringBufferBase
 }
 
 bool ServerVariables::getProtocol(std::string_view& rsValue, NarrowStringBufferBase&) const {
-    rsValue = m_rInput.getHead().nVersion == 10 ? "HTTP/1.0" : "HTTP/1.1";
+    rsValue = toText(m_rInput.getHead().eVersion);
     return true;
 }
 
