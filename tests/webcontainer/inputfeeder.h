@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -39,8 +38,7 @@ public:
     void feed(std::string_view s) {
         while (!s.empty() && !m_bClosed) {
             const std::span<char> tRoom = m_pInput->room();
-            const std::size_t nPiece = std::min(s.size(), tRoom.size());
-            std::copy_n(s.data(), nPiece, tRoom.data());
+            const std::size_t nPiece = s.copy(tRoom.data(), tRoom.size());
             m_pInput->commit(nPiece);
             s.remove_prefix(nPiece);
             advance();

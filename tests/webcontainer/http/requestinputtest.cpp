@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "http/byteclass.h"
 #include "http/requestinput.h"
 
@@ -30,13 +28,10 @@ TEST(RequestInput, HandsOverABodyOnlyWhenItIsCompleteOrLongOrAwaited) {
     };
     for (const auto& r : tCases) {
         RequestInput tInput(tLimits, 0);
-        const auto feed = [&](const std::string& s) {
-            for (std::size_t n = 0; n < s.size();) {
+        const auto feed = [&](std::string s) {
+            for (std::size_t nPiece; !s.empty(); s.erase(0, nPiece)) {
                 const auto tRoom = tInput.room();
-                const std::size_t nPiece = std::min(tRoom.size(), s.size() - n);
-                std::copy_n(s.data() + n, nPiece, tRoom.data());
-                tInput.commit(nPiece);
-                n += nPiece;
+                tInput.commit(nPiece = s.copy(tRoom.data(), tRoom.size()));
             }
             return tInput.advance();
         };
