@@ -70,7 +70,11 @@ UConverterPtr openIcuConverter(const CharacterSet& rCharset) {
 }
 
 const Handle<const CharacterSet>& CharacterSet::utf8() {
-    static const Handle<const CharacterSet> s_hUtf8(new CharacterSet(EKind::kUtf8, L"utf-8"));
+    static const Handle<const CharacterSet> s_hUtf8 = [] {
+        Handle<const CharacterSet> hUtf8(new CharacterSet(EKind::kUtf8, ZQWString::eternal(L"utf-8")));
+        hUtf8->makeEternal();
+        return hUtf8;
+    }();
     return s_hUtf8;
 }
 
@@ -86,7 +90,7 @@ Handle<const CharacterSet> CharacterSet::findForClient(std::wstring_view sLabel)
 Handle<const CharacterSet> CharacterSet::open(std::wstring_view sLabel, std::string_view sName) {
     if (sLabel == utf8()->getEncodingLabel().view()) return utf8();
     const auto fMake = [sLabel](EKind eKind, std::string_view sConverter = {}) {
-        return Handle<const CharacterSet>(new CharacterSet(eKind, sLabel, sConverter));
+        return Handle<const CharacterSet>(new CharacterSet(eKind, ZQWString(sLabel), sConverter));
     };
     if (sName == "utf-8") return fMake(EKind::kUtf8);
     if (sName == "unicode") return fMake(EKind::kUtf16LittleEndian);

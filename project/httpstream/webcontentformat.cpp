@@ -2,6 +2,15 @@
 
 #include "zq/foundation/nocasecompareless.h"
 
+namespace {
+
+/// In the order of EFormat.
+const ZQWString s_ksContentTypes[] = {ZQWString(), ZQWString::eternal(L"text/html"),
+                                      ZQWString::eternal(L"application/xml"),
+                                      ZQWString::eternal(L"text/plain")};
+
+}  // namespace
+
 WebContentFormat::EFormat WebContentFormat::fromContentType(std::wstring_view sContentType) noexcept {
     std::wstring_view s = sContentType.substr(0, sContentType.find(L';'));
     while (!s.empty() && (s.back() == L' ' || s.back() == L'\t'))
@@ -13,16 +22,6 @@ WebContentFormat::EFormat WebContentFormat::fromContentType(std::wstring_view sC
     return compareNoCase(s.substr(0, 5), L"text/") == 0 ? kText : kUnknown;
 }
 
-const wchar_t* WebContentFormat::getContentType(EFormat eFormat) noexcept {
-    switch (eFormat) {
-        case kHTML:
-            return L"text/html";
-        case kXML:
-            return L"application/xml";
-        case kText:
-            return L"text/plain";
-        case kUnknown:
-            break;
-    }
-    return L"";
+const ZQWString& WebContentFormat::getContentType(EFormat eFormat) noexcept {
+    return s_ksContentTypes[eFormat];
 }

@@ -13,7 +13,7 @@ const LogSourceHandle kPopulateParam("kiv.serverstream.populateparam");
 
 namespace {
 
-const ZQWString s_ksLocation(L"Location");
+const ZQWString s_ksLocation = ZQWString::eternal(L"Location");
 const B2WEncodingBase64 kB2WEncodingBase64(B2WEncodingBase64::kPad);
 const GDString kgdsKIVHttpServerClientDead(L"Client no longer there.");
 const GDString kgdsKIVHttpServerHttpResponseProviderError(L"Error in HttpResponseProvider.");

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "support/manythreads.h"
@@ -44,16 +45,20 @@ TEST(ZQString, KeepsNulsAndEndsInOne) {
 }
 
 TEST(ZQString, IsCopiedAndDroppedOnManyThreads) {
-    const ZQWString sShared(L"shared by all");
-    test::onThreads(4, [sShared] {
-        for (int n = 0; n < 1000; ++n) {
-            ZQWString sCopy(sShared), sOther(L"own");
-            sOther = sCopy;
-            sCopy = ZQWString();
-            ASSERT_EQ(sOther, sShared);
-        }
-    });
-    EXPECT_EQ(sShared, L"shared by all");
+    static const ZQWString s_ksEternal = ZQWString::eternal(L"there for ever");
+    for (const ZQWString& sShared : {ZQWString(L"shared by all"), s_ksEternal}) {
+        const std::wstring sText(sShared.view());
+        test::onThreads(4, [sShared] {
+            for (int n = 0; n < 1000; ++n) {
+                ZQWString sCopy(sShared), sOther(L"own");
+                sOther = sCopy;
+                sCopy = ZQWString();
+                ASSERT_EQ(sOther, sShared);
+            }
+        });
+        EXPECT_EQ(sShared.view(), sText);
+    }
+    EXPECT_TRUE(ZQWString::eternal({}).empty());
 }
 
 TEST(StringBuffer, KeepsItsTextAcrossGrowth) {
@@ -126,8 +131,11 @@ TEST(Handle, DeletesWithTheLastOneAndThrowsWhenNullIsUsed) {
     EXPECT_EQ(nLiving, 1);
     hFirst = makeHandle<Probe>(nLiving);
     EXPECT_EQ(nLiving, 1);
+    hFirst->makeEternal();
+    const std::unique_ptr<Probe> pEternal(hFirst.getPtr());
+    Handle<Probe>(hFirst).reset();
     hFirst = Handle<Probe>();
-    EXPECT_EQ(nLiving, 0);
+    EXPECT_EQ(nLiving, 1);
 }
 
 TEST(Handle, IsNullBeforeItsObjectGoes) {

@@ -51,7 +51,7 @@ public:
     };
 
 private:
-    CharacterSet(EKind eKind, std::wstring_view sLabel, std::string_view sConverter = {})
+    CharacterSet(EKind eKind, const ZQWString& sLabel, std::string_view sConverter = {})
         : m_eKind(eKind),
           m_sLabel(sLabel),
           m_sConverter(sConverter) {}

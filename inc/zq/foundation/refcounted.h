@@ -1,9 +1,7 @@
 #pragma once
 
-#include <atomic>
-#include <cstdint>
-
 #include "zq/foundation/hostallocator.h"
+#include "zq/foundation/refcount.h"
 
 /// Base of objects that Handles share; the last Handle deletes the object. The count is atomic.
 class ZQ_EXPORT RefCounted : public HostAllocated {
@@ -12,14 +10,16 @@ public:
     RefCounted& operator=(const RefCounted&) = delete;
     virtual ~RefCounted();
 
-    void addRef() const noexcept { m_nRefs.fetch_add(1, std::memory_order_relaxed); }
+    void addRef() const noexcept { m_tRefs.add(); }
     void releaseRef() const noexcept {
-        if (m_nRefs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+        if (m_tRefs.drop()) delete this;
     }
+    /// The object is never deleted, nor are its Handles counted any more. Before other threads have one.
+    void makeEternal() const noexcept { m_tRefs.makeEternal(); }
 
 protected:
     RefCounted() noexcept = default;
 
 private:
-    mutable std::atomic<std::uint32_t> m_nRefs{0};
+    mutable RefCount m_tRefs{0};
 };

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <atomic>
 #include <compare>
 #include <cstddef>
-#include <cstdint>
 #include <limits>
 #include <new>
 #include <stdexcept>
@@ -11,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "zq/foundation/refcount.h"
 #include "zq/foundation/zqexport.h"
 
 /// An immutable text: one pointer to a shared block of reference count, length and characters.
@@ -28,8 +27,14 @@ public:
     /// Copies nLength characters, NULs among them. Throws std::bad_alloc, std::length_error.
     ZQStringTemplate(const CharT* p, std::size_t nLength) : ZQStringTemplate(View(p, nLength)) {}
     explicit ZQStringTemplate(View s) : m_pBlock(s.empty() ? nullptr : makeBlock(s)) {}
+    /// A constant: its characters are never freed, nor are the strings that share them counted.
+    static ZQStringTemplate eternal(View s) {
+        ZQStringTemplate sText(s);
+        if (sText.m_pBlock) sText.m_pBlock->m_tRefs.makeEternal();
+        return sText;
+    }
     ZQStringTemplate(const ZQStringTemplate& r) noexcept : m_pBlock(r.m_pBlock) {
-        if (m_pBlock) m_pBlock->m_nRefs.fetch_add(1, std::memory_order_relaxed);
+        if (m_pBlock) m_pBlock->m_tRefs.add();
     }
     ZQStringTemplate(ZQStringTemplate&& r) noexcept : m_pBlock(std::exchange(r.m_pBlock, nullptr)) {}
     ~ZQStringTemplate() { release(); }
@@ -86,7 +91,7 @@ public:
 
 private:
     struct Block {
-        std::atomic<std::uint32_t> m_nRefs{1};
+        RefCount m_tRefs{1};
         std::size_t m_nLength;
 
         explicit Block(std::size_t nLength) noexcept : m_nLength(nLength) {}
@@ -108,7 +113,7 @@ private:
     }
 
     void release() noexcept {
-        if (m_pBlock && m_pBlock->m_nRefs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        if (m_pBlock && m_pBlock->m_tRefs.drop()) {
             m_pBlock->~Block();
             ::operator delete(m_pBlock);
         }

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "zq/foundation/zqexport.h"
+#include "zq/foundation/zqstring.h"
 
 /// What kind of document a response is.
 struct ZQ_EXPORT WebContentFormat {
@@ -12,5 +13,5 @@ struct ZQ_EXPORT WebContentFormat {
     /// text/xml, application/xml and anything that ends in +xml (RFC 7303), text for other text types.
     static EFormat fromContentType(std::wstring_view sContentType) noexcept;
     /// The media type that stands for a format; empty for kUnknown.
-    static const wchar_t* getContentType(EFormat eFormat) noexcept;
+    static const ZQWString& getContentType(EFormat eFormat) noexcept;
 };
