@@ -7,7 +7,8 @@
 namespace posixstrsupport {
 
 int wcsnicmp(const wchar_t* a, const wchar_t* b, std::size_t n) noexcept {
-    return compareNoCase({a, wcsnlen(a, n)}, {b, wcsnlen(b, n)});
+    const std::wstring_view sA(a, wcsnlen(a, n)), sB(b, wcsnlen(b, n));
+    return sA == sB ? 0 : compareNoCase(sA, sB);
 }
 
 int wcsicmp(const wchar_t* a, const wchar_t* b) noexcept {

@@ -15,10 +15,6 @@ performance::PerfCounterT<performance::Atomic32Policy> s_tFailedRequests(
 const ZQWString ks_ContentType(L"Content-Type");
 const ZQWString ks_charset(L"charset");
 
-bool startsWithNoCase(std::wstring_view s, std::wstring_view sPrefix) {
-    return compareNoCase(s.substr(0, sPrefix.size()), sPrefix) == 0;
-}
-
 /// The character set that a form says it is in; null when it says nothing. Other bodies, XML for instance,
 /// have their own ways to say it, and no parameters. Throws CharacterSet::UnknownCharset.
 Handle<const CharacterSet> parameterCharset(ZQHttpStream& rStream) {

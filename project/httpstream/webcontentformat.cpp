@@ -15,11 +15,11 @@ WebContentFormat::EFormat WebContentFormat::fromContentType(std::wstring_view sC
     std::wstring_view s = sContentType.substr(0, sContentType.find(L';'));
     while (!s.empty() && (s.back() == L' ' || s.back() == L'\t'))
         s.remove_suffix(1);
-    const auto fIs = [s](std::wstring_view sType) { return compareNoCase(s, sType) == 0; };
+    const auto fIs = [s](std::wstring_view sType) { return equalNoCase(s, sType); };
     if (fIs(L"text/html")) return kHTML;
     if (fIs(L"text/xml") || fIs(L"application/xml")) return kXML;
-    if (s.size() > 4 && compareNoCase(s.substr(s.size() - 4), L"+xml") == 0) return kXML;
-    return compareNoCase(s.substr(0, 5), L"text/") == 0 ? kText : kUnknown;
+    if (s.size() > 4 && equalNoCase(s.substr(s.size() - 4), L"+xml")) return kXML;
+    return startsWithNoCase(s, L"text/") ? kText : kUnknown;
 }
 
 const ZQWString& WebContentFormat::getContentType(EFormat eFormat) noexcept {

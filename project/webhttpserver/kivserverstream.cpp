@@ -57,8 +57,8 @@ void translateAndThrowHttpResponseProviderError(HttpResponseProvider::EResponseC
 
 /// The mark that text in a character set starts with; empty for all but the two kinds of UTF-16.
 std::string_view byteOrderMark(std::wstring_view sCharsetLabel) {
-    if (compareNoCase(sCharsetLabel, L"unicode") == 0) return I18NUtils::kUTF16LEBOM;
-    if (compareNoCase(sCharsetLabel, L"unicodeFFFE") == 0) return I18NUtils::kUTF16BEBOM;
+    if (equalNoCase(sCharsetLabel, L"unicode")) return I18NUtils::kUTF16LEBOM;
+    if (equalNoCase(sCharsetLabel, L"unicodeFFFE")) return I18NUtils::kUTF16BEBOM;
     return {};
 }
 

@@ -29,6 +29,7 @@ TEST(CompareNoCase, IgnoresCaseAsUnicodeFoldsIt) {
     for (const auto& r : kpCases) {
         EXPECT_EQ(compareNoCase(r.a, r.b), r.nOrder) << testing::PrintToString(r.a);
         EXPECT_EQ(compareNoCase(r.b, r.a), -r.nOrder) << testing::PrintToString(r.a);
+        EXPECT_EQ(equalNoCase(r.a, r.b), r.nOrder == 0) << testing::PrintToString(r.a);
     }
 }
 
