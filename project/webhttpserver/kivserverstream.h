@@ -3,6 +3,7 @@
 #include <map>
 
 #include "zq/foundation/nocasecompareless.h"
+#include "zq/foundation/nodestorage.h"
 #include "zq/foundation/stringbuffer.h"
 #include "zq/httpstream/multipartreader.h"
 #include "zq/httpstream/unicodehttpstream.h"
@@ -59,8 +60,19 @@ public:
     void endResponse();
 
 private:
+    /// Room for the headers that browsers send: 20 pairs in a tree's nodes, each of three links and a colour.
+    using HeaderStorage = NodeStorage<20 * 6 * sizeof(void*)>;
+    using HeaderAllocator = NodeAllocator<std::pair<const ZQWString, ZQWString>, HeaderStorage>;
     /// Names in any letter case are equal; every value is kept, in insertion order.
-    using HttpHeadersMap = std::multimap<ZQWString, ZQWString, NoCaseCompareLess>;
+    class HttpHeadersMap : private HeaderStorage,
+                           public std::multimap<ZQWString, ZQWString, NoCaseCompareLess, HeaderAllocator> {
+    public:
+        HttpHeadersMap() : multimap(HeaderAllocator(*this)) {}
+        void clear() noexcept {
+            multimap::clear();
+            reuse();
+        }
+    };
     using FetchHeader = int (HttpRequestProvider::*)(HttpRequestProvider::hdrenum_t&, char*, std::size_t&,
                                                      char*, std::size_t&);
 

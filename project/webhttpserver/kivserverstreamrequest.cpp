@@ -17,19 +17,13 @@ const N2WEncodingUTF8 s_ktN2WEncodingServerVariable;
 /// The bytes that a provider is offered for a name or a value before it has said how many it needs.
 constexpr std::size_t knFirstOffer = 256;
 
-ZQWString widenHeaderText(std::string_view s) {
-    StringBuffer tWide;
-    s_ktN2WEncodingHttpHeader.encode(tWide, s);
-    return tWide.toString();
-}
-
 }  // namespace
 
 bool KIVServerHttpStream::getRequestHeader(const ZQWString& sName, ZQWString& rValue) {
     ensureHeadersRead();
     // Among equal keys the lower bound is the one that came first.
     const auto it = m_tReqHeaders.lower_bound(sName);
-    if (it == m_tReqHeaders.end() || compareNoCase(it->first, sName) != 0) return false;
+    if (it == m_tReqHeaders.end() || !equalNoCase(it->first, sName)) return false;
     rValue = it->second;
     return true;
 }
@@ -54,7 +48,8 @@ void KIVServerHttpStream::ensureHeadersRead() {
     HttpRequestProvider::hdrenum_t nCursor = 0;
     FetchHeader pFetch = &HttpRequestProvider::getFirstHeader;
     while (fetchHeader(pFetch, nCursor)) {
-        m_tReqHeaders.emplace(widenHeaderText(m_tWorkBuffer1.view()), widenHeaderText(m_tWorkBuffer2.view()));
+        m_tReqHeaders.emplace(s_ktN2WEncodingHttpHeader.toString(m_tWorkBuffer1.view()),
+                              s_ktN2WEncodingHttpHeader.toString(m_tWorkBuffer2.view()));
         pFetch = &HttpRequestProvider::getNextHeader;
     }
     m_bReqHeadersRead = true;
@@ -92,7 +87,7 @@ bool KIVServerHttpStream::GetServerVariable(const char* pName, ZQWString& rValue
 }
 
 ZQWString KIVServerHttpStream::getRequestMethod() const {
-    return widenHeaderText(m_rHttpRequest.getMethod().view());
+    return s_ktN2WEncodingHttpHeader.toString(m_rHttpRequest.getMethod().view());
 }
 
 std::size_t KIVServerHttpStream::ReadBinary(void* pBuffer, std::size_t nSize) {

@@ -99,13 +99,17 @@ RC_GTEST_PROP(EncodingUtf8, DecodesAnyBytesAsIcuDoes, ()) {
 
 TEST(EncodingCopy, KeepsTheLowByteAndTheSign) {
     const std::wstring sWide{0x20AC, 0xE9, L'A', -23};
+    const EncodingCopy<char, wchar_t> tWiden;
     EXPECT_EQ(
         filled<char>([&](NarrowStringBufferBase& r) { EncodingCopy<wchar_t, char>().encode(r, sWide); }),
         "\xAC\xE9"
         "A\xE9");
-    EXPECT_EQ(
-        filled<wchar_t>([&](WideStringBufferBase& r) { EncodingCopy<char, wchar_t>().encode(r, "\xE9z"); }),
-        (std::wstring{-23, L'z'}));
+    EXPECT_EQ(filled<wchar_t>([&](WideStringBufferBase& r) { tWiden.encode(r, "\xE9z"); }),
+              (std::wstring{-23, L'z'}));
+    for (const std::string_view s :
+         {"", "1", "Host", "Hosts", "HOST", "gzip, deflate, br, zstd", "\xE9\x7F\x80",
+          "application/x-www-form-urlencoded, and what is longer than usual"})
+        EXPECT_EQ(tWiden.toString(s), std::wstring(s.begin(), s.end()));
 }
 
 /// Encodes two pieces, and then both again with the same state.

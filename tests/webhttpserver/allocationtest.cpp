@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "serverfixture.h"
 #include "support/allocationcounter.h"
 #include "support/recorders.h"
@@ -47,6 +49,36 @@ TEST(Allocations, ShortBodiesNeedNone) {
         tRequest.nContentLength = c.nDeclared;
         tRequest.tBody = {std::string(c.nBytes, 'x')};
         EXPECT_EQ(allocationsOf(tRequest), c.nAllocations) << c.nBytes;
+    }
+}
+
+TEST(Allocations, HeadersNeedOneForEachTextThatIsNotUsual) {
+    struct Case {
+        std::size_t nHeaders;
+        const char *pName, *pValue;
+        std::size_t nAllocations;
+    };
+    for (const Case& c : {Case{20, "Accept", "close", 0},
+                          {21, "Accept", "close", 1},
+                          {40, "Accept", "close", 20},
+                          {1, "accept", "1", 1},
+                          {20, "Acceptor", "closed", 40}}) {
+        FakeRequestProvider tRequest;
+        tRequest.tHeaders.assign(c.nHeaders, {c.pName, c.pValue});
+        FakeResponseProvider tResponse;
+        kiv::KIVServerHttpStream tStream(tRequest, tResponse, Handle<GDExpressionEvaluator>());
+        tl::vector<ZQWString> tValues;
+        tValues.reserve(c.nHeaders);
+        const ZQWString sName(L"ACCEPTOR", std::strlen(c.pName));
+        const AllocationCounter tAllocations;
+        tStream.getRequestHeaders(sName, tValues);
+        EXPECT_EQ(tAllocations.getCount(), c.nAllocations) << c.nHeaders << c.pName;
+        EXPECT_EQ(tValues.size(), c.nHeaders);
+        for (std::size_t n = 0; n < 40; ++n) {
+            if (n % 20 == 0) tStream.Reset(ZQHttpStream::kClearHeader);
+            tStream.AddHeader(sName, sName);
+        }
+        EXPECT_EQ(tAllocations.getCount(), c.nAllocations) << "as many again after a reset";
     }
 }
 

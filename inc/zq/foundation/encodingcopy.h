@@ -17,7 +17,13 @@ public:
             *pTo++ = static_cast<ToT>(c);
         rBuffer.commitAppendBuffer(s.size());
     }
+    /// The copy as a string; only from bytes to wide text. Names and values that come with most requests are
+    /// constants that all strings share.
+    ZQStringTemplate<ToT> toString(std::basic_string_view<FromT> s) const;
 };
+
+template <>
+ZQ_EXPORT ZQWString EncodingCopy<char, wchar_t>::toString(std::string_view s) const;
 
 static_assert(std::is_signed_v<char> && std::is_signed_v<wchar_t> && sizeof(wchar_t) == 4,
               "header bytes are widened with their sign");
