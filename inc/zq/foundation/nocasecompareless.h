@@ -5,25 +5,30 @@
 
 #include "zq/foundation/zqstring.h"
 
-/// foldCase() of what is not ASCII.
-ZQ_EXPORT wchar_t foldBeyondAscii(wchar_t c) noexcept;
+namespace detail {
 
-/// The lower-case twin of c under Unicode's simple case folding; any other value, negative ones too, is its
-/// own twin.
-inline wchar_t foldCase(wchar_t c) noexcept {
-    if (c >= L'A' && c <= L'Z') return c + (L'a' - L'A');
-    return c < 0x80 ? c : foldBeyondAscii(c);
+/// compareNoCase() of any text.
+ZQ_EXPORT int compareFolded(std::wstring_view a, std::wstring_view b) noexcept;
+
+constexpr wchar_t toAsciiLowerCase(wchar_t c) noexcept {
+    return c >= L'A' && c <= L'Z' ? c + (L'a' - L'A') : c;
 }
 
-/// Less than 0, 0 or greater than 0 as a stands before, with or behind b when case does not count.
+}  // namespace detail
+
+/// Less than 0, 0 or greater than 0 as a stands before, with or behind b when case does not count: when every
+/// character is replaced by its twin under Unicode's simple case folding. Values that are no characters,
+/// negative ones too, are their own twins.
 inline int compareNoCase(std::wstring_view a, std::wstring_view b) noexcept {
     const std::size_t nCommon = std::min(a.size(), b.size());
-    for (std::size_t n = 0; n < nCommon; ++n) {
-        if (a[n] == b[n]) continue;
-        const wchar_t ca = foldCase(a[n]), cb = foldCase(b[n]);
-        if (ca != cb) return ca < cb ? -1 : 1;
-    }
-    return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
+    std::size_t n = 0;
+    while (n < nCommon && a[n] == b[n])
+        ++n;
+    if (n == nCommon) return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
+    const wchar_t ca = detail::toAsciiLowerCase(a[n]), cb = detail::toAsciiLowerCase(b[n]);
+    if (ca == cb || static_cast<unsigned>(ca) >= 0x80 || static_cast<unsigned>(cb) >= 0x80)
+        return detail::compareFolded(a.substr(n), b.substr(n));
+    return ca < cb ? -1 : 1;
 }
 
 /// Whether compareNoCase() finds no difference. Simple folding keeps lengths.
