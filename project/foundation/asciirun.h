@@ -61,6 +61,30 @@ inline std::size_t narrow16(char* pTo, const wchar_t* pFrom) noexcept {
     return countLeading(static_cast<unsigned>(_mm_movemask_epi8(tAscii)));
 }
 
+/// Widens vectors of 8 or 16 bytes up to the first one that is not all ASCII; nLength must be a vector's at
+/// least. Returns where that one starts.
+template <std::size_t nWidth>
+std::size_t widenBy(wchar_t* pTo, const char* pFrom, std::size_t nLength) noexcept {
+    const __m128i tZero = _mm_setzero_si128();
+    for (std::size_t n = 0; n != nLength; n += nWidth) {
+        // The last vector reaches back over characters that are known to be ASCII.
+        n = std::min(n, nLength - nWidth);
+        const auto* const pVector = reinterpret_cast<const __m128i*>(pFrom + n);
+        const __m128i t = nWidth == 8 ? _mm_loadl_epi64(pVector) : _mm_loadu_si128(pVector);
+        if (_mm_movemask_epi8(t) != 0) return n;
+        auto* const p = reinterpret_cast<__m128i*>(pTo + n);
+        const __m128i tLow = _mm_unpacklo_epi8(t, tZero);
+        _mm_storeu_si128(p, _mm_unpacklo_epi16(tLow, tZero));
+        _mm_storeu_si128(p + 1, _mm_unpackhi_epi16(tLow, tZero));
+        if constexpr (nWidth == 16) {
+            const __m128i tHigh = _mm_unpackhi_epi8(t, tZero);
+            _mm_storeu_si128(p + 2, _mm_unpacklo_epi16(tHigh, tZero));
+            _mm_storeu_si128(p + 3, _mm_unpackhi_epi16(tHigh, tZero));
+        }
+    }
+    return nLength;
+}
+
 }  // namespace ascii_run
 
 /// pTo must have room for nLength bytes; those behind the run are overwritten with anything.
@@ -84,20 +108,11 @@ inline std::size_t narrowAsciiRun(char* pTo, const wchar_t* pFrom, std::size_t n
     return n;
 }
 
-/// pTo must have room for nLength characters.
+/// pTo must have room for nLength characters; those behind the run are overwritten with anything.
 inline std::size_t widenAsciiRun(wchar_t* pTo, const char* pFrom, std::size_t nLength) noexcept {
-    std::size_t n = 0;
-    const __m128i tZero = _mm_setzero_si128();
-    for (; nLength - n >= 16; n += 16) {
-        const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pFrom + n));
-        if (_mm_movemask_epi8(t) != 0) break;
-        const __m128i tLow = _mm_unpacklo_epi8(t, tZero), tHigh = _mm_unpackhi_epi8(t, tZero);
-        auto* p = reinterpret_cast<__m128i*>(pTo + n);
-        _mm_storeu_si128(p, _mm_unpacklo_epi16(tLow, tZero));
-        _mm_storeu_si128(p + 1, _mm_unpackhi_epi16(tLow, tZero));
-        _mm_storeu_si128(p + 2, _mm_unpacklo_epi16(tHigh, tZero));
-        _mm_storeu_si128(p + 3, _mm_unpackhi_epi16(tHigh, tZero));
-    }
+    std::size_t n = nLength >= 16  ? ascii_run::widenBy<16>(pTo, pFrom, nLength)
+                    : nLength >= 8 ? ascii_run::widenBy<8>(pTo, pFrom, nLength)
+                                   : 0;
     for (; n < nLength && static_cast<unsigned char>(pFrom[n]) < 0x80; ++n)
         pTo[n] = static_cast<wchar_t>(pFrom[n]);
     return n;

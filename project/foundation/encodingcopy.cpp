@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <iterator>
 
+#include "asciirun.h"
+
 namespace {
 
 ZQWString widen(std::string_view s) {
     if (s.empty()) return {};
     ZQWString::Room tRoom(s.size());
-    std::copy(s.begin(), s.end(), tRoom.text());
+    const std::size_t nAscii = widenAsciiRun(tRoom.text(), s.data(), s.size());
+    std::copy(s.begin() + nAscii, s.end(), tRoom.text() + nAscii);
     return tRoom.take(s.size());
 }
 

@@ -1,6 +1,9 @@
 #include "zq/httpstream/queryparameters.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
+#include <utility>
 
 #include "zq/foundation/i18nutils.h"
 #include "zq/foundation/stringbuffer.h"
@@ -22,35 +25,49 @@ int escapedByte(std::string_view s) noexcept {
     return nHigh < 0 || nLow < 0 ? -1 : nHigh << 4 | nLow;
 }
 
-void unescape(NarrowStringBufferBase& rBytes, std::string_view s) {
-    while (!s.empty()) {
-        const std::size_t nPlain = std::min(s.find_first_of("+%"), s.size());
-        rBytes.append(s.substr(0, nPlain));
-        s.remove_prefix(nPlain);
-        if (s.empty()) return;
-        const int nByte = s[0] == '+' ? ' ' : escapedByte(s);
-        rBytes.append(nByte < 0 ? s[0] : static_cast<char>(nByte));
-        s.remove_prefix(s[0] == '+' || nByte < 0 ? 1 : 3);
+/// Whether s has anything to unescape; looks at 16 bytes at a time.
+bool isEscaped(std::string_view s) noexcept {
+    const __m128i tPlus = _mm_set1_epi8('+'), tPercent = _mm_set1_epi8('%');
+    for (; s.size() >= 16; s.remove_prefix(16)) {
+        const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s.data()));
+        if (_mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(t, tPlus), _mm_cmpeq_epi8(t, tPercent))) != 0)
+            return true;
     }
+    return std::ranges::any_of(s, [](char c) { return c == '+' || c == '%'; });
 }
 
-/// Turns one name or value after the other into text; keeps its buffers between them.
+void unescape(NarrowStringBufferBase& rBytes, std::string_view s) {
+    char* const pStart = rBytes.getAppendBuffer(s.size());
+    char* pTo = pStart;
+    for (std::size_t n = 0; n < s.size(); ++n) {
+        const int nByte = s[n] == '%' ? escapedByte(s.substr(n)) : -1;
+        if (nByte >= 0) n += 2;
+        *pTo++ = nByte >= 0 ? static_cast<char>(nByte) : s[n] == '+' ? ' ' : s[n];
+    }
+    rBytes.commitAppendBuffer(static_cast<std::size_t>(pTo - pStart));
+}
+
+/// Turns one name or value after the other into text; keeps its buffer between them.
 class Decoder {
 public:
     explicit Decoder(const Transcoding& rTranscoding) noexcept : m_rTranscoding(rTranscoding) {}
 
     ZQWString decode(std::string_view s) {
-        m_tBytes.clear();
-        m_tText.clear();
-        unescape(m_tBytes, s);
-        m_rTranscoding.decode(m_tText, m_tBytes.view());
-        return m_tText.toString();
+        if (s.empty()) return {};
+        if (isEscaped(s)) {
+            m_tBytes.clear();
+            unescape(m_tBytes, s);
+            s = m_tBytes.view();
+        }
+        // Hardly any text has more characters than bytes.
+        StringMaker tText(s.size());
+        m_rTranscoding.decode(tText, s);
+        return tText.takeString();
     }
 
 private:
     const Transcoding& m_rTranscoding;
     NarrowStringBuffer m_tBytes;
-    StringBuffer m_tText;
 };
 
 }  // namespace
@@ -69,6 +86,8 @@ QueryParameters::QueryParameters(NarrowRefString sQuery, const Handle<const Char
 
 void QueryParameters::parse(std::string_view sQuery, const Transcoding& rTranscoding, std::size_t nMost) {
     Decoder tDecoder(rTranscoding);
+    const auto nSeparators = static_cast<std::size_t>(std::ranges::count(sQuery, '&'));
+    if (!sQuery.empty()) m_tParameters.reserve(std::min({nSeparators + 1, nMost, knMostParameters}));
     while (!sQuery.empty()) {
         const std::size_t nEnd = std::min(sQuery.find('&'), sQuery.size());
         const std::string_view sPair = sQuery.substr(0, nEnd);
@@ -77,8 +96,9 @@ void QueryParameters::parse(std::string_view sQuery, const Transcoding& rTransco
         if (m_tParameters.size() == nMost)
             ZQTHROW_prethrowProcessException(TooManyParameters(nMost), true, ZQ_WFILE, __LINE__);
         const std::size_t nEquals = std::min(sPair.find('='), sPair.size());
-        const ZQWString sName = tDecoder.decode(sPair.substr(0, nEquals));
-        m_tParameters.push_back({sName, tDecoder.decode(sPair.substr(std::min(nEquals + 1, sPair.size())))});
+        ZQWString sName = tDecoder.decode(sPair.substr(0, nEquals));
+        m_tParameters.push_back(
+            {std::move(sName), tDecoder.decode(sPair.substr(std::min(nEquals + 1, sPair.size())))});
     }
 }
 

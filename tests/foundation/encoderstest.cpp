@@ -27,6 +27,7 @@ struct Utf8Case {
 };
 
 const Utf8Case s_kpWellFormed[] = {
+    {"", {}},
     {"\x7F", {0x7F}},
     {"\xC2\x80", {0x80}},
     {"\xDF\xBF", {0x7FF}},
@@ -60,10 +61,14 @@ const Utf8Case s_kpIllFormed[] = {
 
 TEST(EncodingUtf8, ConvertsBehindAsciiRunsOfAnyLength) {
     for (std::size_t nRun = 0; nRun < 40; ++nRun) {
-        const std::string sRun(nRun, 'a');
+        const std::string sRun = std::string("The quick brown fox jumps over the lazy dogs").substr(0, nRun);
+        const std::wstring sWideRun(sRun.begin(), sRun.end());
         for (const auto& [sBytes, sText] : s_kpWellFormed) {
-            ASSERT_EQ(widen(sRun + sBytes), std::wstring(nRun, L'a') + sText);
-            ASSERT_EQ(toUtf8(std::wstring(nRun, L'a') + sText), sRun + sBytes);
+            const std::string sNarrow = sRun + sBytes;
+            ASSERT_EQ(widen(sNarrow), sWideRun + sText);
+            ASSERT_EQ(toUtf8(sWideRun + sText), sNarrow);
+            ASSERT_EQ((EncodingCopy<char, wchar_t>().toString(sNarrow)),
+                      std::wstring(sNarrow.begin(), sNarrow.end()));
         }
         for (const auto& [sBytes, sText] : s_kpIllFormed)
             ASSERT_EQ(toUtf8(widen(sRun + sBytes)), sRun + toUtf8(sText)) << testing::PrintToString(sBytes);

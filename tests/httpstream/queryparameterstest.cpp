@@ -26,6 +26,8 @@ TEST(QueryParametersTest, ParsesNamesAndValues) {
         {"a&b=&=c&=", L"a=|b=|=c|="},
         {"a=1=2?3;4", L"a=1=2?3;4"},
         {"a+b%20c=%2B+%26%3d", L"a b c=+ &="},
+        {"a=0123456789abcdef+&b=0123456789abcde%41&c=0123456789abcdefg",
+         L"a=0123456789abcdef |b=0123456789abcdeA|c=0123456789abcdefg"},
         {"x=%&y=%4&z=%4g%g4%%41&w=%+1", L"x=%|y=%4|z=%4g%g4%A|w=% 1"},
         {"q=%E2%82%AC\xE2\x82\xAC&bad=%E2x", L"q=\x20AC\x20AC|bad=\xFFFDx"},
     };
