@@ -57,7 +57,8 @@ TEST(HttpDate, FormattedDatesComeBack) {
         return parse(tText.view());
     };
     for (std::time_t nTime = knFirst; nTime < knLast; nTime += 86400 * 97 + 3601)
-        ASSERT_EQ(fParseFormatted(nTime), nTime);
+        for (const std::time_t nOther : {nTime, nTime + 11 * 97, nTime})
+            ASSERT_EQ(fParseFormatted(nOther), std::min(nOther, knLast));
     EXPECT_EQ(fParseFormatted(knFirst - 1), knFirst) << "years have four digits";
     EXPECT_EQ(fParseFormatted(knLast + 1), knLast);
 }
