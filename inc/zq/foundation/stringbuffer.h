@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <concepts>
 #include <cstddef>
 #include <limits>
 #include <memory>
@@ -47,6 +48,16 @@ public:
         commitAppendBuffer(nLength);
     }
     void append(View s) { append(s.data(), s.size()); }
+    /// Appends one text after the other, or nothing when there is no room.
+    template <std::convertible_to<View>... Texts>
+    void appendAll(const Texts&... rTexts) {
+        const auto fAppend = [this](const auto&... rViews) {
+            CharT* p = getAppendBuffer((rViews.size() + ...));
+            ((std::char_traits<CharT>::copy(p, rViews.data(), rViews.size()), p += rViews.size()), ...);
+            commitAppendBuffer((rViews.size() + ...));
+        };
+        fAppend(View(rTexts)...);
+    }
     void append(CharT c) {
         *getAppendBuffer(1) = c;
         commitAppendBuffer(1);

@@ -1,8 +1,8 @@
 #include "http/responsehead.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
-#include <span>
-#include <string>
 
 #include "http/byteclass.h"
 #include "http/fieldtext.h"
@@ -16,22 +16,37 @@ constexpr std::string_view s_ksFramingFields[] = {"Connection", "Content-Length"
                                                   "Transfer-Encoding", "Upgrade"};
 constexpr std::string_view s_ksBodyFields[] = {"Content-Type",  "Content-Encoding", "Content-Disposition",
                                                "Content-Range", "Last-Modified",    "ETag"};
+constexpr std::string_view s_ksDate = "Date";
+constexpr std::string_view s_ksColon = ": ";
 constexpr std::string_view s_ksEndOfLine = "\r\n";
 
-bool isIn(std::span<const std::string_view> tNames, std::string_view sName) {
-    return std::any_of(tNames.begin(), tNames.end(),
-                       [sName](std::string_view s) { return equalsNoCase(s, sName); });
+bool isFraming(std::string_view sName) {
+    return std::ranges::any_of(s_ksFramingFields, [sName](std::string_view s) {
+        return s.size() == sName.size() && equalsNoCase(s, sName);
+    });
 }
 
-bool isControl(char c) {
-    return !isOf(kValueByte, c);
-}
-
-void appendField(NarrowStringBufferBase& rBuffer, std::string_view sName, std::string_view sValue) {
-    rBuffer.append(sName);
-    rBuffer.append(": ");
-    rBuffer.append(sValue);
-    rBuffer.append(s_ksEndOfLine);
+/// Copies a text and returns whether it has control characters but HTAB, 16 bytes at a time.
+bool copyFinding(char* pTo, std::string_view s) noexcept {
+    constexpr std::size_t knWidth = 16;
+    const char* const pFrom = s.data();
+    if (s.size() < knWidth) {
+        bool bControl = false;
+        for (std::size_t n = 0; n < s.size(); ++n)
+            bControl |= !isOf(kValueByte, pTo[n] = pFrom[n]);
+        return bControl;
+    }
+    const __m128i tLast = _mm_set1_epi8(0x1F), tTab = _mm_set1_epi8('\t'), tDelete = _mm_set1_epi8(0x7F);
+    __m128i tControls = _mm_setzero_si128();
+    for (std::size_t n = 0; n != s.size(); n += knWidth) {
+        n = std::min(n, s.size() - knWidth);  // the last vector reaches back
+        const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pFrom + n));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(pTo + n), t);
+        const __m128i tLow =
+            _mm_andnot_si128(_mm_cmpeq_epi8(t, tTab), _mm_cmpeq_epi8(_mm_min_epu8(t, tLast), t));
+        tControls = _mm_or_si128(tControls, _mm_or_si128(tLow, _mm_cmpeq_epi8(t, tDelete)));
+    }
+    return _mm_movemask_epi8(tControls) != 0;
 }
 
 void appendFraming(NarrowStringBufferBase& rBuffer, const ResponseLine& rLine) {
@@ -45,16 +60,18 @@ void appendFraming(NarrowStringBufferBase& rBuffer, const ResponseLine& rLine) {
 }  // namespace
 
 ResponseHead::EAdded ResponseHead::addField(std::string_view sName, std::string_view sValue) {
-    if (!isAllOf(kTokenByte, sName) || isIn(s_ksFramingFields, sName)) return EAdded::kDropped;
-    m_bHasDate = m_bHasDate || equalsNoCase(sName, "Date");
-    if (std::none_of(sValue.begin(), sValue.end(), isControl)) {
-        appendField(m_tFields, sName, sValue);
-        return EAdded::kAdded;
-    }
-    std::string sClean(sValue);
-    std::replace_if(sClean.begin(), sClean.end(), isControl, ' ');
-    appendField(m_tFields, sName, sClean);
-    return EAdded::kCleaned;
+    if (!isAllOf(kTokenByte, sName) || isFraming(sName)) return EAdded::kDropped;
+    m_bHasDate = m_bHasDate || (sName.size() == s_ksDate.size() && equalsNoCase(sName, s_ksDate));
+    m_tFields.getAppendBuffer(sName.size() + s_ksColon.size() + sValue.size() + s_ksEndOfLine.size());
+    m_tFields.appendAll(sName, s_ksColon);
+    char* const pValue = m_tFields.getAppendBuffer(sValue.size());
+    const bool bControl = copyFinding(pValue, sValue);
+    if (bControl)
+        std::replace_if(
+            pValue, pValue + sValue.size(), [](char c) { return !isOf(kValueByte, c); }, ' ');
+    m_tFields.commitAppendBuffer(sValue.size());
+    m_tFields.append(s_ksEndOfLine);
+    return bControl ? EAdded::kCleaned : EAdded::kAdded;
 }
 
 void ResponseHead::clear() noexcept {
@@ -82,17 +99,14 @@ void ResponseHead::append(NarrowStringBufferBase& rBuffer, const ResponseLine& r
                           std::string_view sDate) const {
     rBuffer.append("HTTP/1.1 ");
     appendDecimal(rBuffer, rLine.nStatus);
-    rBuffer.append(' ');
-    rBuffer.append(getReasonPhrase(rLine.nStatus));
-    rBuffer.append(s_ksEndOfLine);
-    if (!m_bHasDate) appendField(rBuffer, "Date", sDate);
+    rBuffer.appendAll(" ", getReasonPhrase(rLine.nStatus), s_ksEndOfLine);
+    if (!m_bHasDate) rBuffer.appendAll(s_ksDate, s_ksColon, sDate, s_ksEndOfLine);
     appendFraming(rBuffer, rLine);
     if (!rLine.bKeepAlive)
         rBuffer.append("Connection: close\r\n");
     else if (rLine.bSayKeepAlive)
         rBuffer.append("Connection: keep-alive\r\n");
-    rBuffer.append(m_tFields.view());
-    rBuffer.append(s_ksEndOfLine);
+    rBuffer.appendAll(m_tFields.view(), s_ksEndOfLine);
 }
 
 }  // namespace webcontainer

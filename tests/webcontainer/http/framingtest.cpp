@@ -44,6 +44,8 @@ void respond(Request& rRequest, Response& r) {
         addHeader(r, "A", "b\r\nSet-Cookie: evil");
         addHeader(r, "B\r\nC: d", "e");
         addHeader(r, "F", {"g\0h\n\x01\t\x1F\x20\x7F\x80", 10});
+        addHeader(r, "G", "\x1F\t vectors of 16 bytes");
+        addHeader(r, "H", "and what is behind\x7F");
         addHeader(r, "", "i");
         addHeader(r, "date", "today");
     } else if (is("/cleared")) {
@@ -90,7 +92,9 @@ const Case s_tCases[] = {
     {"GET /late HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\n\r\nlate"},
     {"GET /framed HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\nFine: 1\r\n\r\nlate"},
     {"GET /split HTTP/1.1\r\nHost: h\r\n\r\n",
-     "Content-Length: 4\r\nA: b  Set-Cookie: evil\r\nF: g h  \t   \x80\r\ndate: today\r\n\r\nlate"},
+     "Content-Length: 4\r\nA: b  Set-Cookie: evil\r\nF: g h  \t   \x80\r\nG:  \t vectors of 16 bytes\r\nH: "
+     "and what is behind \r\n"
+     "date: today\r\n\r\nlate"},
     {"GET /cleared HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\nC: d\r\n\r\nlate"},
 };
 
