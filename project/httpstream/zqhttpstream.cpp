@@ -3,8 +3,7 @@
 ZQHttpStream::~ZQHttpStream() = default;
 
 void ZQHttpStream::SetFormat(WebContentFormat::EFormat eFormat) {
-    SetContentType(WebContentFormat::getContentType(eFormat));
-    m_tInternals.eFormat = eFormat;
+    setContentType(WebContentFormat::getContentType(eFormat), eFormat);
 }
 
 WebContentFormat::EFormat ZQHttpStream::GetFormat() const {
@@ -27,8 +26,12 @@ bool ZQHttpStream::GetRequestHeader(const ZQWString& sName, ZQWString& rValue) {
 }
 
 void ZQHttpStream::SetContentType(const ZQWString& sContentType) {
+    setContentType(sContentType, WebContentFormat::fromContentType(sContentType));
+}
+
+void ZQHttpStream::setContentType(const ZQWString& sContentType, WebContentFormat::EFormat eFormat) {
     m_tInternals.sContentType = sContentType;
-    m_tInternals.eFormat = WebContentFormat::fromContentType(sContentType);
+    m_tInternals.eFormat = eFormat;
     setContentTypeHook(sContentType);
 }
 

@@ -158,5 +158,7 @@ public:
     tl::vector<ZQWString>& ResourceRefs() noexcept { return m_tInternals.tResourceRefs; }
 
 private:
+    void setContentType(const ZQWString& sContentType, WebContentFormat::EFormat eFormat);
+
     HttpStreamInternals m_tInternals;
 };
