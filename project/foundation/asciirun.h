@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstddef>
+#include <cstring>
 
 /// The ASCII fast paths of the encoders: they convert from the start of the text up to the first character
 /// that is not ASCII (or that no full vector holds) and return how many they converted.
@@ -61,7 +62,23 @@ inline std::size_t narrow16(char* pTo, const wchar_t* pFrom) noexcept {
     return countLeading(static_cast<unsigned>(_mm_movemask_epi8(tAscii)));
 }
 
-/// Widens vectors of 8 or 16 bytes up to the first one that is not all ASCII; nLength must be a vector's at
+/// Narrows texts of 4 or more characters, as short as most pieces of a page, in two vectors of nWidth; both
+/// may overlap. False: not all were ASCII, and nothing was said of the bytes.
+template <std::size_t nWidth>
+bool narrowShort(char* pTo, const wchar_t* pFrom, std::size_t nLength) noexcept {
+    const __m128i tHighBits = _mm_set1_epi32(~0x7F), tZero = _mm_setzero_si128();
+    __m128i tAll = tZero;
+    for (const std::size_t n : {std::size_t{0}, nLength - nWidth}) {
+        const auto* const p = reinterpret_cast<const __m128i*>(pFrom + n);
+        const __m128i a = _mm_loadu_si128(p), b = nWidth == 8 ? _mm_loadu_si128(p + 1) : tZero;
+        const __m128i tBytes = _mm_packus_epi16(_mm_packs_epi32(a, b), tZero);
+        std::memcpy(pTo + n, &tBytes, nWidth);
+        tAll = _mm_or_si128(tAll, _mm_or_si128(a, b));
+    }
+    return _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(tAll, tHighBits), tZero)) == 0xFFFF;
+}
+
+/// Widens vectors of 4, 8 or 16 bytes up to the first one that is not all ASCII; nLength must be a vector's at
 /// least. Returns where that one starts.
 template <std::size_t nWidth>
 std::size_t widenBy(wchar_t* pTo, const char* pFrom, std::size_t nLength) noexcept {
@@ -69,13 +86,13 @@ std::size_t widenBy(wchar_t* pTo, const char* pFrom, std::size_t nLength) noexce
     for (std::size_t n = 0; n != nLength; n += nWidth) {
         // The last vector reaches back over characters that are known to be ASCII.
         n = std::min(n, nLength - nWidth);
-        const auto* const pVector = reinterpret_cast<const __m128i*>(pFrom + n);
-        const __m128i t = nWidth == 8 ? _mm_loadl_epi64(pVector) : _mm_loadu_si128(pVector);
+        __m128i t = tZero;
+        std::memcpy(&t, pFrom + n, nWidth);
         if (_mm_movemask_epi8(t) != 0) return n;
         auto* const p = reinterpret_cast<__m128i*>(pTo + n);
         const __m128i tLow = _mm_unpacklo_epi8(t, tZero);
         _mm_storeu_si128(p, _mm_unpacklo_epi16(tLow, tZero));
-        _mm_storeu_si128(p + 1, _mm_unpackhi_epi16(tLow, tZero));
+        if constexpr (nWidth >= 8) _mm_storeu_si128(p + 1, _mm_unpackhi_epi16(tLow, tZero));
         if constexpr (nWidth == 16) {
             const __m128i tHigh = _mm_unpackhi_epi8(t, tZero);
             _mm_storeu_si128(p + 2, _mm_unpacklo_epi16(tHigh, tZero));
@@ -91,6 +108,9 @@ std::size_t widenBy(wchar_t* pTo, const char* pFrom, std::size_t nLength) noexce
 inline std::size_t narrowAsciiRun(char* pTo, const wchar_t* pFrom, std::size_t nLength) noexcept {
     std::size_t n = 0;
     if (nLength < 16) {
+        if (nLength >= 8 ? ascii_run::narrowShort<8>(pTo, pFrom, nLength)
+                         : nLength >= 4 && ascii_run::narrowShort<4>(pTo, pFrom, nLength))
+            return nLength;
         for (; n < nLength && static_cast<unsigned>(pFrom[n]) < 0x80; ++n)
             pTo[n] = static_cast<char>(pFrom[n]);
         return n;
@@ -112,6 +132,7 @@ inline std::size_t narrowAsciiRun(char* pTo, const wchar_t* pFrom, std::size_t n
 inline std::size_t widenAsciiRun(wchar_t* pTo, const char* pFrom, std::size_t nLength) noexcept {
     std::size_t n = nLength >= 16  ? ascii_run::widenBy<16>(pTo, pFrom, nLength)
                     : nLength >= 8 ? ascii_run::widenBy<8>(pTo, pFrom, nLength)
+                    : nLength >= 4 ? ascii_run::widenBy<4>(pTo, pFrom, nLength)
                                    : 0;
     for (; n < nLength && static_cast<unsigned char>(pFrom[n]) < 0x80; ++n)
         pTo[n] = static_cast<wchar_t>(pFrom[n]);

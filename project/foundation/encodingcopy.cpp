@@ -7,11 +7,15 @@
 
 namespace {
 
+void widen(wchar_t* pTo, std::string_view s) noexcept {
+    const std::size_t nAscii = widenAsciiRun(pTo, s.data(), s.size());
+    std::copy(s.begin() + nAscii, s.end(), pTo + nAscii);
+}
+
 ZQWString widen(std::string_view s) {
     if (s.empty()) return {};
     ZQWString::Room tRoom(s.size());
-    const std::size_t nAscii = widenAsciiRun(tRoom.text(), s.data(), s.size());
-    std::copy(s.begin() + nAscii, s.end(), tRoom.text() + nAscii);
+    widen(tRoom.text(), s);
     return tRoom.take(s.size());
 }
 
@@ -69,7 +73,18 @@ UsualTexts s_tUsualTexts;
 
 }  // namespace
 
-template <>
+void EncodingCopy<wchar_t, char>::encode(NarrowStringBufferBase& rBuffer, std::wstring_view s) const {
+    char* const pTo = rBuffer.getAppendBuffer(s.size());
+    const std::size_t nAscii = narrowAsciiRun(pTo, s.data(), s.size());
+    std::transform(s.begin() + nAscii, s.end(), pTo + nAscii, [](wchar_t c) { return static_cast<char>(c); });
+    rBuffer.commitAppendBuffer(s.size());
+}
+
+void EncodingCopy<char, wchar_t>::encode(WideStringBufferBase& rBuffer, std::string_view s) const {
+    widen(rBuffer.getAppendBuffer(s.size()), s);
+    rBuffer.commitAppendBuffer(s.size());
+}
+
 ZQWString EncodingCopy<char, wchar_t>::toString(std::string_view s) const {
     if (!s.empty() && s.size() <= s_knLongestUsual)
         if (const ZQWString& sUsual = s_tUsualTexts.get(s); !sUsual.empty()) return sUsual;

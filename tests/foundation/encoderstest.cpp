@@ -67,8 +67,10 @@ TEST(EncodingUtf8, ConvertsBehindAsciiRunsOfAnyLength) {
             const std::string sNarrow = sRun + sBytes;
             ASSERT_EQ(widen(sNarrow), sWideRun + sText);
             ASSERT_EQ(toUtf8(sWideRun + sText), sNarrow);
-            ASSERT_EQ((EncodingCopy<char, wchar_t>().toString(sNarrow)),
-                      std::wstring(sNarrow.begin(), sNarrow.end()));
+            const ZQWString sCopy = EncodingCopy<char, wchar_t>().toString(sNarrow);
+            ASSERT_EQ(sCopy, std::wstring(sNarrow.begin(), sNarrow.end()));
+            ASSERT_EQ(filled<char>([&](auto& r) { EncodingCopy<wchar_t, char>().encode(r, sCopy); }),
+                      sNarrow);
         }
         for (const auto& [sBytes, sText] : s_kpIllFormed)
             ASSERT_EQ(toUtf8(widen(sRun + sBytes)), sRun + toUtf8(sText)) << testing::PrintToString(sBytes);
