@@ -10,6 +10,9 @@
 
 namespace {
 
+/// Room is made at first for parameters of so many bytes, and for so many of them.
+constexpr std::size_t s_knUsualLength = 8, s_knMostAtOnce = 32;
+
 /// The value of a hexadecimal digit; -1: it is none.
 int hexDigit(char c) noexcept {
     if (c >= '0' && c <= '9') return c - '0';
@@ -86,8 +89,8 @@ QueryParameters::QueryParameters(NarrowRefString sQuery, const Handle<const Char
 
 void QueryParameters::parse(std::string_view sQuery, const Transcoding& rTranscoding, std::size_t nMost) {
     Decoder tDecoder(rTranscoding);
-    const auto nSeparators = static_cast<std::size_t>(std::ranges::count(sQuery, '&'));
-    if (!sQuery.empty()) m_tParameters.reserve(std::min({nSeparators + 1, nMost, knMostParameters}));
+    if (!sQuery.empty())
+        m_tParameters.reserve(std::min({sQuery.size() / s_knUsualLength + 1, nMost, s_knMostAtOnce}));
     while (!sQuery.empty()) {
         const std::size_t nEnd = std::min(sQuery.find('&'), sQuery.size());
         const std::string_view sPair = sQuery.substr(0, nEnd);

@@ -80,9 +80,10 @@ bool KIVServerHttpStream::GetServerVariable(const char* pName, ZQWString& rValue
         nResult = m_rHttpRequest.getServerVariable(pName, m_tWorkBuffer1.getAppendBuffer(nSize), nSize);
     if (nResult < 0) return false;
     m_tWorkBuffer1.commitAppendBuffer(nSize);
-    StringBuffer tWide;
+    // No text has more characters than bytes.
+    StringMaker tWide(nSize);
     s_ktN2WEncodingServerVariable.encode(tWide, m_tWorkBuffer1.view());
-    rValue = tWide.toString();
+    rValue = tWide.takeString();
     return true;
 }
 
