@@ -78,6 +78,15 @@ bool narrowShort(char* pTo, const wchar_t* pFrom, std::size_t nLength) noexcept 
     return _mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(tAll, tHighBits), tZero)) == 0xFFFF;
 }
 
+/// The nWidth bytes from p on, and zeros.
+template <std::size_t nWidth>
+__m128i load(const char* p) noexcept {
+    const auto* const pVector = reinterpret_cast<const __m128i*>(p);
+    if constexpr (nWidth == 4) return _mm_loadu_si32(pVector);
+    if constexpr (nWidth == 8) return _mm_loadl_epi64(pVector);
+    if constexpr (nWidth == 16) return _mm_loadu_si128(pVector);
+}
+
 /// Widens vectors of 4, 8 or 16 bytes up to the first one that is not all ASCII; nLength must be a vector's at
 /// least. Returns where that one starts.
 template <std::size_t nWidth>
@@ -86,8 +95,7 @@ std::size_t widenBy(wchar_t* pTo, const char* pFrom, std::size_t nLength) noexce
     for (std::size_t n = 0; n != nLength; n += nWidth) {
         // The last vector reaches back over characters that are known to be ASCII.
         n = std::min(n, nLength - nWidth);
-        __m128i t = tZero;
-        std::memcpy(&t, pFrom + n, nWidth);
+        const __m128i t = load<nWidth>(pFrom + n);
         if (_mm_movemask_epi8(t) != 0) return n;
         auto* const p = reinterpret_cast<__m128i*>(pTo + n);
         const __m128i tLow = _mm_unpacklo_epi8(t, tZero);
