@@ -87,8 +87,8 @@ __m128i load(const char* p) noexcept {
     if constexpr (nWidth == 16) return _mm_loadu_si128(pVector);
 }
 
-/// Widens vectors of 4, 8 or 16 bytes up to the first one that is not all ASCII; nLength must be a vector's at
-/// least. Returns where that one starts.
+/// Widens vectors of 4, 8 or 16 bytes up to the first one that is not all ASCII; nLength must be at least a
+/// vector's. Returns where that one starts.
 template <std::size_t nWidth>
 std::size_t widenBy(wchar_t* pTo, const char* pFrom, std::size_t nLength) noexcept {
     const __m128i tZero = _mm_setzero_si128();
