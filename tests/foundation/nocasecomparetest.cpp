@@ -16,6 +16,8 @@ TEST(CompareNoCase, IgnoresCaseAsUnicodeFoldsIt) {
         {L"", L"a", -1},
         {L"Content-Type", L"CONTENT-TYPE", 0},
         {L"abc", L"ABCD", -1},
+        {L"aXc", L"AXB", 1},
+        {L"k", L"\u212A", 0},  // the Kelvin sign
         {L"b", L"A", 1},
         {L"[", L"a", -1},  // '[' stands between the cases
         {L"\u00C4\u03A9\u0416", L"\u00E4\u03C9\u0436", 0},

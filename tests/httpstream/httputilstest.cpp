@@ -6,6 +6,7 @@
 
 #include "support/recorders.h"
 #include "zq/foundation/i18nutils.h"
+#include "zq/httpstream/webcontentformat.h"
 
 namespace {
 
@@ -39,6 +40,19 @@ TEST(HttpUtilsTest, ConvertsAndNamesTheParameterThatIsNotValid) {
     }
     EXPECT_THAT(tLog.takeEntries(),
                 ElementsAre(EndsWith("The parameter \"price\" is not valid in its character set")));
+}
+
+TEST(WebContentFormat, IsThatOfTheMediaType) {
+    using Format = WebContentFormat;
+    for (const auto& [pType, eFormat] : {std::pair{L"TEXT/html ; charset=x", Format::kHTML},
+                                         {L"text/xml", Format::kXML},
+                                         {L"a/b+XML", Format::kXML},
+                                         {L"Text/htm", Format::kText},
+                                         {L"text", Format::kUnknown},
+                                         {L"", Format::kUnknown}})
+        EXPECT_EQ(Format::fromContentType(pType), eFormat) << pType;
+    for (const auto eFormat : {Format::kUnknown, Format::kHTML, Format::kXML, Format::kText})
+        EXPECT_EQ(Format::fromContentType(Format::getContentType(eFormat)), eFormat);
 }
 
 }  // namespace

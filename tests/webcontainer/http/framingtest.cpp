@@ -46,6 +46,7 @@ void respond(Request& rRequest, Response& r) {
         addHeader(r, "F", {"g\0h\n\x01\t\x1F\x20\x7F\x80", 10});
         addHeader(r, "G", "\x1F\t vectors of 16 bytes");
         addHeader(r, "H", "and what is behind\x7F");
+        addHeader(r, "I", "a line feed\nin the midst");
         for (const char* pName : {"", "@t-the-start", "at-the-end:", "inthe\xADmiddle", "in the middle"})
             addHeader(r, pName, "i");
         addHeader(r, "n0t_usual~", "j");
@@ -96,6 +97,7 @@ const Case s_tCases[] = {
     {"GET /split HTTP/1.1\r\nHost: h\r\n\r\n",
      "Content-Length: 4\r\nA: b  Set-Cookie: evil\r\nF: g h  \t   \x80\r\nG:  \t vectors of 16 bytes\r\nH: "
      "and what is behind \r\n"
+     "I: a line feed in the midst\r\n"
      "n0t_usual~: j\r\ndate: today\r\n\r\nlate"},
     {"GET /cleared HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\nC: d\r\n\r\nlate"},
 };
