@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <limits>
 
 namespace webcontainer {
 
@@ -19,5 +20,8 @@ inline std::int64_t monotonicMs() noexcept {
     clock_gettime(CLOCK_MONOTONIC_COARSE, &tNow);
     return std::int64_t{tNow.tv_sec} * 1000 + tNow.tv_nsec / 1000000;
 }
+
+/// A deadline on this clock, in milliseconds, that is never reached.
+inline constexpr std::int64_t s_knNever = std::numeric_limits<std::int64_t>::max();
 
 }  // namespace webcontainer

@@ -24,34 +24,37 @@ void Acceptor::start() {
         throwStartError("cannot wait for clients at " + m_tListener.getPlace() + ": " + describeError(errno));
 }
 
-void Acceptor::acceptWaiting() noexcept {
+void Acceptor::acceptWaiting(WorkRoom& rRoom, WorkRoom::Seat& rSeat) noexcept {
     if (m_bStopped.load(std::memory_order_acquire)) return;  // finish() goes on
     for (int n = 0; n < s_knMostAtOnce; ++n) {
         if (!hasRoom()) return pause(monotonicMs());
-        if (acceptOne()) continue;
+        const int nFd = acceptOne();
+        if (nFd >= 0) {
+            if (!rRoom.append(rSeat, {nFd, false})) m_rConnections.leaveToPoller(nFd);
+            continue;
+        }
         if (!handleError(errno)) return;
         if (errno == EAGAIN) break;
     }
     m_rPoller.armListener(m_tListener.getFd());
 }
 
-/// False: errno says why.
-bool Acceptor::acceptOne() noexcept {
+/// The new connection's descriptor; below 0: errno says why there is none.
+int Acceptor::acceptOne() noexcept {
     ConnectionEnds tEnds;
     tEnds.nServerPort = m_tListener.getAddress().portNumber();
     socklen_t nLength = SocketAddress::capacity();
     const int nFd =
         ::accept4(m_tListener.getFd(), tEnds.tClient.data(), &nLength, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (nFd < 0) return false;
+    if (nFd < 0) return -1;
     tEnds.tClient.unmap();
     if (m_rTrusted.contains(tEnds.tClient)) tEnds.pTrusted = &m_rTrusted;
     try {
-        m_rConnections.open(nFd, tEnds);
+        if (m_rConnections.open(nFd, tEnds)) return nFd;
     } catch (const std::bad_alloc&) {
-        errno = ENOMEM;
-        return false;
     }
-    return true;
+    errno = ENOMEM;
+    return -1;
 }
 
 /// Whether accepting can go on.
@@ -99,9 +102,11 @@ void Acceptor::stop() noexcept {
 bool Acceptor::finish() noexcept {
     if (m_tListener.isHandedOver()) return true;
     const bool bHandshakesOver = monotonicMs() - m_nStoppedMs >= s_knHandshakeMs;
-    do {
+    for (int nFd = 0; nFd >= 0;) {
         if (!hasRoom()) return false;
-    } while (acceptOne());
+        nFd = acceptOne();
+        if (nFd >= 0) m_rConnections.leaveToPoller(nFd);
+    }
     // EAGAIN: nobody waits; EINVAL: nor can anybody any more. For all else it tries again later.
     if (errno != EINVAL && !(errno == EAGAIN && bHandshakesOver)) return false;
     m_tListener.close();

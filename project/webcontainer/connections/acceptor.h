@@ -7,6 +7,7 @@
 #include "base/limits.h"
 #include "connections/connectiontable.h"
 #include "connections/poller.h"
+#include "connections/workroom.h"
 #include "sockets/listener.h"
 
 namespace webcontainer {
@@ -25,8 +26,9 @@ public:
 
     /// Clients can connect already, but only from now on are they accepted. Throws StartError.
     void start();
-    /// Accepts who waits, but not for ever, and asks to be called again.
-    void acceptWaiting() noexcept;
+    /// Accepts who waits, but not for ever, and asks to be called again; leaves the new connections in the
+    /// seat's batch.
+    void acceptWaiting(WorkRoom& rRoom, WorkRoom::Seat& rSeat) noexcept;
     /// To be called now and then by one thread: goes on accepting when there is room again.
     void resume(std::int64_t nNowMs) noexcept;
     /// New clients are refused by the kernel from now on, or wait for the next server.
@@ -43,7 +45,7 @@ private:
     static constexpr std::int64_t s_knComplaintIntervalMs = 10000;
 
     bool hasRoom() const noexcept { return m_rConnections.count() < m_rLimits.nMaxConnections; }
-    bool acceptOne() noexcept;
+    int acceptOne() noexcept;
     bool handleError(int nError) noexcept;
     void complain(int nError) noexcept;
     void pause(std::int64_t nUntilMs) noexcept;

@@ -13,9 +13,10 @@
 //
 //     accepted -> kFresh --+                         .--- the rest has come ---- kHead, kBody
 //                          |--- a byte has come ---> kServing --- incomplete ------^
-//                kIdle ----+                         |  |  |
-//                  ^---------- answered, kept -------'  |  `--- last response sent ---> kLinger
-//                                                       `--- aborted ---.                  |
+//                kIdle ----+              ^          |  |  |
+//                  ^----------------------+----------'  |  `--- last response sent ---> kLinger
+//                       answered, kept    |             `--- aborted ---.                  |
+//                         kTurn <---------' more is here, but others wait too              |
 //                  any deadline, or the client's end -----------------> closed <-----------'
 //
 // In kServing it belongs to a worker; in every other phase it waits in the poller and belongs to whoever
@@ -29,6 +30,7 @@ enum class EPhase : std::uint8_t {
     kIdle,     ///< the first byte of the next request
     kHead,     ///< the rest of a head
     kBody,     ///< the rest of a body that is received in advance
+    kTurn,     ///< its turn: the next request has come already
     kLinger,   ///< the client's end, after the last response
     kServing,  ///< nothing: a worker is busy with it
 };
@@ -39,6 +41,7 @@ struct Connection {
     std::atomic<EPhase> ePhase{EPhase::kFresh};
     std::atomic<std::int64_t> nDeadline{0};  ///< of the phase, on the monotonic clock, in ms
     int nFd = -1;
+    bool bPolled = false;  ///< in the poller, which a new connection enters when it first waits there
     ConnectionEnds tEnds;
     std::int64_t nPhaseStart = 0;          ///< on the same clock
     std::int64_t nArrivedUs = 0;           ///< of the request's first byte, on the monotonic clock

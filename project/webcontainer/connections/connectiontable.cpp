@@ -53,19 +53,23 @@ bool ConnectionTable::open(int nFd, const ConnectionEnds& rEnds) {
     Connection* const p = findOrMake(nFd);
     if (!p) return false;
     p->tOwnership.open();
-    p->nFd = nFd;
+    p->nFd = tSocket.release();
+    p->bPolled = false;
     p->tEnds = rEnds;
     p->nRequests = 0;
     setPhase(*p, EPhase::kFresh);
     m_nOpen.fetch_add(1, std::memory_order_relaxed);
     m_nAll.fetch_add(1, std::memory_order_relaxed);
-    tSocket.release();
-    if (!m_rPoller.add(nFd)) {
-        close(*p, true);
-        return false;
-    }
     putBack(*p);
     return true;
+}
+
+void ConnectionTable::leaveToPoller(int nFd) noexcept {
+    Connection* const p = claimForEvent(nFd);
+    if (!p) return;
+    p->bPolled = true;
+    putBack(*p);  // before the first event, which may come at once
+    if (!m_rPoller.add(nFd) && p->tOwnership.claim()) close(*p, true);
 }
 
 Connection* ConnectionTable::claimForEvent(int nFd) noexcept {
@@ -89,7 +93,8 @@ unsigned ConnectionTable::timeoutOf(EPhase ePhase) const noexcept {
 void ConnectionTable::setPhase(Connection& r, EPhase ePhase) noexcept {
     r.ePhase.store(ePhase, std::memory_order_relaxed);
     r.nPhaseStart = monotonicMs();
-    r.nDeadline.store(r.nPhaseStart + timeoutOf(ePhase), std::memory_order_relaxed);
+    r.nDeadline.store(ePhase == EPhase::kTurn ? s_knNever : r.nPhaseStart + timeoutOf(ePhase),
+                      std::memory_order_relaxed);
 }
 
 /// Gives a body so much time as a client with the minimum rate needs for what has come of it.
@@ -105,12 +110,39 @@ void ConnectionTable::demandRate(Connection& r) noexcept {
 bool ConnectionTable::park(Connection& r, EPhase ePhase) noexcept {
     if (r.ePhase.load(std::memory_order_relaxed) != ePhase) setPhase(r, ePhase);
     if (ePhase == EPhase::kBody) demandRate(r);
+    if (!r.bPolled && !enterPoller(r)) {
+        close(r, true);
+        return true;
+    }
     return r.tOwnership.release();
+}
+
+bool ConnectionTable::enterPoller(Connection& r) noexcept {
+    r.bPolled = m_rPoller.add(r.nFd);
+    return r.bPolled;
+}
+
+void ConnectionTable::parkForTurn(Connection& r) noexcept {
+    setPhase(r, EPhase::kTurn);
+    if (!r.bPolled && !enterPoller(r)) return close(r, true);
+    const int nFd = r.nFd;
+    // What came meanwhile is read when its turn has come.
+    while (!r.tOwnership.release()) {
+    }
+    m_rPoller.enqueue(nFd);
+}
+
+void ConnectionTable::arm(Connection& r) noexcept {
+    if (r.bPolled) m_rPoller.arm(r.nFd);  // else park() does
+}
+
+void ConnectionTable::mute(const Connection& r) noexcept {
+    if (r.bPolled) m_rPoller.mute(r.nFd);
 }
 
 void ConnectionTable::putBack(Connection& r) noexcept {
     while (!r.tOwnership.release())
-        m_rPoller.arm(r.nFd);
+        arm(r);
 }
 
 void ConnectionTable::close(Connection& r, bool bReset) noexcept {

@@ -23,8 +23,11 @@ public:
     ConnectionTable(const ConnectionTable&) = delete;
     ConnectionTable& operator=(const ConnectionTable&) = delete;
 
-    /// Takes over a newly accepted socket. False: it has been closed, because memory or numbers ran out.
+    /// Takes over a newly accepted socket, which waits from now on, but not in the poller: somebody is to be
+    /// given an event for it. False: it has been closed, because its number is out of reach.
     bool open(int nFd, const ConnectionEnds& rEnds);
+    /// For a connection that was just opened, when nobody is given an event for it.
+    void leaveToPoller(int nFd) noexcept;
     /// After an event: the connection, now the caller's, or null when there is nothing for the caller to do.
     Connection* claimForEvent(int nFd) noexcept;
 
@@ -32,6 +35,13 @@ public:
     /// What can be read must have been read, unless the poller has been armed anew. True: it is the caller's
     /// no longer. False: something has come meanwhile, and it is still the caller's.
     bool park(Connection& r, EPhase ePhase) noexcept;
+    /// Owner only: the same for a connection whose next request has come already; an event will follow when
+    /// those that are ready now have had theirs. It is the caller's no longer.
+    void parkForTurn(Connection& r) noexcept;
+    /// Owner only: from here on somebody gets an event when there is something to read, also if it is now.
+    void arm(Connection& r) noexcept;
+    /// Owner only: nobody gets an event until arm().
+    void mute(const Connection& r) noexcept;
     /// Owner only: leaves a connection waiting that was claimed without an event.
     void putBack(Connection& r) noexcept;
     /// Owner only: ends the connection, with a reset instead of an orderly end if wanted.
@@ -61,6 +71,7 @@ private:
     Connection* find(int nFd) const noexcept;
     Connection* findOrMake(int nFd);
     void setPhase(Connection& r, EPhase ePhase) noexcept;
+    bool enterPoller(Connection& r) noexcept;
     void demandRate(Connection& r) noexcept;
     unsigned timeoutOf(EPhase ePhase) const noexcept;
 

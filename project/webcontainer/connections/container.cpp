@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "base/monotonicclock.h"
@@ -31,12 +32,22 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler,
     : m_tOptions(rOptions),
       m_rHandler(rHandler),
       m_tStop(makeStopSignal()),
-      m_tWaitingRoom(std::thread::hardware_concurrency() + 1),  // one to take over while the others finish
+      m_tWorkRoom(m_tPoller, std::max(std::thread::hardware_concurrency(), 1u)),
       m_tSlowClients(m_tOptions.nWorkers, m_tOptions.tLimits.nSlowClientMs),
       m_tConnections(m_tPoller, m_tOptions.tLimits),
-      m_tShared{m_tPoller,         m_tWaitingRoom, m_tConnections, m_tAcceptors,
-                m_tOptions.fAlive, m_rHandler,     m_tSlowClients, m_tOptions.tLimits,
-                m_bAnnounced,      m_bDraining,    pAccessLog,     m_tStop.get()},
+      m_tShared{.rPoller = m_tPoller,
+                .rWorkRoom = m_tWorkRoom,
+                .rSlowPaths = m_tSlowPaths,
+                .rConnections = m_tConnections,
+                .rAcceptors = m_tAcceptors,
+                .rfAlive = m_tOptions.fAlive,
+                .rHandler = m_rHandler,
+                .rSlowClients = m_tSlowClients,
+                .rLimits = m_tOptions.tLimits,
+                .rbAnnounced = m_bAnnounced,
+                .rbDraining = m_bDraining,
+                .pAccessLog = pAccessLog,
+                .nStopFd = m_tStop.get()},
       m_tStatistics(m_tOptions.nWorkers + 1) {
     m_tPoller.watchAlways(m_tStop.get());
     for (const ListenAddress& r : m_tOptions.tListen)
@@ -74,6 +85,7 @@ void Container::start() {
             m_tWorkers.emplace_back(std::make_unique<Worker>(m_tShared, m_tStatistics[n])).get();
         run([pWorker] { pWorker->run(); });
     }
+    run([this] { m_tWorkRoom.watch(); });
     run([this] { Sweeper(m_tShared, m_tStatistics.back()).run(); });
     for (Acceptor& r : m_tAcceptors)
         r.start();
@@ -131,7 +143,7 @@ bool Container::waitForThreads() const {
 
 void Container::stopThreads() noexcept {
     eventfd_write(m_tStop.get(), 1);
-    m_tWaitingRoom.open();
+    m_tWorkRoom.open();
 }
 
 void Container::join() {

@@ -15,6 +15,7 @@
 #include "connections/containeroptions.h"
 #include "connections/poller.h"
 #include "connections/worker.h"
+#include "connections/workroom.h"
 #include "requests/requesthandler.h"
 
 namespace webcontainer {
@@ -73,7 +74,8 @@ private:
     std::atomic<bool> m_bDraining{false};
     std::atomic<unsigned> m_nRunning{0};  ///< threads that have not returned
     Poller m_tPoller;
-    WaitingRoom m_tWaitingRoom;
+    WorkRoom m_tWorkRoom;
+    SlowPaths m_tSlowPaths;
     SlowClients m_tSlowClients;
     ConnectionTable m_tConnections;
     Acceptors m_tAcceptors;

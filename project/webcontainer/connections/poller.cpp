@@ -2,7 +2,9 @@
 
 #include <sys/epoll.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "base/starterror.h"
 
@@ -36,6 +38,10 @@ void Poller::arm(int nFd) noexcept {
     control(m_tEpoll.get(), EPOLL_CTL_MOD, nFd, s_knConnectionEvents);
 }
 
+void Poller::enqueue(int nFd) noexcept {
+    control(m_tEpoll.get(), EPOLL_CTL_MOD, nFd, s_knConnectionEvents | EPOLLOUT);
+}
+
 void Poller::mute(int nFd) noexcept {
     control(m_tEpoll.get(), EPOLL_CTL_MOD, nFd, EPOLLET);
 }
@@ -53,12 +59,17 @@ void Poller::watchAlways(int nFd) {
         throwStartError("cannot wait for events: " + describeError(errno));
 }
 
-Event Poller::wait() noexcept {
-    // One event at a time: a worker that took more would hold them up while an application blocks it.
-    epoll_event tEvent;
-    while (epoll_wait(m_tEpoll.get(), &tEvent, 1, -1) != 1) {
-    }
-    return {tEvent.data.fd, (tEvent.events & (EPOLLPRI | EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0};
+unsigned Poller::wait(std::span<Event> tEvents, bool bWait) noexcept {
+    epoll_event tReady[16];
+    const int nMost = static_cast<int>(std::min(tEvents.size(), std::size(tReady)));
+    int nReady = 0;
+    do {
+        nReady = epoll_wait(m_tEpoll.get(), tReady, nMost, bWait ? -1 : 0);
+    } while (bWait && nReady < 1);
+    for (int n = 0; n < nReady; ++n)
+        tEvents[static_cast<std::size_t>(n)] = {
+            tReady[n].data.fd, (tReady[n].events & (EPOLLPRI | EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0};
+    return static_cast<unsigned>(std::max(nReady, 0));
 }
 
 }  // namespace webcontainer

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "base/filedescriptor.h"
 
 namespace webcontainer {
@@ -10,7 +12,7 @@ struct Event {
     bool bReadOn;  ///< the client's end, an error or urgent data has come too: a read may stop in front of it
 };
 
-/// The one list of descriptors that all workers wait on (epoll). A connection is reported to one worker when
+/// The one list of descriptors that workers wait on (epoll). A connection is reported to one worker when
 /// something new has come for it, also while a worker is busy with it; a listening socket once, and again
 /// only after armListener().
 class Poller {
@@ -18,10 +20,12 @@ public:
     /// Throws StartError.
     Poller();
 
-    /// False: the kernel has no memory for it.
+    /// False: the kernel has no memory for it. The connection is reported if it is ready now.
     bool add(int nFd) noexcept;
     /// The connection is reported again if it is ready now, and from now on as add() has it.
     void arm(int nFd) noexcept;
+    /// The connection is reported when its client can be sent something, after those that are ready already.
+    void enqueue(int nFd) noexcept;
     /// The connection is not reported until arm().
     void mute(int nFd) noexcept;
 
@@ -30,8 +34,9 @@ public:
     void armListener(int nFd) noexcept;
     /// From now on reported to every worker, again and again, while it is readable. Throws StartError.
     void watchAlways(int nFd);
-    /// Waits for one descriptor that is ready.
-    Event wait() noexcept;
+    /// Gets descriptors that are ready, at most 16 and as many as there is room for, and returns their number;
+    /// if wanted waits for the first one.
+    unsigned wait(std::span<Event> tEvents, bool bWait) noexcept;
 
 private:
     FileDescriptor m_tEpoll;

@@ -7,7 +7,8 @@
 #include "connections/acceptor.h"
 #include "connections/connectiontable.h"
 #include "connections/poller.h"
-#include "connections/waitingroom.h"
+#include "connections/slowpaths.h"
+#include "connections/workroom.h"
 #include "requests/requesthandler.h"
 #include "sockets/slowclients.h"
 
@@ -18,7 +19,8 @@ class AccessLog;
 /// What all workers share; everything outlives them.
 struct WorkerShared {
     Poller& rPoller;
-    WaitingRoom& rWaitingRoom;
+    WorkRoom& rWorkRoom;
+    SlowPaths& rSlowPaths;
     ConnectionTable& rConnections;
     Acceptors& rAcceptors;
     const std::function<void()>& rfAlive;  ///< to be called by the sweeping thread

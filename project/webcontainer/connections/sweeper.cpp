@@ -48,7 +48,7 @@ void Sweeper::sweep(std::int64_t nNowMs) {
         // It may have changed hands before the claim.
         if (isDue(r, nNowMs)) {
             if (!waitsForWorker(r)) return end(r);
-            m_tShared.rPoller.arm(r.nFd);  // nobody was told when a read stopped in front of it
+            m_tShared.rConnections.arm(r);  // nobody was told when a read stopped in front of it
         }
         m_tShared.rConnections.putBack(r);
     });
@@ -74,7 +74,7 @@ bool Sweeper::isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) cons
 void Sweeper::end(Connection& r) noexcept {
     try {
         if (r.pInput) {
-            ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics);
+            ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr);
             RequestContext tContext{*r.pInput,     tSocket,
                                     r.tEnds,       m_tLimits,
                                     m_tBuffers,    m_tShared.rbAnnounced,

@@ -18,12 +18,13 @@ Worker::Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics)
 
 void Worker::run() {
     for (;;) {
-        m_tShared.rWaitingRoom.enter();
-        const Event tEvent = m_tShared.rPoller.wait();
-        m_tShared.rWaitingRoom.leave();
+        const Event tEvent = m_tShared.rWorkRoom.next(m_tSeat);
         if (tEvent.nFd == m_tShared.nStopFd) return;
         if (acceptFrom(tEvent.nFd)) continue;
-        if (Connection* const p = m_tShared.rConnections.claimForEvent(tEvent.nFd)) serve(*p, tEvent.bReadOn);
+        Connection* const p = m_tShared.rConnections.claimForEvent(tEvent.nFd);
+        if (!p) continue;
+        m_tShared.rWorkRoom.start(m_tSeat);
+        serve(*p, tEvent.bReadOn);
     }
 }
 
@@ -31,7 +32,7 @@ void Worker::run() {
 bool Worker::acceptFrom(int nFd) noexcept {
     for (Acceptor& r : m_tShared.rAcceptors) {
         if (r.getListener().getFd() != nFd) continue;
-        r.acceptWaiting();
+        r.acceptWaiting(m_tShared.rWorkRoom, m_tSeat);
         return true;
     }
     return false;
@@ -42,6 +43,7 @@ void Worker::serve(Connection& rConnection, bool bReadOn) {
         const Next tNext = advance(rConnection);
         if (tNext.eKind != Next::kWait)
             return m_tShared.rConnections.close(rConnection, tNext.eKind == Next::kAbort);
+        if (tNext.ePhase == EPhase::kTurn) return m_tShared.rConnections.parkForTurn(rConnection);
         if (m_tShared.rConnections.park(rConnection, tNext.ePhase)) return;
     }
 }
@@ -63,7 +65,7 @@ Worker::Next Worker::advance(Connection& rConnection) {
 }
 
 Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
-    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics);
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, this);
     RequestContext tContext{rInput,
                             tSocket,
                             rConnection.tEnds,
@@ -73,21 +75,24 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
                             m_rStatistics,
                             m_tShared.pAccessLog,
                             rConnection.nArrivedUs};
+    m_nTurnStartUs = 0;
+    Next tNext{Next::kWait};
+    const bool bTurn = rConnection.ePhase.load(std::memory_order_relaxed) == EPhase::kTurn;
+    if (bTurn && !serveReceived(tContext, rConnection, tNext)) return tNext;
     for (;;) {
         const std::span<char> tRoom = rInput.room();
         const Received tReceived = tSocket.receive(tRoom.data(), tRoom.size());
         if (tReceived.eKind == EReceived::kEnd) return handleEnd(tContext, rConnection);
-        if (tReceived.eKind == EReceived::kNothingYet) return waitForMore(rInput);
+        if (tReceived.eKind == EReceived::kNothingYet) return waitForMore(rConnection, rInput);
         if (rInput.isEmpty()) rConnection.nArrivedUs = monotonicUs();
         rInput.commit(tReceived.nBytes);
-        Next tNext{Next::kWait};
         if (!serveReceived(tContext, rConnection, tNext)) return tNext;
         const bool bMore = m_bDrain || tReceived.nBytes == tRoom.size();
-        if (!bMore) return waitForMore(rInput);
+        if (!bMore) return waitForMore(rConnection, rInput);
         if (rConnection.ePhase == EPhase::kServing) {
             // After a request, others have their turn first.
-            m_tShared.rPoller.arm(rConnection.nFd);
-            return waitForMore(rInput);
+            m_tShared.rConnections.arm(rConnection);
+            return waitForMore(rConnection, rInput);
         }
     }
 }
@@ -101,6 +106,10 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
             rNext = toNext(rConnection, m_tRunner.refuse(rContext, tParsed.getRefusal()));
             return false;
         }
+        if (isTurnOver()) {
+            rNext = {Next::kWait, EPhase::kTurn};
+            return false;
+        }
         rConnection.ePhase.store(EPhase::kServing, std::memory_order_relaxed);
         rContext.bLastRequest = ++rConnection.nRequests >= m_tShared.rLimits.nMaxRequestsPerConnection;
         const EOutcome eOutcome = runRequest(rContext, rConnection);
@@ -112,12 +121,36 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
     }
 }
 
+/// Whether others are to be served before the connection's next request. The turn starts with its first one.
+bool Worker::isTurnOver() noexcept {
+    constexpr std::int64_t nTurnUs = 1000;
+    const std::int64_t nNowUs = monotonicUs();
+    if (m_nTurnStartUs == 0) m_nTurnStartUs = nNowUs;
+    return nNowUs - m_nTurnStartUs >= nTurnUs;
+}
+
 /// While it reads a body itself, the worker does without being told of every piece that comes.
-EOutcome Worker::runRequest(RequestContext& rContext, const Connection& rConnection) {
-    if (rContext.rInput.isBodyReceived()) return m_tRunner.run(rContext);
-    m_tShared.rPoller.mute(rConnection.nFd);
+EOutcome Worker::runRequest(RequestContext& rContext, Connection& rConnection) {
+    if (rContext.rInput.isBodyReceived()) return runReceived(rContext);
+    m_tShared.rConnections.mute(rConnection);
     const EOutcome eOutcome = m_tRunner.run(rContext);
-    m_tShared.rPoller.arm(rConnection.nFd);
+    m_tShared.rConnections.arm(rConnection);
+    return eOutcome;
+}
+
+/// A path that made its worker sleep before does without its place from the start.
+EOutcome Worker::runReceived(RequestContext& rContext) {
+    WorkRoom& rRoom = m_tShared.rWorkRoom;
+    SlowPaths& rSlow = m_tShared.rSlowPaths;
+    const std::string_view sPath = rContext.rInput.getPath();
+    const bool bSlow = rSlow.contains(sPath);
+    if (bSlow) rRoom.giveAway(m_tSeat);
+    const std::int64_t nStartUs = bSlow ? monotonicUs() : 0;
+    const EOutcome eOutcome = m_tRunner.run(rContext);
+    if (rRoom.hasLostPlace(m_tSeat))
+        rSlow.add(sPath);
+    else if (bSlow && monotonicUs() - nStartUs < SlowPaths::s_knQuickUs)
+        rSlow.remove(sPath);
     return eOutcome;
 }
 
@@ -129,16 +162,16 @@ Worker::Next Worker::handleEnd(RequestContext& rContext, Connection& rConnection
 
 Worker::Next Worker::toNext(Connection& rConnection, EOutcome eOutcome) {
     if (eOutcome == EOutcome::kAbort) return {Next::kAbort};
-    if (eOutcome == EOutcome::kClose) return {Next::kClose};
     ::shutdown(rConnection.nFd, SHUT_WR);
     rConnection.nLingerLeft = m_tShared.rLimits.nLingerBytes;
-    m_tShared.rPoller.arm(rConnection.nFd);  // not everything that came has been read
-    return {Next::kWait, EPhase::kLinger};
+    return discard(rConnection);
 }
 
-Worker::Next Worker::waitForMore(const RequestInput& rInput) const {
+Worker::Next Worker::waitForMore(const Connection& rConnection, const RequestInput& rInput) const {
     if (rInput.isHeadComplete()) return {Next::kWait, EPhase::kBody};
     if (!rInput.isEmpty()) return {Next::kWait, EPhase::kHead};
+    if (rConnection.ePhase.load(std::memory_order_relaxed) == EPhase::kFresh)
+        return {Next::kWait, EPhase::kFresh};
     // A kept connection is of no use to a server that takes no further request.
     if (m_tShared.rbDraining.load(std::memory_order_relaxed)) return {Next::kClose};
     return {Next::kWait, EPhase::kIdle};
@@ -146,7 +179,7 @@ Worker::Next Worker::waitForMore(const RequestInput& rInput) const {
 
 /// Drops what a client still sends after the last response (RFC 9112 section 9.6).
 Worker::Next Worker::discard(Connection& rConnection) {
-    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics);
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr);
     const std::span<char> tRoom = m_tInput.room();
     while (rConnection.nLingerLeft > 0) {
         const std::size_t nMost = std::min(tRoom.size(), rConnection.nLingerLeft);
@@ -161,7 +194,8 @@ Worker::Next Worker::discard(Connection& rConnection) {
 /// Leaves this worker's input empty: an incomplete request goes with its connection.
 void Worker::stowInput(Connection& rConnection, const Next& rNext) {
     const bool bIncomplete =
-        rNext.eKind == Next::kWait && (rNext.ePhase == EPhase::kHead || rNext.ePhase == EPhase::kBody);
+        rNext.eKind == Next::kWait &&
+        (rNext.ePhase == EPhase::kHead || rNext.ePhase == EPhase::kBody || rNext.ePhase == EPhase::kTurn);
     if (!bIncomplete) {
         rConnection.pInput.reset();
         m_tInput.clear();

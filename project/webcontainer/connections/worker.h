@@ -8,7 +8,7 @@ namespace webcontainer {
 
 /// One thread's work: waits for any connection that is ready, reads what has come, runs the requests that are
 /// complete, and puts the connection back. Waits for a single client only while that client's request runs.
-class Worker {
+class Worker : private WaitObserver {
 public:
     /// rStatistics: this thread's, which outlive it.
     Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics);
@@ -22,24 +22,29 @@ private:
         EPhase ePhase = EPhase::kIdle;
     };
 
+    void beforeWait() noexcept override { m_tShared.rWorkRoom.giveAway(m_tSeat); }
     bool acceptFrom(int nFd) noexcept;
     void serve(Connection& rConnection, bool bReadOn);
     Next advance(Connection& rConnection);
     Next converse(Connection& rConnection, RequestInput& rInput);
     bool serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext);
-    EOutcome runRequest(RequestContext& rContext, const Connection& rConnection);
+    EOutcome runRequest(RequestContext& rContext, Connection& rConnection);
+    EOutcome runReceived(RequestContext& rContext);
+    bool isTurnOver() noexcept;
     Next handleEnd(RequestContext& rContext, Connection& rConnection);
     Next toNext(Connection& rConnection, EOutcome eOutcome);
-    Next waitForMore(const RequestInput& rInput) const;
+    Next waitForMore(const Connection& rConnection, const RequestInput& rInput) const;
     Next discard(Connection& rConnection);
     void stowInput(Connection& rConnection, const Next& rNext);
 
     const WorkerShared m_tShared;
     WorkerStatistics& m_rStatistics;
+    WorkRoom::Seat m_tSeat;
     RequestInput m_tInput;  ///< empty between two connections
     RequestRunner m_tRunner;
     ResponseBuffers m_tBuffers;
     bool m_bDrain = false;  ///< a short read does not mean that there is nothing more
+    std::int64_t m_nTurnStartUs = 0;
 };
 
 }  // namespace webcontainer

@@ -74,6 +74,7 @@ std::unique_ptr<RequestInput> RequestInput::detach() {
     pInput->m_nUnchunked = m_nUnchunked;
     pInput->m_nEmptyLines = std::exchange(m_nEmptyLines, 0);
     pInput->m_bHeadComplete = std::exchange(m_bHeadComplete, false);
+    pInput->m_bBodyReceived = std::exchange(m_bBodyReceived, false);
     m_t = Marks();
     return pInput;
 }

@@ -51,6 +51,10 @@ public:
     const RequestHead& getHead() const noexcept { return m_tHead; }
     /// The bytes of a stretch of the head, valid until room() unless settled. A NUL follows method and query.
     std::string_view text(const Stretch& r) const noexcept { return {head() + r.nFrom, r.nLength}; }
+    /// Of the target; "/" when an absolute form has none.
+    std::string_view getPath() const noexcept {
+        return m_tHead.tPath.nFrom == RequestHead::knNowhere ? std::string_view("/") : text(m_tHead.tPath);
+    }
     char* data(const Stretch& r) noexcept { return m_pData.get() + m_t.nBegin + r.nFrom; }
 
     /// Moves at most nSize body bytes that have been received to pBuffer.

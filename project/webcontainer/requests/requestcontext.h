@@ -22,7 +22,7 @@
 //         RequestProvider, ResponseProvider -> RequestHandler -> module -> application
 //           the body:     BodyReader: first what RequestInput has received, then the socket
 //           the response: the head is held back ... first bytes: both sent with one call ... endResponse()
-//       it ended ........ kKeep: the next request | kClose | kLinger: what still comes is dropped
+//       it ended ........ kKeep: the next request | kLinger: what still comes is dropped
 //       it was cut off .. kAbort: a reset, so that the client can tell
 //       it was refused .. RequestRunner::refuse() answers in the application's place, then kLinger
 

@@ -26,11 +26,6 @@ std::int64_t deadlineAfter(std::size_t nTimeoutMs) {
     return monotonicMs() + static_cast<std::int64_t>(nTimeoutMs);
 }
 
-/// A client that asked for the end of the connection sends nothing more; any other may still be sending.
-EOutcome closing(const RequestInput& rInput) {
-    return rInput.getHead().bKeepAlive || !rInput.isBodyReceived() ? EOutcome::kLinger : EOutcome::kClose;
-}
-
 /// "400 Bad Request: no Host field".
 void appendAnswerText(NarrowStringBufferBase& rBuffer, const Refusal& r) {
     appendDecimal(rBuffer, r.nStatus);
@@ -60,7 +55,7 @@ EOutcome RequestRunner::serve(RequestContext& rContext) {
     // What the client did to its own response has been logged, and nobody is left to be told of the rest.
     const bool bClientDead = tResponse.getFailure() == EResponseCode::kRCClientDead;
     if (tFailure.tAnswer.nStatus != 0 && !bClientDead) logFailure(rContext, tFailure);
-    if (tResponse.isEnded()) return tResponse.keepsConnection() ? EOutcome::kKeep : closing(rContext.rInput);
+    if (tResponse.isEnded()) return tResponse.keepsConnection() ? EOutcome::kKeep : EOutcome::kLinger;
     if (bClientDead || tResponse.isHeadOut()) return EOutcome::kAbort;
     return answer(rContext, tFailure.tAnswer.nStatus != 0 ? tFailure.tAnswer : s_tInternalError);
 }

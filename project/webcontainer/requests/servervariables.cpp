@@ -62,8 +62,7 @@ bool ServerVariables::find(std::string_view sName, std::string_view& rsValue,
 }
 
 bool ServerVariables::getUrl(std::string_view& rsValue, NarrowStringBufferBase&) const {
-    const Stretch& r = m_rInput.getHead().tPath;
-    rsValue = r.nFrom == RequestHead::knNowhere ? std::string_view("/") : m_rInput.text(r);
+    rsValue = m_rInput.getPath();
     return true;
 }
 

@@ -77,6 +77,7 @@ EWaited ClientSocket::wait(short nEvents, Patience& rPatience) noexcept {
     const std::int64_t nStart = monotonicMs();
     const std::int64_t nLeft = rPatience.nDeadline - nStart;
     if (nLeft <= 0) return EWaited::kOverdue;
+    if (m_pObserver) m_pObserver->beforeWait();
     const std::int64_t nSlow = std::min<std::int64_t>(rPatience.nTimeoutMs, rPatience.tRate.patienceMs());
     const EWaited eWaited = waitAtMost(nEvents, std::min(nLeft, nSlow), rPatience.tRate.deficitMs());
     const std::int64_t nWaited = monotonicMs() - nStart;

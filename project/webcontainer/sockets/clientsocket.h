@@ -36,17 +36,28 @@ struct Patience {
     std::int64_t nDeadline = std::numeric_limits<std::int64_t>::max();  ///< on the monotonic clock, in ms
 };
 
+/// Told by a thread that is about to wait for its client.
+class WaitObserver {
+public:
+    virtual void beforeWait() noexcept = 0;
+
+protected:
+    ~WaitObserver() = default;
+};
+
 /// A connected socket as a request sees it: never blocks in the kernel's read or write, but waits beside the
 /// signal to stop. Does not own its descriptors.
 class ClientSocket {
 public:
     /// nStopFd becomes readable when requests in flight are given up. rSlow must outlive the object; so must
-    /// rStatistics, the calling thread's.
-    ClientSocket(int nFd, int nStopFd, SlowClients& rSlow, WorkerStatistics& rStatistics) noexcept
+    /// rStatistics, the calling thread's, and pObserver (null: there is none).
+    ClientSocket(int nFd, int nStopFd, SlowClients& rSlow, WorkerStatistics& rStatistics,
+                 WaitObserver* pObserver) noexcept
         : m_nFd(nFd),
           m_nStopFd(nStopFd),
           m_rSlow(rSlow),
-          m_rStatistics(rStatistics) {}
+          m_rStatistics(rStatistics),
+          m_pObserver(pObserver) {}
 
     int getFd() const noexcept { return m_nFd; }
     /// A broken connection is an end too.
@@ -70,6 +81,7 @@ private:
     int m_nStopFd;
     SlowClients& m_rSlow;
     WorkerStatistics& m_rStatistics;
+    WaitObserver* m_pObserver;
 };
 
 }  // namespace webcontainer
