@@ -8,7 +8,7 @@ namespace webcontainer {
 
 /// One thread's work: waits for any connection that is ready, reads what has come, runs the requests that are
 /// complete, and puts the connection back. Waits for a single client only while that client's request runs.
-class Worker : private WaitObserver {
+class Worker final : private WaitObserver {
 public:
     /// rStatistics: this thread's, which outlive it.
     Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics);

@@ -22,8 +22,8 @@ namespace webcontainer {
 ///     it rests <------- nothing to do, and another is awake ------.
 ///        `--- called: its place ---> own batch, others' batches, poller <--.
 ///                                                 |                        |
-///                                              an event ---> start() --> done, and still in its place
-///                                                               `-----> its place has gone to another: it rests
+///                                         an event ---> start() --> done, and still in its place
+///                                                          `-----> its place has gone to another: it rests
 ///
 /// A batch that is full, or that has waited for a while, calls another worker. Once a millisecond while
 /// requests run, a lookout (watch()) looks for workers that are still in the same request. One that sleeps

@@ -13,9 +13,9 @@ class ResponseProvider;
 
 /// What is to become of a connection after a request.
 enum class EOutcome {
-    kKeep,  ///< it serves the next request
-    kLinger,  ///< sending ends; what still comes is dropped for a while, then it is closed (RFC 9112 section 9.6)
-    kAbort,  ///< it is reset, so that the client can tell a response cut short from a whole one
+    kKeep,    ///< it serves the next request
+    kLinger,  ///< sending ends; what still comes is dropped for a while, then it is closed (RFC 9112, 9.6)
+    kAbort,   ///< it is reset, so that the client can tell a response cut short from a whole one
 };
 
 /// Runs one request after the other through the handler, and answers in its place where it fails.
