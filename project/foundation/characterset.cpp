@@ -104,10 +104,6 @@ Handle<const CharacterSet> CharacterSet::open(std::wstring_view sLabel, std::str
 }
 
 CharacterSet::UnknownCharset::UnknownCharset(std::wstring_view sLabel)
-    : Exception(GDString(L"The character set \"%1\" is not known.")) {
+    : ClonedException(GDString(L"The character set \"%1\" is not known.")) {
     setMsgInsert(1, GDString(ZQWString(sLabel)));
-}
-
-CharacterSet::UnknownCharset* CharacterSet::UnknownCharset::clone() const {
-    return new UnknownCharset(*this);
 }

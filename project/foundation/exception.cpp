@@ -45,11 +45,7 @@ Exception::PrethrowReporter Exception::setPrethrowReporter(PrethrowReporter pRep
     return s_pReporter.exchange(pReporter, std::memory_order_acq_rel);
 }
 
-InvalidHandleException::InvalidHandleException() : Exception(GDString(L"A null handle was used.")) {}
-
-InvalidHandleException* InvalidHandleException::clone() const {
-    return new InvalidHandleException(*this);
-}
+InvalidHandleException::InvalidHandleException() : ClonedException(GDString(L"A null handle was used.")) {}
 
 void throwInvalidHandle() {
     ZQTHROW_prethrowProcessException(InvalidHandleException(), true, ZQ_WFILE, __LINE__);

@@ -32,18 +32,10 @@ void InputStream::seekImpl(std::uint64_t) {
 }
 
 InputStream::UnexpectedEOF::UnexpectedEOF(std::size_t nExpected, std::size_t nRead)
-    : Exception(GDString(L"Unexpected end of input: %1 bytes expected, %2 read.")) {
+    : ClonedException(GDString(L"Unexpected end of input: %1 bytes expected, %2 read.")) {
     setMsgInsert(1, GDUInteger(nExpected));
     setMsgInsert(2, GDUInteger(nRead));
 }
 
-InputStream::UnexpectedEOF* InputStream::UnexpectedEOF::clone() const {
-    return new UnexpectedEOF(*this);
-}
-
 InputStream::SeekNotSupported::SeekNotSupported()
-    : Exception(GDString(L"This input can only be read from front to back.")) {}
-
-InputStream::SeekNotSupported* InputStream::SeekNotSupported::clone() const {
-    return new SeekNotSupported(*this);
-}
+    : ClonedException(GDString(L"This input can only be read from front to back.")) {}

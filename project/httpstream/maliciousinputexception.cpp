@@ -2,10 +2,6 @@
 
 namespace http {
 
-MaliciousInputException::MaliciousInputException(const GDValue& rMessage) : Exception(rMessage) {}
-
-MaliciousInputException* MaliciousInputException::clone() const {
-    return new MaliciousInputException(*this);
-}
+MaliciousInputException::MaliciousInputException(const GDValue& rMessage) : ClonedException(rMessage) {}
 
 }  // namespace http

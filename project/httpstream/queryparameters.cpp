@@ -124,10 +124,6 @@ tl::vector<ZQWString> QueryParameters::getAll(std::wstring_view sName) const {
 }
 
 QueryParameters::TooManyParameters::TooManyParameters(std::size_t nMost)
-    : Exception(GDString(L"There are more than %1 parameters.")) {
+    : ClonedException(GDString(L"There are more than %1 parameters.")) {
     setMsgInsert(1, GDUInteger(nMost));
-}
-
-QueryParameters::TooManyParameters* QueryParameters::TooManyParameters::clone() const {
-    return new TooManyParameters(*this);
 }

@@ -135,12 +135,8 @@ GlobalInstance& globalInstance() {
 }  // namespace
 
 // The text is an insert, because percent signs in it mean nothing.
-ConfigError::ConfigError(const ZQWString& sWhat) : Exception(GDString(L"%1")) {
+ConfigError::ConfigError(const ZQWString& sWhat) : ClonedException(GDString(L"%1")) {
     setMsgInsert(1, GDString(sWhat));
-}
-
-ConfigError* ConfigError::clone() const {
-    return new ConfigError(*this);
 }
 
 ConfigReaderInstance::ConfigReaderInstance(std::unique_ptr<const Values> pValues) noexcept

@@ -19,7 +19,7 @@ std::string errorOf(F f) {
     try {
         f();
     } catch (const ConfigError& e) {
-        const std::unique_ptr<ConfigError> pClone(e.clone());
+        const std::unique_ptr<Exception> pClone(e.clone());
         return toUtf8(pClone->getMessageText());
     }
     return "(no error)";

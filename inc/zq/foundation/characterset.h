@@ -44,10 +44,9 @@ public:
         return m_eKind == r.m_eKind && m_sConverter == r.m_sConverter;
     }
 
-    class ZQ_EXPORT UnknownCharset : public Exception {
+    class ZQ_EXPORT UnknownCharset : public ClonedException<UnknownCharset> {
     public:
         explicit UnknownCharset(std::wstring_view sLabel);
-        UnknownCharset* clone() const override;
     };
 
 private:

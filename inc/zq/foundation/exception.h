@@ -46,6 +46,14 @@ private:
     mutable int m_nThrowLine = 0;
 };
 
+/// What an exception class Self that can be copied is derived from, so that it can clone() itself.
+template <class Self, class Base = Exception>
+class ZQ_EXPORT ClonedException : public Base {
+public:
+    using Base::Base;
+    Exception* clone() const override { return new Self(static_cast<const Self&>(*this)); }
+};
+
 /// Hands the exception to Exception::prethrowProcess() and throws a copy of it.
 template <class E>
 [[noreturn]] void ZQTHROW_prethrowProcessException(const E& e, bool bLog, const wchar_t* pFile, int nLine) {
@@ -59,8 +67,7 @@ template <class E>
 #define ZQ_WFILE ZQ_WIDEN_LITERAL(__FILE__)
 
 /// A null Handle was used.
-class ZQ_EXPORT InvalidHandleException : public Exception {
+class ZQ_EXPORT InvalidHandleException : public ClonedException<InvalidHandleException> {
 public:
     InvalidHandleException();
-    InvalidHandleException* clone() const override;
 };

@@ -20,17 +20,15 @@ public:
     void seek(std::uint64_t nPosition) { seekImpl(nPosition); }
 
     /// The stream ended before the bytes that were wanted had come.
-    class ZQ_EXPORT UnexpectedEOF : public Exception {
+    class ZQ_EXPORT UnexpectedEOF : public ClonedException<UnexpectedEOF> {
     public:
         /// nExpected: bytes still wanted, or 1 where any would have done; nRead: bytes that came instead.
         UnexpectedEOF(std::size_t nExpected, std::size_t nRead);
-        UnexpectedEOF* clone() const override;
     };
 
-    class ZQ_EXPORT SeekNotSupported : public Exception {
+    class ZQ_EXPORT SeekNotSupported : public ClonedException<SeekNotSupported> {
     public:
         SeekNotSupported();
-        SeekNotSupported* clone() const override;
     };
 
     /// Reads and drops at most nCount bytes; returns how many. Less than nCount means the end.

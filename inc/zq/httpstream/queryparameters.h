@@ -53,10 +53,9 @@ public:
     bool empty() const noexcept { return m_tParameters.empty(); }
 
     /// There are more parameters than allowed.
-    class ZQ_EXPORT TooManyParameters : public Exception {
+    class ZQ_EXPORT TooManyParameters : public ClonedException<TooManyParameters> {
     public:
         explicit TooManyParameters(std::size_t nMost);
-        TooManyParameters* clone() const override;
     };
 
 private:

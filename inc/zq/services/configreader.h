@@ -12,10 +12,9 @@
 #include "zq/foundation/zqstring.h"
 
 /// A configuration cannot be used: the message names the file, the place or key, and what is wrong.
-class ZQ_EXPORT ConfigError : public Exception {
+class ZQ_EXPORT ConfigError : public ClonedException<ConfigError> {
 public:
     explicit ConfigError(const ZQWString& sWhat);
-    ConfigError* clone() const override;
 };
 
 /// The values of one configuration file (TOML 1.0), read once and immutable afterwards, so that any thread

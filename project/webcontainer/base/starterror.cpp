@@ -8,12 +8,8 @@
 namespace webcontainer {
 
 // The text is an insert, because percent signs in it mean nothing.
-StartError::StartError(const std::string& sWhat) : Exception(GDString(L"%1")) {
+StartError::StartError(const std::string& sWhat) : ClonedException(GDString(L"%1")) {
     setMsgInsert(1, GDString(fromUtf8(sWhat)));
-}
-
-StartError* StartError::clone() const {
-    return new StartError(*this);
 }
 
 void throwStartError(const std::string& sWhat) {

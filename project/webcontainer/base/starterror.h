@@ -7,10 +7,9 @@
 namespace webcontainer {
 
 /// The server cannot start. The message is one line for the operator: what is wrong, and what to do about it.
-class StartError : public Exception {
+class StartError : public ClonedException<StartError> {
 public:
     explicit StartError(const std::string& sWhat);
-    StartError* clone() const override;
 };
 
 [[noreturn]] void throwStartError(const std::string& sWhat);

@@ -5,11 +5,7 @@
 namespace webcontainer {
 
 BodyError::BodyError(const Refusal& rAnswer)
-    : Exception(GDString(fromUtf8(rAnswer.pReason))),
+    : ClonedException(GDString(fromUtf8(rAnswer.pReason))),
       m_tAnswer(rAnswer) {}
-
-BodyError* BodyError::clone() const {
-    return new BodyError(*this);
-}
 
 }  // namespace webcontainer

@@ -11,10 +11,9 @@ inline constexpr Refusal s_tBodyTooSlow{408, "the body came too slowly"};
 
 /// A request body that did not come as it was announced: leaves readFromBody(), so that a body cut short
 /// never looks complete. Its message is the reason that the client is told.
-class BodyError : public Exception {
+class BodyError : public ClonedException<BodyError> {
 public:
     explicit BodyError(const Refusal& rAnswer);
-    BodyError* clone() const override;
     const Refusal& getAnswer() const noexcept { return m_tAnswer; }
 
 private:
