@@ -22,6 +22,9 @@ constexpr std::int64_t s_knPatienceUs = 200;
 constexpr std::chrono::milliseconds s_knTick(1);
 /// Ticks without a request after which the lookout goes to sleep; waking it costs more than some of them.
 constexpr int s_knIdleTicks = 10;
+/// Ticks after which a worker loses its place even when it computes, so that the kernel divides the processors
+/// among long requests and the others; after fewer it may only have lacked a processor itself.
+constexpr int s_knMostTicks = 30;
 
 void wait(sem_t& r) noexcept {
     while (::sem_wait(&r) != 0) {
@@ -36,6 +39,7 @@ struct alignas(64) WorkRoom::Place {
     std::atomic<int> nThread{0};  ///< of the worker that has it
     std::int64_t nFilledUs = 0;   ///< when the batch was; its worker's
     std::uint64_t nSeen = 0;      ///< the turn at the last tick; the lookout's
+    int nTicks = 0;               ///< since that turn was first seen; the lookout's
 };
 
 WorkRoom::WorkRoom(Poller& rPoller, unsigned nPlaces)
@@ -189,11 +193,12 @@ bool WorkRoom::look(Place& rPlace) noexcept {
     std::uint64_t nTurn = rPlace.nTurn.load(std::memory_order_acquire);
     const bool bSame = nTurn == rPlace.nSeen;
     rPlace.nSeen = nTurn;
+    rPlace.nTicks = bSame ? rPlace.nTicks + 1 : 0;
     if ((nTurn & kStates) == kIdle) return false;
     if (!bSame) return true;
     const std::uint64_t nBare = nTurn & ~std::uint64_t{kStates};
     const bool bComputing = (nTurn & kStates) == kComputing;
-    if (isAsleep(rPlace.nThread.load(std::memory_order_relaxed))) {
+    if (rPlace.nTicks > s_knMostTicks || isAsleep(rPlace.nThread.load(std::memory_order_relaxed))) {
         if (!rPlace.nTurn.compare_exchange_strong(nTurn, nBare + s_knNextTurn, std::memory_order_acq_rel))
             return true;
         if (bComputing) m_nAttentive.fetch_add(1, std::memory_order_relaxed);

@@ -27,8 +27,9 @@ namespace webcontainer {
 ///
 /// A batch that is full, or that has waited for a while, calls another worker. Once a millisecond while
 /// requests run, a lookout (watch()) looks for workers that are still in the same request. One that sleeps
-/// there loses its place, with what is left of its batch, to one that rests. One that computes keeps it, and
-/// another is called beside it while there are places; to one that lacks a processor that would be no help.
+/// there loses its place, with what is left of its batch, to one that rests. One that computes keeps it for
+/// some ticks, and another is called beside it while there are places; to one that lacks a processor that
+/// would be no help.
 ///
 /// So no event waits behind a blocked request for more than a tick or two, and an idle server has no timer:
 /// the lookout sleeps until a request begins.

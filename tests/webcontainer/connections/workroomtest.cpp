@@ -1,0 +1,171 @@
+#include "connections/workroom.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <thread>
+
+#include "testserver.h"
+
+namespace test {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using webcontainer::Event;
+using webcontainer::WorkRoom;
+
+TEST(EventBatch, GivesEachEventToOneThread) {
+    webcontainer::EventBatch tBatch;
+    constexpr int knEvents = 200000;
+    std::vector<int> tTaken(knEvents);
+    std::vector<int> tStolen(knEvents);
+    std::atomic<bool> bDone = false;
+    const auto take = [&](std::vector<int>& rTaken) {
+        Event tEvent{};
+        if (!tBatch.take(tEvent)) return;
+        ++rTaken[static_cast<std::size_t>(tEvent.nFd)];
+        EXPECT_EQ(tEvent.bReadOn, tEvent.nFd % 3 == 0);
+    };
+    std::jthread tThief([&] {
+        while (!bDone)
+            take(tStolen);
+    });
+    for (int n = 0; n < knEvents; n += 2) {
+        const Event tEvents[] = {{n, n % 3 == 0}, {n + 1, (n + 1) % 3 == 0}};
+        if (tBatch.isEmpty() && n % 4 == 0) {
+            tBatch.fill(tEvents);
+        } else {
+            for (const Event& r : tEvents)
+                while (!tBatch.append(r))
+                    take(tTaken);
+        }
+        if (n % 5 == 0) take(tTaken);
+    }
+    while (!tBatch.isEmpty())
+        take(tTaken);
+    bDone = true;
+    tThief.join();
+    std::transform(tTaken.begin(), tTaken.end(), tStolen.begin(), tTaken.begin(), std::plus());
+    EXPECT_THAT(tTaken, testing::Each(1));
+}
+
+/// Two events, one place and a worker that is at the first of them.
+class OnePlace : public testing::Test {
+protected:
+    OnePlace() {
+        for (int nFd : m_tReady)
+            m_tPoller.add(nFd);
+        m_nFirst = m_tRoom.next(m_tSeat).nFd;
+        m_tRoom.start(m_tSeat);
+    }
+    ~OnePlace() override {
+        for (int nFd : m_tReady)
+            ::close(nFd);
+    }
+    /// Another worker gets the event that is left.
+    void expectOtherServed() {
+        auto tOther = std::async(std::launch::async, [this] {
+            WorkRoom::Seat tSeat;
+            return m_tRoom.next(tSeat).nFd;
+        });
+        EXPECT_EQ(tOther.wait_for(5s), std::future_status::ready);
+        m_tRoom.open();
+        EXPECT_EQ(tOther.get(), m_tReady[m_nFirst == m_tReady[0]]);
+    }
+
+    const int m_tReady[2] = {::eventfd(1, 0), ::eventfd(1, 0)};
+    webcontainer::Poller m_tPoller;
+    WorkRoom m_tRoom{m_tPoller, 1};
+    WorkRoom::Seat m_tSeat;
+    int m_nFirst = -1;
+};
+
+TEST_F(OnePlace, GoesToAnotherWhenItIsGivenAway) {
+    EXPECT_FALSE(m_tRoom.hasLostPlace(m_tSeat));
+    m_tRoom.giveAway(m_tSeat);
+    expectOtherServed();
+}
+
+TEST_F(OnePlace, GoesToAnotherWhenItsWorkerSleeps) {
+    std::jthread tLookout([this] { m_tRoom.watch(); });
+    expectOtherServed();  // which this thread waits for
+    EXPECT_TRUE(m_tRoom.hasLostPlace(m_tSeat));
+}
+
+TEST_F(OnePlace, GoesToAnotherWhenItsWorkerComputesForLong) {
+    std::jthread tLookout([this] { m_tRoom.watch(); });
+    for (const auto tEnd = std::chrono::steady_clock::now() + 5s;
+         !m_tRoom.hasLostPlace(m_tSeat) && std::chrono::steady_clock::now() < tEnd;) {
+    }
+    expectOtherServed();
+}
+
+TEST(WorkRoom, AConnectionThatHasMoreRequestsGoesBehindThoseThatWait) {
+    for (const bool bKept : {false, true}) {
+        std::promise<void> tEntered, tGo;
+        std::vector<std::string> tOrder;
+        Server tServer(
+            [&](Request& r, Response& rResponse) {
+                tOrder.push_back(variable(r, "URL"));
+                if (tOrder.back() == "/a0") {
+                    tEntered.set_value();
+                    tGo.get_future().wait();
+                }
+                ::usleep(2000);
+                answer(rResponse, "ok");
+            },
+            quickLimits(), 1);
+        Client tMany(tServer), tOther(tServer);
+        const auto send = [](Client& rClient, const std::string& sPath) {
+            rClient.send("GET " + sPath + " HTTP/1.1\r\nHost: h\r\n\r\n");
+        };
+        if (bKept) {
+            send(tOther, "/before");
+            EXPECT_THAT(tOther.readResponse(), HasSubstr("ok"));
+        }
+        for (const char* pPath : {"/a0", "/a1", "/a2", "/a3", "/a4"})
+            send(tMany, pPath);
+        tEntered.get_future().wait();
+        send(tOther, "/b");
+        ::usleep(10000);
+        tGo.set_value();
+        for (int n = 0; n < 5; ++n)
+            EXPECT_THAT(tMany.readResponse(), HasSubstr("ok"));
+        EXPECT_THAT(tOther.readResponse(), HasSubstr("ok"));
+        tOrder.resize(3 + std::size_t{bKept});
+        EXPECT_THAT(tOrder, testing::Contains("/b"));
+    }
+}
+
+/// How often threads of this process have gone to sleep.
+long countSleeps() {
+    long nSum = 0;
+    for (const auto& r : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream tFile(r.path() / "status");
+        for (std::string sWord; tFile >> sWord;)
+            if (long n = 0; sWord == "voluntary_ctxt_switches:" && tFile >> n) nSum += n;
+    }
+    return nSum;
+}
+
+TEST(WorkRoom, NobodyIsWokenInAnIdleServer) {
+    webcontainer::Limits tLimits;
+    tLimits.nSweepIntervalMs = 60000;
+    Server tServer([&](Request&, Response& rResponse) { answer(rResponse, "ok"); }, tLimits);
+    EXPECT_THAT(ask(tServer, "GET / HTTP/1.0\r\n\r\n"), HasSubstr("ok"));
+    std::this_thread::sleep_for(100ms);
+    const long nBefore = countSleeps();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_LT(countSleeps() - nBefore, 20);
+}
+
+}  // namespace
+}  // namespace test
