@@ -22,8 +22,8 @@ constexpr std::int64_t s_knPatienceUs = 200;
 constexpr std::chrono::milliseconds s_knTick(1);
 /// Ticks without a request after which the lookout goes to sleep; waking it costs more than some of them.
 constexpr int s_knIdleTicks = 10;
-/// Ticks after which a worker loses its place even when it computes, so that the kernel divides the processors
-/// among long requests and the others; after fewer it may only have lacked a processor itself.
+/// Ticks after which a worker loses its place even when it computes, so that the kernel divides the
+/// processors among long requests and the others; after fewer it may only have lacked a processor itself.
 constexpr int s_knMostTicks = 30;
 
 void wait(sem_t& r) noexcept {
