@@ -111,7 +111,11 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     useHandedOver(tOptions, tHandedOver);
     const std::optional<AdminSettings> tAdmin = readAdminSettings(tReader, tOptions.tListen);
     checkSettingValues(tReader);
-    tOptions.fAlive = [this] { m_tManager.alive(); };
+    tOptions.fAlive = [this] {
+        m_tManager.alive();
+        const Statistics tDone = m_pContainer->readStatistics();
+        m_tHeap.giveBack(tDone.nReceivedBytes + tDone.nSentBytes + tDone.nAccepted - tDone.nConnections);
+    };
     if (const std::int64_t nMs = m_tManager.getWatchdogMs())
         tOptions.tLimits.nSweepIntervalMs =
             static_cast<unsigned>(std::min<std::int64_t>(tOptions.tLimits.nSweepIntervalMs, nMs));

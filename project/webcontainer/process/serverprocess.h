@@ -7,6 +7,7 @@
 #include "log/accesslog.h"
 #include "log/logsetup.h"
 #include "process/commandline.h"
+#include "process/heap.h"
 #include "process/modulehandler.h"
 #include "process/servicemanager.h"
 #include "process/signals.h"
@@ -31,6 +32,7 @@ private:
     void startAdmin();
 
     const CommandLine m_tCommandLine;
+    Heap m_tHeap;
     Signals m_tSignals;
     ServiceManager m_tManager;
     LogSetup m_tLog;

@@ -134,6 +134,7 @@ TEST(Connections, BlockedHandlersHoldUpNobody) {
         quickLimits(), nWorkers);
     for (std::promise<void>& rGo : tGo) {  // the second time with workers that have worked before
         const std::string sUrl = &rGo == tGo ? "/first" : "/second";
+        std::this_thread::sleep_for(50ms);  // until nobody is awake
         std::deque<Client> tClients;
         while (tClients.size() < nWorkers - 1) {
             tClients.emplace_back(tServer).send("GET " + sUrl + " HTTP/1.0\r\n\r\n");
