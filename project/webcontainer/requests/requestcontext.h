@@ -45,7 +45,7 @@ struct RequestContext {
     const ConnectionEnds& rEnds;
     const Limits& rLimits;
     ResponseBuffers& rBuffers;
-    const std::atomic<bool>& rbDraining;  ///< true: the response is the last of its connection
+    const std::atomic<bool>& rbAnnounced;  ///< true: the response is the last of its connection
     WorkerStatistics& rStatistics;
     AccessLog* pAccessLog;      ///< null: there is none
     std::int64_t& rnArrivedUs;  ///< when the request's first byte came, on the monotonic clock

@@ -177,7 +177,7 @@ void ResponseProvider::beginHead(std::size_t nBytes, bool bFinal) {
     const bool bBodyReceived = bFinal ? m_rBody.finish() : m_rContext.rInput.isBodyReceived();
     m_tLine.bKeepAlive = rRequest.bKeepAlive && bBodyReceived &&
                          m_tLine.eFraming != EResponseFraming::kUntilClose && !m_rContext.bLastRequest &&
-                         !m_rContext.rbDraining.load(std::memory_order_relaxed);
+                         !m_rContext.rbAnnounced.load(std::memory_order_relaxed);
     m_tLine.bSayKeepAlive = rRequest.eVersion == EVersion::k10;
     m_rBody.forgetContinue();
     m_rContext.rBuffers.tHead.append(m_rContext.rBuffers.tWire, m_tLine, m_rContext.rBuffers.tDate.now());
