@@ -101,7 +101,11 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
 bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext) {
     for (;;) {
         const Parsed tParsed = rContext.rInput.advance();
-        if (tParsed == Parsed::kNeedMore) return true;
+        if (tParsed == Parsed::kNeedMore) {
+            if (encourage(rContext)) return true;
+            rNext = {Next::kAbort};
+            return false;
+        }
         if (tParsed == Parsed::kRefused) {
             rNext = toNext(rConnection, m_tRunner.refuse(rContext, tParsed.getRefusal()));
             return false;
@@ -119,6 +123,16 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
         }
         rContext.rInput.next();
     }
+}
+
+/// Tells a client that waits for it to send its body, as soon as its head is accepted: then the body comes as
+/// any other does, and no request holds a worker before it. False: the client takes not even that at once.
+bool Worker::encourage(RequestContext& rContext) noexcept {
+    constexpr std::string_view sContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+    if (!rContext.rInput.takeExpectation()) return true;
+    iovec tPiece{const_cast<char*>(sContinue.data()), sContinue.size()};
+    Patience tNone{{0, 0}, 0};
+    return rContext.rSocket.send({&tPiece, 1}, tNone) == ClientSocket::ESent::kSent;
 }
 
 /// Whether others are to be served before the connection's next request. The turn starts with its first one.

@@ -28,6 +28,7 @@ private:
     Next advance(Connection& rConnection);
     Next converse(Connection& rConnection, RequestInput& rInput);
     bool serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext);
+    static bool encourage(RequestContext& rContext) noexcept;
     EOutcome runRequest(RequestContext& rContext, Connection& rConnection);
     EOutcome runReceived(RequestContext& rContext);
     bool isTurnOver() noexcept;

@@ -170,10 +170,11 @@ std::uint64_t RequestInput::getBodyReceived() const noexcept {
 }
 
 bool RequestInput::isReady() const noexcept {
-    if (m_bBodyReceived) return true;
-    // This client sends nothing before the application has begun to read.
-    if (m_tHead.bExpects100 && m_t.nEnd == m_t.nHeadEnd) return true;
-    return m_t.nBodyEnd - m_t.nBody > m_pLimits->nPrefetchBytes;
+    return m_bBodyReceived || m_t.nBodyEnd - m_t.nBody > m_pLimits->nPrefetchBytes;
+}
+
+bool RequestInput::takeExpectation() noexcept {
+    return std::exchange(m_tHead.bExpects100, false) && m_t.nEnd == m_t.nHeadEnd;
 }
 
 std::size_t RequestInput::takeBody(void* pBuffer, std::size_t nSize) noexcept {

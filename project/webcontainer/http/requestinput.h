@@ -57,6 +57,9 @@ public:
     }
     char* data(const Stretch& r) noexcept { return m_pData.get() + m_t.nBegin + r.nFrom; }
 
+    /// To be asked when advance() needs more. True: the client sends nothing of its body before it is told to
+    /// go on (RFC 9110 section 10.1.1); no further time, because from then on it is as any other.
+    bool takeExpectation() noexcept;
     /// Moves at most nSize body bytes that have been received to pBuffer.
     std::size_t takeBody(void* pBuffer, std::size_t nSize) noexcept;
     /// Drops the body bytes that have been received.

@@ -9,8 +9,6 @@ namespace webcontainer {
 
 namespace {
 
-constexpr char s_ksContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
-
 /// Logged once, by whoever answers the request, not here as well.
 [[noreturn]] void throwBodyError(const Refusal& rAnswer) {
     ZQTHROW_prethrowProcessException(BodyError(rAnswer), false, ZQ_WFILE, __LINE__);
@@ -22,8 +20,7 @@ BodyReader::BodyReader(RequestInput& rInput, ClientSocket& rSocket, const Limits
     : m_rInput(rInput),
       m_rSocket(rSocket),
       m_rLimits(rLimits),
-      m_tPatience{{rLimits.nMinimumBytesPerSecond, rLimits.nRateGraceMs}, 0},
-      m_bContinue(rInput.getHead().bExpects100) {}
+      m_tPatience{{rLimits.nMinimumBytesPerSecond, rLimits.nRateGraceMs}, 0} {}
 
 std::size_t BodyReader::read(void* pBuffer, std::size_t nSize) {
     for (;;) {
@@ -46,7 +43,6 @@ std::size_t BodyReader::read(void* pBuffer, std::size_t nSize) {
 }
 
 void BodyReader::wait() {
-    if (m_bContinue) return sendContinue();
     const unsigned nTimeoutMs = TimeoutConfig::getDefaultTimeout();
     m_tPatience.nTimeoutMs = nTimeoutMs != 0 ? nTimeoutMs : std::numeric_limits<unsigned>::max();
     switch (m_rSocket.waitForInput(m_tPatience)) {
@@ -57,14 +53,6 @@ void BodyReader::wait() {
         default:
             throwBodyError(s_tBodyTooSlow);
     }
-}
-
-void BodyReader::sendContinue() {
-    m_bContinue = false;
-    iovec tPiece{const_cast<char*>(s_ksContinue), sizeof s_ksContinue - 1};
-    m_tPatience.nTimeoutMs = m_rLimits.nWriteTimeoutMs;
-    if (m_rSocket.send({&tPiece, 1}, m_tPatience) != ClientSocket::ESent::kSent)
-        throwBodyError(s_tBodyTruncated);
 }
 
 /// Takes what the client has sent into the input, and returns how much that was.
@@ -81,8 +69,7 @@ std::size_t BodyReader::fill() {
 
 bool BodyReader::finish() {
     m_rInput.dropBody();
-    // A client that still waits for "100 Continue" may take the response for its answer and send no body.
-    if (m_bContinue || m_rInput.getUnreceived() > m_rLimits.nDiscardBytes) return m_rInput.isBodyReceived();
+    if (m_rInput.getUnreceived() > m_rLimits.nDiscardBytes) return m_rInput.isBodyReceived();
     try {
         for (std::size_t nDropped = 0; !m_rInput.isBodyReceived() && nDropped <= m_rLimits.nDiscardBytes;) {
             const std::size_t nFilled = fill();

@@ -17,26 +17,21 @@ public:
     BodyReader(RequestInput& rInput, ClientSocket& rSocket, const Limits& rLimits);
 
     /// Copies at least one and at most nSize bytes to pBuffer; 0 only at the end of the body, or for nSize 0.
-    /// Throws BodyError. The first wait of a request that expects it sends "100 Continue" (RFC 9110 section
-    /// 10.1.1).
+    /// Throws BodyError.
     std::size_t read(void* pBuffer, std::size_t nSize);
 
     /// Receives and drops what is left of the body, as far as that takes no waiting and not much more than
     /// the limit allows. True: all of it has been received, so that the next request can follow.
     bool finish();
-    /// The response has begun: "100 Continue" would now come too late.
-    void forgetContinue() noexcept { m_bContinue = false; }
 
 private:
     void wait();
-    void sendContinue();
     std::size_t fill();
 
     RequestInput& m_rInput;
     ClientSocket& m_rSocket;
     const Limits& m_rLimits;
     Patience m_tPatience;
-    bool m_bContinue;
 };
 
 }  // namespace webcontainer

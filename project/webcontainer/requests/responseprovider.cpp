@@ -179,7 +179,6 @@ void ResponseProvider::beginHead(std::size_t nBytes, bool bFinal) {
                          m_tLine.eFraming != EResponseFraming::kUntilClose && !m_rContext.bLastRequest &&
                          !m_rContext.rbAnnounced.load(std::memory_order_relaxed);
     m_tLine.bSayKeepAlive = rRequest.eVersion == EVersion::k10;
-    m_rBody.forgetContinue();
     m_rContext.rBuffers.tHead.append(m_rContext.rBuffers.tWire, m_tLine, m_rContext.rBuffers.tDate.now());
 }
 

@@ -9,7 +9,7 @@ using webcontainer::Limits;
 using webcontainer::Parsed;
 using webcontainer::RequestInput;
 
-TEST(RequestInput, HandsOverABodyOnlyWhenItIsCompleteOrLongOrAwaited) {
+TEST(RequestInput, HandsOverABodyOnlyWhenItIsCompleteOrLong) {
     Limits tLimits;
     tLimits.nPrefetchBytes = 1000;
     const std::string sChunked = "Transfer-Encoding: chunked\r\n\r\n3e8\r\n" + std::string(1000, 'x');
@@ -24,7 +24,7 @@ TEST(RequestInput, HandsOverABodyOnlyWhenItIsCompleteOrLongOrAwaited) {
         {sChunked, "\r\n1\r\nx", Parsed::kNeedMore, Parsed::kDone},
         {sChunked, "\r\n0\r\n\r", Parsed::kNeedMore, Parsed::kNeedMore},
         {sChunked + "\r\n1\r\nx", "\n", Parsed::kDone, Parsed::kRefused},
-        {"Content-Length: 5\r\nExpect: 100-continue\r\n\r\n", "1", Parsed::kDone, Parsed::kNeedMore},
+        {"Content-Length: 5\r\nExpect: 100-continue\r\n\r\n", "1", Parsed::kNeedMore, Parsed::kNeedMore},
     };
     for (const auto& r : tCases) {
         RequestInput tInput(tLimits, 0);
@@ -36,6 +36,8 @@ TEST(RequestInput, HandsOverABodyOnlyWhenItIsCompleteOrLongOrAwaited) {
             return tInput.advance();
         };
         EXPECT_EQ(feed("PUT / HTTP/1.1\r\nHost: h\r\n" + r.sFieldsAndBody), r.eBefore) << r.sFieldsAndBody;
+        for (const bool bExpected : {r.sFieldsAndBody.find("Expect") != std::string::npos, false})
+            EXPECT_EQ(tInput.takeExpectation(), bExpected) << r.sFieldsAndBody;
         EXPECT_EQ(feed(r.sMore), r.eAfter) << r.sFieldsAndBody;
     }
 }
