@@ -49,12 +49,16 @@ Server::Server(ScriptedHandler::Answer fAnswer, const webcontainer::ContainerOpt
     m_tContainer.start();
 }
 
-Client::Client(const webcontainer::SocketAddress& rServer, int nReceiveBuffer)
+Client::Client(const webcontainer::SocketAddress& rServer, int nReceiveBuffer, const char* pFrom)
     : m_nFd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     if (nReceiveBuffer != 0)
         ::setsockopt(m_nFd, SOL_SOCKET, SO_RCVBUF, &nReceiveBuffer, sizeof nReceiveBuffer);
     const int nOn = 1;
     ::setsockopt(m_nFd, IPPROTO_TCP, TCP_NODELAY, &nOn, sizeof nOn);
+    webcontainer::SocketAddress tFrom;
+    if (pFrom && (!webcontainer::SocketAddress::parseHost(pFrom, tFrom) ||
+                  ::bind(m_nFd, tFrom.data(), tFrom.size()) != 0))
+        throw std::runtime_error("cannot bind");
     if (::connect(m_nFd, rServer.data(), rServer.size()) != 0) throw std::runtime_error("cannot connect");
 }
 

@@ -58,8 +58,10 @@ public:
 /// A client's connection; waits for what it wants at most some seconds.
 class Client {
 public:
-    /// nReceiveBuffer: bytes that the kernel keeps for us; 0 leaves it the choice.
-    explicit Client(const webcontainer::SocketAddress& rServer, int nReceiveBuffer = 0);
+    /// nReceiveBuffer: bytes that the kernel keeps for us; 0 leaves it the choice. pFrom: our address; null
+    /// leaves it the choice too.
+    explicit Client(const webcontainer::SocketAddress& rServer, int nReceiveBuffer = 0,
+                    const char* pFrom = nullptr);
     /// On a connected socket.
     explicit Client(webcontainer::FileDescriptor tSocket) : m_nFd(tSocket.release()) {}
     ~Client();

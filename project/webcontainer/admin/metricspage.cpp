@@ -98,6 +98,8 @@ void addFrontEnd(Families& rFamilies, const Statistics& r) {
         {"webcontainer_received_bytes_total", "Bytes received from clients", r.nReceivedBytes},
         {"webcontainer_sent_bytes_total", "Bytes sent to clients", r.nSentBytes},
         {"webcontainer_connections_accepted_total", "Connections that were accepted", r.nAccepted},
+        {"webcontainer_connections_refused_total",
+         "Connections that were closed at once because their clients had too many", r.nTooMany},
     };
     for (const auto& rCounter : tCounters)
         rFamilies.addCounter(rCounter.pName, rCounter.pHelp, toDouble(rCounter.nValue));
@@ -105,6 +107,9 @@ void addFrontEnd(Families& rFamilies, const Statistics& r) {
                        toDouble(r.nInFlight));
     rFamilies.addGauge("webcontainer_connections_open", "Connections that are open",
                        toDouble(r.nConnections));
+    rFamilies.addGauge("webcontainer_clients",
+                       "Clients that have connections, without trusted proxies and unix sockets",
+                       toDouble(r.nClients));
 }
 
 void addProcess(Families& rFamilies, const AdminSubject& rSubject) {

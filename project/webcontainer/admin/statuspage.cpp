@@ -138,6 +138,7 @@ std::string makeStatusJson(const AdminSubject& rSubject, const History& rHistory
         {"requests_refused", tAll.nRefused},
         {"connections", tAll.nConnections},
         {"connections_accepted", tAll.nAccepted},
+        {"connections_refused", tAll.nTooMany},
         {"received_bytes", tAll.nReceivedBytes},
         {"sent_bytes", tAll.nSentBytes},
         {"received_bytes_per_second", tRecent.perSecond(tRecent.tStatistics.nReceivedBytes)},

@@ -9,6 +9,8 @@ namespace webcontainer {
 /// also holds the only copy of the defaults.
 struct Limits {
     unsigned int nMaxConnections;
+    unsigned int nMaxConnectionsPerClient;
+    unsigned int nMaxWorkersPerClient;
     unsigned int nListenBacklog;
     unsigned int nMaxRequestsPerConnection;
     unsigned int nMaxEmptyLines;
@@ -55,6 +57,14 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
     limit(&Limits::nMaxConnections, L"WebContainer/MaxConnections", "connections", 10000, 1, 1000000,
           "each one costs a descriptor and kernel buffers",
           "new clients wait in the listen backlog until a connection ends"),
+    limit(&Limits::nMaxConnectionsPerClient, L"WebContainer/MaxConnectionsPerClient", "connections", 1000, 0,
+          1000000,
+          "one client must not take them all; a client is an IPv4 address or 64 bits of an IPv6 address, but "
+          "neither a unix socket's nor one of TrustedProxies; 0: no bound",
+          "its further connections are closed at once"),
+    limit(&Limits::nMaxWorkersPerClient, L"WebContainer/MaxWorkersPerClient", "threads", 0, 0, 10000,
+          "so many workers may wait at once for one client, as above; 0: half of them",
+          "the slowest of what they do for it is given up as slow, see below"),
     limit(&Limits::nListenBacklog, L"WebContainer/ListenBacklog", "connections", 4096, 1, 65535,
           "clients that connect faster than they are accepted", "the kernel lets further clients try again"),
     limit(&Limits::nMaxRequestsPerConnection, L"WebContainer/MaxRequestsPerConnection", "requests", 10000, 1,
@@ -121,10 +131,8 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
         "408 or a client that counts as gone, as above"),
     limit(&Limits::nSlowClientMs, L"WebContainer/SlowClientMilliseconds", "ms", 1000, 0, s_knHourInMs,
           "a worker may wait so long for any client, but only half of the workers at once longer, and a "
-          "quarter "
-          "of it while all workers wait for clients, so that slow clients never take them all; 0: the other "
-          "half "
-          "waits for none",
+          "quarter of it while all workers wait for clients and somebody for a worker, so that slow clients "
+          "never take them all; 0: the other half waits for none",
           "408 or a client that counts as gone, as above"),
     limit(&Limits::nAcceptPauseMs, L"WebContainer/AcceptPauseMilliseconds", "ms", 200, 1, 60000,
           "when descriptors or memory run out, trying at once would only burn the processor",

@@ -17,7 +17,7 @@ Statistics Statistics::since(const Statistics& rBefore) const noexcept {
         tChange.tByLatency[n] -= rBefore.tByLatency[n];
     for (std::uint64_t Statistics::*p :
          {&Statistics::nLatencySumUs, &Statistics::nRefused, &Statistics::nReceivedBytes,
-          &Statistics::nSentBytes, &Statistics::nAccepted})
+          &Statistics::nSentBytes, &Statistics::nAccepted, &Statistics::nTooMany})
         tChange.*p -= rBefore.*p;
     return tChange;
 }

@@ -24,11 +24,13 @@ struct Statistics {
     std::uint64_t nReceivedBytes = 0;  ///< heads and framing included
     std::uint64_t nSentBytes = 0;
     std::uint64_t nAccepted = 0;     ///< connections
+    std::uint64_t nTooMany = 0;      ///< connections that were closed at once: their clients had too many
     std::uint64_t nConnections = 0;  ///< open ones
+    std::uint64_t nClients = 0;      ///< that have them, as far as their connections are bounded
 
     std::uint64_t countRequests() const noexcept;
-    /// What has come on top of rBefore, an earlier state of the same container; nInFlight and nConnections
-    /// stay as they are.
+    /// What has come on top of rBefore, an earlier state of the same container; what is now, such as
+    /// nInFlight, stays as it is.
     Statistics since(const Statistics& rBefore) const noexcept;
     /// The time in microseconds that nShare (0 to 1) of the requests did not exceed, guessed within its
     /// class; the smallest and the largest bound for what lies beyond them. 0 when there were none.

@@ -49,11 +49,16 @@ int Acceptor::acceptOne() noexcept {
     if (nFd < 0) return -1;
     tEnds.tClient.unmap();
     if (m_rTrusted.contains(tEnds.tClient)) tEnds.pTrusted = &m_rTrusted;
+    auto eOpened = ConnectionTable::EOpened::kOutOfReach;
     try {
-        if (m_rConnections.open(nFd, tEnds)) return nFd;
+        eOpened = m_rConnections.open(nFd, tEnds);
+        if (eOpened == ConnectionTable::EOpened::kTooMany && isTimeFor(m_nNextRefusalMs))
+            logText(kSevWarning, s_lsConnection,
+                    "a connection is refused: MaxConnectionsPerClient is reached by " + tEnds.tClient.host());
     } catch (const std::bad_alloc&) {
     }
-    errno = ENOMEM;
+    if (eOpened == ConnectionTable::EOpened::kOpen) return nFd;
+    errno = eOpened == ConnectionTable::EOpened::kTooMany ? EUSERS : ENOMEM;
     return -1;
 }
 
@@ -64,21 +69,23 @@ bool Acceptor::handleError(int nError) noexcept {
         case ENFILE:
         case ENOMEM:
         case ENOBUFS:
-            complain(nError);
+            if (isTimeFor(m_nNextComplaintMs))
+                logText(kSevWarning, s_lsConnection, "clients have to wait: " + describeError(nError));
             pause(monotonicMs() + m_rLimits.nAcceptPauseMs);
             return false;
         default:
-            // A client that has gone already, or a network error of its connection (see accept(2)).
+            // A client that has too many connections or has gone already, or a network error of its
+            // connection (see accept(2)).
             return !m_bStopped.load(std::memory_order_acquire);
     }
 }
 
-/// Once in a while only: the pauses may follow each other for hours.
-void Acceptor::complain(int nError) noexcept {
+/// Once in a while only: reasons to complain may follow each other for hours.
+bool Acceptor::isTimeFor(std::atomic<std::int64_t>& rnNextMs) noexcept {
     const std::int64_t nNowMs = monotonicMs();
-    if (nNowMs < m_nNextComplaintMs.load(std::memory_order_relaxed)) return;
-    m_nNextComplaintMs.store(nNowMs + s_knComplaintIntervalMs, std::memory_order_relaxed);
-    logText(kSevWarning, s_lsConnection, "clients have to wait: " + describeError(nError));
+    if (nNowMs < rnNextMs.load(std::memory_order_relaxed)) return false;
+    rnNextMs.store(nNowMs + s_knComplaintIntervalMs, std::memory_order_relaxed);
+    return true;
 }
 
 void Acceptor::pause(std::int64_t nUntilMs) noexcept {
@@ -102,7 +109,7 @@ void Acceptor::stop() noexcept {
 bool Acceptor::finish() noexcept {
     if (m_tListener.isHandedOver()) return true;
     const bool bHandshakesOver = monotonicMs() - m_nStoppedMs >= s_knHandshakeMs;
-    for (int nFd = 0; nFd >= 0;) {
+    for (int nFd = 0; nFd >= 0 || errno == EUSERS;) {
         if (!hasRoom()) return false;
         nFd = acceptOne();
         if (nFd >= 0) m_rConnections.leaveToPoller(nFd);

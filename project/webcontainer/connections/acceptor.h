@@ -47,7 +47,7 @@ private:
     bool hasRoom() const noexcept { return m_rConnections.count() < m_rLimits.nMaxConnections; }
     int acceptOne() noexcept;
     bool handleError(int nError) noexcept;
-    void complain(int nError) noexcept;
+    static bool isTimeFor(std::atomic<std::int64_t>& rnNextMs) noexcept;
     void pause(std::int64_t nUntilMs) noexcept;
 
     const TrustedProxies& m_rTrusted;
@@ -57,8 +57,9 @@ private:
     Listener m_tListener;
     std::atomic<bool> m_bStopped{false};
     std::atomic<std::int64_t> m_nPausedUntilMs{s_knNotPaused};
-    std::atomic<std::int64_t> m_nNextComplaintMs{0};
-    std::int64_t m_nStoppedMs = 0;  ///< when, on the monotonic clock
+    std::atomic<std::int64_t> m_nNextComplaintMs{0};  ///< about descriptors and memory
+    std::atomic<std::int64_t> m_nNextRefusalMs{0};    ///< about a client with too many connections
+    std::int64_t m_nStoppedMs = 0;                    ///< when, on the monotonic clock
 };
 
 /// The acceptors of all listening sockets; made before the threads start.

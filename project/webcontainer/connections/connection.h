@@ -7,6 +7,7 @@
 
 #include "connections/ownership.h"
 #include "http/requestinput.h"
+#include "sockets/clientaccounts.h"
 #include "sockets/connectionends.h"
 
 // The life of a connection:
@@ -43,6 +44,7 @@ struct Connection {
     int nFd = -1;
     bool bPolled = false;  ///< in the poller, which a new connection enters when it first waits there
     ConnectionEnds tEnds;
+    ClientAccount* pAccount = nullptr;     ///< null: nothing is counted of this client
     std::int64_t nPhaseStart = 0;          ///< on the same clock
     std::int64_t nArrivedUs = 0;           ///< of the request's first byte, on the monotonic clock
     std::uint32_t nRequests = 0;           ///< that have been run on it

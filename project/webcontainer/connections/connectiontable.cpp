@@ -48,20 +48,27 @@ Connection* ConnectionTable::findOrMake(int nFd) {
     return find(nFd);
 }
 
-bool ConnectionTable::open(int nFd, const ConnectionEnds& rEnds) {
+ConnectionTable::EOpened ConnectionTable::open(int nFd, const ConnectionEnds& rEnds) {
     FileDescriptor tSocket(nFd);
     Connection* const p = findOrMake(nFd);
-    if (!p) return false;
+    if (!p) return EOpened::kOutOfReach;
+    const bool bCounted = !rEnds.pTrusted && !rEnds.tClient.isUnix();
+    ClientAccount* const pAccount = bCounted ? m_tAccounts.enter(rEnds.tClient) : nullptr;
+    if (bCounted && !pAccount) {
+        m_nTooMany.fetch_add(1, std::memory_order_relaxed);
+        return EOpened::kTooMany;
+    }
     p->tOwnership.open();
     p->nFd = tSocket.release();
     p->bPolled = false;
     p->tEnds = rEnds;
+    p->pAccount = pAccount;
     p->nRequests = 0;
     setPhase(*p, EPhase::kFresh);
     m_nOpen.fetch_add(1, std::memory_order_relaxed);
     m_nAll.fetch_add(1, std::memory_order_relaxed);
     putBack(*p);
-    return true;
+    return EOpened::kOpen;
 }
 
 void ConnectionTable::leaveToPoller(int nFd) noexcept {
@@ -149,6 +156,7 @@ void ConnectionTable::close(Connection& r, bool bReset) noexcept {
     const int nFd = r.nFd;
     if (bReset) setReset(nFd);
     r.pInput.reset();
+    if (r.pAccount) m_tAccounts.leave(*r.pAccount);
     r.nFd = -1;
     // The descriptor may be accepted anew as soon as it is closed, so the place must be free before.
     r.tOwnership.free();

@@ -18,14 +18,20 @@ public:
     /// Both must outlive the table.
     ConnectionTable(Poller& rPoller, const Limits& rLimits) noexcept
         : m_rPoller(rPoller),
-          m_rLimits(rLimits) {}
+          m_rLimits(rLimits),
+          m_tAccounts(rLimits.nMaxConnectionsPerClient) {}
     ~ConnectionTable();
     ConnectionTable(const ConnectionTable&) = delete;
     ConnectionTable& operator=(const ConnectionTable&) = delete;
 
+    enum class EOpened {
+        kOpen,
+        kOutOfReach,  ///< its number is
+        kTooMany,     ///< its client has as many as it may
+    };
     /// Takes over a newly accepted socket, which waits from now on, but not in the poller: somebody is to be
-    /// given an event for it. False: it has been closed, because its number is out of reach.
-    bool open(int nFd, const ConnectionEnds& rEnds);
+    /// given an event for it. Unless kOpen, it has been closed. Throws std::bad_alloc.
+    EOpened open(int nFd, const ConnectionEnds& rEnds);
     /// For a connection that was just opened, when nobody is given an event for it.
     void leaveToPoller(int nFd) noexcept;
     /// After an event: the connection, now the caller's, or null when there is nothing for the caller to do.
@@ -49,6 +55,10 @@ public:
 
     /// How many there have ever been.
     std::size_t countAll() const noexcept { return m_nAll.load(std::memory_order_relaxed); }
+    /// How many have been kTooMany.
+    std::size_t countTooMany() const noexcept { return m_nTooMany.load(std::memory_order_relaxed); }
+    /// Of how many clients connections are counted.
+    std::size_t countClients() const noexcept { return m_tAccounts.count(); }
     /// How many connections there are.
     std::size_t count() const noexcept { return m_nOpen.load(std::memory_order_relaxed); }
 
@@ -77,8 +87,10 @@ private:
 
     Poller& m_rPoller;
     const Limits& m_rLimits;
+    ClientAccounts m_tAccounts;
     std::atomic<std::size_t> m_nOpen{0};
     std::atomic<std::size_t> m_nAll{0};
+    std::atomic<std::size_t> m_nTooMany{0};
     std::array<std::atomic<Block*>, s_knBlocks> m_tBlocks{};
 };
 

@@ -33,7 +33,7 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler,
       m_rHandler(rHandler),
       m_tStop(makeStopSignal()),
       m_tWorkRoom(m_tPoller, std::max(std::thread::hardware_concurrency(), 1u)),
-      m_tSlowClients(m_tOptions.nWorkers, m_tOptions.tLimits.nSlowClientMs),
+      m_tSlowClients(m_tOptions.nWorkers, m_tOptions.tLimits),
       m_tConnections(m_tPoller, m_tOptions.tLimits),
       m_tShared{.rPoller = m_tPoller,
                 .rWorkRoom = m_tWorkRoom,
@@ -111,7 +111,9 @@ Statistics Container::readStatistics() const noexcept {
     for (const WorkerStatistics& r : m_tStatistics)
         r.addTo(tSum);
     tSum.nAccepted = m_tConnections.countAll();
+    tSum.nTooMany = m_tConnections.countTooMany();
     tSum.nConnections = m_tConnections.count();
+    tSum.nClients = m_tConnections.countClients();
     return tSum;
 }
 

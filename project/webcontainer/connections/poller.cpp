@@ -1,5 +1,6 @@
 #include "connections/poller.h"
 
+#include <poll.h>
 #include <sys/epoll.h>
 
 #include <algorithm>
@@ -57,6 +58,11 @@ void Poller::armListener(int nFd) noexcept {
 void Poller::watchAlways(int nFd) {
     if (!control(m_tEpoll.get(), EPOLL_CTL_ADD, nFd, EPOLLIN))
         throwStartError("cannot wait for events: " + describeError(errno));
+}
+
+bool Poller::hasReady() const noexcept {
+    pollfd tPoll{m_tEpoll.get(), POLLIN, 0};
+    return ::poll(&tPoll, 1, 0) > 0;
 }
 
 unsigned Poller::wait(std::span<Event> tEvents, bool bWait) noexcept {

@@ -34,6 +34,8 @@ public:
     void armListener(int nFd) noexcept;
     /// From now on reported to every worker, again and again, while it is readable. Throws StartError.
     void watchAlways(int nFd);
+    /// Whether wait() would find something now.
+    bool hasReady() const noexcept;
     /// Gets descriptors that are ready, at most 16 and as many as there is room for, and returns their
     /// number; if wanted waits for the first one.
     unsigned wait(std::span<Event> tEvents, bool bWait) noexcept;

@@ -74,7 +74,8 @@ bool Sweeper::isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) cons
 void Sweeper::end(Connection& r) noexcept {
     try {
         if (r.pInput) {
-            ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr);
+            ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr,
+                                 nullptr);
             RequestContext tContext{*r.pInput,     tSocket,
                                     r.tEnds,       m_tLimits,
                                     m_tBuffers,    m_tShared.rbAnnounced,

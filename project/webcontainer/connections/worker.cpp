@@ -39,11 +39,14 @@ bool Worker::acceptFrom(int nFd) noexcept {
 }
 
 void Worker::serve(Connection& rConnection, bool bReadOn) {
+    m_pServed = &rConnection;
     for (m_bDrain = bReadOn;; m_bDrain = true) {  // what another thread's event said is not known
         const Next tNext = advance(rConnection);
+        const bool bMuted = std::exchange(m_bMuted, false);
         if (tNext.eKind != Next::kWait)
             return m_tShared.rConnections.close(rConnection, tNext.eKind == Next::kAbort);
         if (tNext.ePhase == EPhase::kTurn) return m_tShared.rConnections.parkForTurn(rConnection);
+        if (bMuted) m_tShared.rConnections.arm(rConnection);
         if (m_tShared.rConnections.park(rConnection, tNext.ePhase)) return;
     }
 }
@@ -65,7 +68,8 @@ Worker::Next Worker::advance(Connection& rConnection) {
 }
 
 Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
-    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, this);
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, this,
+                         rConnection.pAccount);
     RequestContext tContext{rInput,
                             tSocket,
                             rConnection.tEnds,
@@ -116,7 +120,7 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
         }
         rConnection.ePhase.store(EPhase::kServing, std::memory_order_relaxed);
         rContext.bLastRequest = ++rConnection.nRequests >= m_tShared.rLimits.nMaxRequestsPerConnection;
-        const EOutcome eOutcome = runRequest(rContext, rConnection);
+        const EOutcome eOutcome = runRequest(rContext);
         if (eOutcome != EOutcome::kKeep) {
             rNext = toNext(rConnection, eOutcome);
             return false;
@@ -144,12 +148,21 @@ bool Worker::isTurnOver() noexcept {
 }
 
 /// While it reads a body itself, the worker does without being told of every piece that comes.
-EOutcome Worker::runRequest(RequestContext& rContext, Connection& rConnection) {
+EOutcome Worker::runRequest(RequestContext& rContext) {
     if (rContext.rInput.isBodyReceived()) return runReceived(rContext);
-    m_tShared.rConnections.mute(rConnection);
-    const EOutcome eOutcome = m_tRunner.run(rContext);
-    m_tShared.rConnections.arm(rConnection);
-    return eOutcome;
+    mute();
+    return m_tRunner.run(rContext);
+}
+
+/// What the client sends while it is waited for must not look as if somebody waited for a worker.
+void Worker::beforeWait() noexcept {
+    m_tShared.rWorkRoom.giveAway(m_tSeat);
+    mute();
+}
+
+/// Until the connection is left waiting.
+void Worker::mute() noexcept {
+    if (!std::exchange(m_bMuted, true)) m_tShared.rConnections.mute(*m_pServed);
 }
 
 /// A path that made its worker sleep before does without its place from the start.
@@ -193,7 +206,8 @@ Worker::Next Worker::waitForMore(const Connection& rConnection, const RequestInp
 
 /// Drops what a client still sends after the last response (RFC 9112 section 9.6).
 Worker::Next Worker::discard(Connection& rConnection) {
-    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr);
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr,
+                         nullptr);
     const std::span<char> tRoom = m_tInput.room();
     while (rConnection.nLingerLeft > 0) {
         const std::size_t nMost = std::min(tRoom.size(), rConnection.nLingerLeft);

@@ -22,14 +22,16 @@ private:
         EPhase ePhase = EPhase::kIdle;
     };
 
-    void beforeWait() noexcept override { m_tShared.rWorkRoom.giveAway(m_tSeat); }
+    void beforeWait() noexcept override;
+    bool isAnybodyWaiting() noexcept override { return m_tShared.rWorkRoom.isAnybodyWaiting(); }
+    void mute() noexcept;
     bool acceptFrom(int nFd) noexcept;
     void serve(Connection& rConnection, bool bReadOn);
     Next advance(Connection& rConnection);
     Next converse(Connection& rConnection, RequestInput& rInput);
     bool serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext);
     static bool encourage(RequestContext& rContext) noexcept;
-    EOutcome runRequest(RequestContext& rContext, Connection& rConnection);
+    EOutcome runRequest(RequestContext& rContext);
     EOutcome runReceived(RequestContext& rContext);
     bool isTurnOver() noexcept;
     Next handleEnd(RequestContext& rContext, Connection& rConnection);
@@ -44,7 +46,9 @@ private:
     RequestInput m_tInput;  ///< empty between two connections
     RequestRunner m_tRunner;
     ResponseBuffers m_tBuffers;
-    bool m_bDrain = false;  ///< a short read does not mean that there is nothing more
+    const Connection* m_pServed = nullptr;  ///< the last one
+    bool m_bMuted = false;                  ///< it is
+    bool m_bDrain = false;                  ///< a short read does not mean that there is nothing more
     std::int64_t m_nTurnStartUs = 0;
 };
 

@@ -217,6 +217,12 @@ bool WorkRoom::isAnybodyAtWork() const noexcept {
     return false;
 }
 
+bool WorkRoom::isAnybodyWaiting() const noexcept {
+    for (unsigned n = 0; n < m_nPlaces; ++n)
+        if (!m_pPlaces[n].tBatch.isEmpty()) return true;
+    return m_rPoller.hasReady();
+}
+
 void WorkRoom::watch() noexcept {
     for (int nIdle = 0; !m_bOpen.load(std::memory_order_relaxed);) {
         std::this_thread::sleep_for(s_knTick);

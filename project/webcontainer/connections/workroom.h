@@ -62,6 +62,9 @@ public:
     /// After start(): whether the lookout has taken the worker's place.
     bool hasLostPlace(const Seat& rSeat) const noexcept;
 
+    /// Whether there is an event that no worker has begun with.
+    bool isAnybodyWaiting() const noexcept;
+
     /// The lookout's work; returns after open().
     void watch() noexcept;
     /// From now on nobody rests.

@@ -87,7 +87,7 @@ EWaited ClientSocket::wait(short nEvents, Patience& rPatience) noexcept {
 
 /// Waits in steps, because it depends on the other workers too how long this one may wait.
 EWaited ClientSocket::waitAtMost(short nEvents, std::int64_t nMs, std::int64_t nDeficitMs) noexcept {
-    SlowClients::Wait tWait(m_rSlow);
+    SlowClients::Wait tWait(m_rSlow, m_pObserver, m_pAccount);
     for (std::int64_t nWaited = 0; nWaited < nMs && tWait.mayGoOn(nDeficitMs + nWaited);) {
         const std::int64_t nStep = std::min(nMs - nWaited, s_knStepMs);
         const EWaited eWaited = poll(nEvents, static_cast<int>(nStep));

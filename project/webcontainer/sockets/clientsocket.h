@@ -36,28 +36,21 @@ struct Patience {
     std::int64_t nDeadline = std::numeric_limits<std::int64_t>::max();  ///< on the monotonic clock, in ms
 };
 
-/// Told by a thread that is about to wait for its client.
-class WaitObserver {
-public:
-    virtual void beforeWait() noexcept = 0;
-
-protected:
-    ~WaitObserver() = default;
-};
-
 /// A connected socket as a request sees it: never blocks in the kernel's read or write, but waits beside the
 /// signal to stop. Does not own its descriptors.
 class ClientSocket {
 public:
     /// nStopFd becomes readable when requests in flight are given up. rSlow must outlive the object; so must
-    /// rStatistics, the calling thread's, and pObserver (null: there is none).
+    /// rStatistics, the calling thread's, pObserver (null: there is none) and pAccount, the client's
+    /// (null: it has none).
     ClientSocket(int nFd, int nStopFd, SlowClients& rSlow, WorkerStatistics& rStatistics,
-                 WaitObserver* pObserver) noexcept
+                 WaitObserver* pObserver, ClientAccount* pAccount) noexcept
         : m_nFd(nFd),
           m_nStopFd(nStopFd),
           m_rSlow(rSlow),
           m_rStatistics(rStatistics),
-          m_pObserver(pObserver) {}
+          m_pObserver(pObserver),
+          m_pAccount(pAccount) {}
 
     int getFd() const noexcept { return m_nFd; }
     /// A broken connection is an end too.
@@ -70,7 +63,7 @@ public:
     ESent send(std::span<iovec> tPieces, Patience& rPatience) noexcept;
 
 private:
-    static constexpr std::int64_t s_knStepMs = 50;
+    static constexpr std::int64_t s_knStepMs = 25;
 
     EWaited wait(short nEvents, Patience& rPatience) noexcept;
     EWaited waitForRoom(Patience& rPatience) noexcept;
@@ -82,6 +75,7 @@ private:
     SlowClients& m_rSlow;
     WorkerStatistics& m_rStatistics;
     WaitObserver* m_pObserver;
+    ClientAccount* m_pAccount;
 };
 
 }  // namespace webcontainer

@@ -91,6 +91,8 @@ TEST(Admin, CountsEveryRequestOnce) {
                                 HasSubstr("webcontainer_requests_in_flight 0\n"),
                                 HasSubstr("webcontainer_connections_accepted_total 6\n"),
                                 HasSubstr("webcontainer_connections_open 1\n"),
+                                HasSubstr("webcontainer_connections_refused_total 0\n"),
+                                HasSubstr("webcontainer_clients 1\n"),
                                 HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"0.1\"} 4\n"),
                                 HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"+Inf\"} 5\n")));
     EXPECT_EQ(statistics().nReceivedBytes, nReceived);

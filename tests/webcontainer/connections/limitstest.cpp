@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <deque>
+
+#include "support/recorders.h"
 #include "testserver.h"
 
 namespace test {
@@ -72,6 +76,50 @@ TEST(Limits, DroppingWhatARefusedClientSendsIsBoundedInBytesAndTime) {
         EXPECT_FALSE(tNext.hasInput(50));
         tClient.send("x");
         EXPECT_THAT(tNext.readAll(), StartsWith("HTTP/1.1 200"));
+    }
+}
+
+TEST(Limits, AClientHasOnlySoManyConnections) {
+    webcontainer::Limits tLimits = quickLimits();
+    tLimits.nMaxConnectionsPerClient = 2;
+    for (const bool bTrusted : {false, true}) {
+        LogRecorder tLog(kSevWarning);
+        webcontainer::ContainerOptions tOptions = localOptions(tLimits);
+        if (bTrusted) tOptions.tTrustedProxies.add("127.0.0.1");
+        Server tServer(echo, tOptions);
+        const auto now = [&] { return tServer.m_tContainer.readStatistics(); };
+        const auto answered = [](Client& r) {
+            r.send("GET / HTTP/1.1\r\nHost: h\r\n\r\n");
+            return r.readResponse().starts_with("HTTP/1.1 200");
+        };
+        std::deque<Client> tClients;
+        for (const bool bTaken : {true, true, bTrusted, bTrusted})
+            EXPECT_EQ(answered(tClients.emplace_back(tServer)), bTaken);
+        {
+            Client tOther(tServer, 0, "127.0.0.2");
+            EXPECT_TRUE(answered(tOther));
+            EXPECT_EQ(now().nClients, bTrusted ? 1u : 2u);
+        }
+        tClients.pop_front();
+        while (now().nConnections != (bTrusted ? 3 : 1))
+            ::usleep(1000);
+        EXPECT_TRUE(answered(tClients.emplace_back(tServer)));
+        EXPECT_EQ(now().nTooMany, bTrusted ? 0u : 2u);
+        EXPECT_EQ(now().nClients, bTrusted ? 0u : 1u);
+        EXPECT_EQ(tLog.takeEntries().size(), bTrusted ? 0u : 1u);
+    }
+}
+
+TEST(Limits, AClientIsAnAddressOrANetworkOfIPv6) {
+    webcontainer::ClientAccounts tAccounts(1);
+    const std::pair<const char*, bool> tCases[] = {
+        {"10.0.0.1", true},       {"10.0.0.2", true},        {"10.0.0.1", false},     {"2001:db8::1:0", true},
+        {"2001:db8::2:0", false}, {"2001:db8:0:1::1", true}, {"2001:db9::1:0", true}, {"::1", true},
+    };
+    for (const auto& [pAddress, bTaken] : tCases) {
+        webcontainer::SocketAddress tAddress;
+        webcontainer::SocketAddress::parseHost(pAddress, tAddress);
+        EXPECT_EQ(tAccounts.enter(tAddress) != nullptr, bTaken) << pAddress;
     }
 }
 

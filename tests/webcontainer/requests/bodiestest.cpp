@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <deque>
+#include <thread>
 
 #include "testserver.h"
 #include "zq/foundation/inputstream.h"
@@ -237,19 +239,46 @@ TEST(Bodies, ASlowSenderIsCutOffByTheMinimumRate) {
     }
 }
 
-TEST(Bodies, SlowSendersNeverHoldAllWorkers) {
-    webcontainer::Limits tLimits = smallLimits();
-    tLimits.nSlowClientMs = 1000;
-    Server tServer([](Request& r, Response& rResponse) { answer(rResponse, readBody(r)); }, tLimits, 3);
-    const std::string sStart = post("Content-Length: 102\r\n", pattern(101));
-    std::deque<Client> tSlow;  // so many that it would take too long to let each have its second
-    while (tSlow.size() < 12)
-        tSlow.emplace_back(tServer).send(sStart);
-    EXPECT_THAT(ask(tServer, declared("x")), testing::EndsWith("x"));
-    int nCutOff = 0;
-    for (Client& r : tSlow)
-        nCutOff += r.hasInput(500) ? 1 : 0;
-    EXPECT_EQ(nCutOff, 10);  // the other two hold no more than their share of the workers
+TEST(Bodies, SlowClientsHoldUpNobodyForLong) {
+    const std::string sSender = post("Content-Length: 102\r\n", pattern(101));
+    const std::string sReader = "GET /endless HTTP/1.1\r\nHost: h\r\n\r\n" + declared("next");
+    const struct {
+        const std::string& sSlow;
+        unsigned nSlow;
+        unsigned nWorkers;
+        unsigned nMostOfClient;
+        bool bInPeace;   ///< nobody waits for a worker but them
+        unsigned nHeld;  ///< workers, when somebody else has
+    } tCases[] = {
+        {sSender, 30, 4, 0, false, 2}, {sSender, 8, 4, 1, false, 1}, {sSender, 2, 2, 2, true, 1},
+        {sSender, 1, 1, 0, true, 0},   {sReader, 1, 1, 0, true, 0},
+    };
+    for (const auto& r : tCases) {
+        webcontainer::Limits tLimits = smallLimits();
+        tLimits.nMaxWorkersPerClient = r.nMostOfClient;
+        Server tServer(
+            [](Request& rRequest, Response& rResponse) {
+                if (variable(rRequest, "URL") == "/") return answer(rResponse, readBody(rRequest));
+                rResponse.commitHeaders();
+                while (rResponse.writeToBody("a piece", 7) == Response::kRCOK) {
+                }
+            },
+            tLimits, r.nWorkers);
+        const auto countHeld = [&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(400));
+            return tServer.m_tContainer.readStatistics().nInFlight;
+        };
+        std::deque<Client> tSlow;
+        while (tSlow.size() < r.nSlow)
+            tSlow.emplace_back(tServer, 4096).send(r.sSlow);
+        EXPECT_TRUE(!r.bInPeace || countHeld() == r.nSlow) << r.nSlow << " of " << r.nWorkers;
+        const auto tStart = std::chrono::steady_clock::now();
+        Client tOther(tServer, 0, "127.0.0.2");
+        tOther.send(declared("x"));
+        EXPECT_THAT(tOther.readResponse(), testing::EndsWith("x"));
+        EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::milliseconds(1500)) << r.nSlow;
+        EXPECT_EQ(countHeld(), r.nHeld) << r.nSlow << " of " << r.nWorkers;
+    }
 }
 
 }  // namespace
