@@ -28,7 +28,8 @@ Sweeper::Sweeper(const WorkerShared& rShared, WorkerStatistics& rStatistics)
     : m_tShared(rShared),
       m_rStatistics(rStatistics),
       m_tLimits(rShared.rLimits),
-      m_tRunner(rShared.rHandler) {
+      m_tRunner(rShared.rHandler),
+      m_tBuffers(rShared.pAccessLog) {
     m_tLimits.nWriteTimeoutMs = 0;
 }
 
@@ -76,11 +77,9 @@ void Sweeper::end(Connection& r) noexcept {
         if (r.pInput) {
             ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr,
                                  nullptr);
-            RequestContext tContext{*r.pInput,     tSocket,
-                                    r.tEnds,       m_tLimits,
-                                    m_tBuffers,    m_tShared.rbAnnounced,
-                                    m_rStatistics, m_tShared.pAccessLog,
-                                    r.nArrivedUs};
+            RequestContext tContext{*r.pInput,     tSocket,     r.tEnds,
+                                    m_tLimits,     m_tBuffers,  m_tShared.rbAnnounced,
+                                    m_rStatistics, r.nArrivedUs};
             m_tRunner.refuse(tContext, r.pInput->isHeadComplete() ? s_tBodyTooSlow : s_tHeadTooSlow);
         }
     } catch (const std::exception& e) {

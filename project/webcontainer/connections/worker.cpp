@@ -14,7 +14,8 @@ Worker::Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics)
     : m_tShared(rShared),
       m_rStatistics(rStatistics),
       m_tInput(rShared.rLimits, RequestInput::fullCapacity(rShared.rLimits)),
-      m_tRunner(rShared.rHandler) {}
+      m_tRunner(rShared.rHandler),
+      m_tBuffers(rShared.pAccessLog) {}
 
 void Worker::run() {
     for (;;) {
@@ -77,7 +78,6 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
                             m_tBuffers,
                             m_tShared.rbAnnounced,
                             m_rStatistics,
-                            m_tShared.pAccessLog,
                             rConnection.nArrivedUs};
     m_nTurnStartUs = 0;
     Next tNext{Next::kWait};

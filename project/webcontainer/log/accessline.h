@@ -27,7 +27,7 @@ struct AccessRecord {
     bool bCut = false;  ///< the client did not get the whole response
 };
 
-/// Formats one line after the other, and keeps the storage. Belongs to one thread.
+/// Makes one line after the other. Belongs to one thread.
 ///
 /// Combined: the NCSA combined format, then microseconds, bytes of the request body, the request's id, and
 /// "whole" or "cut"; "-" stands for what is not there. In texts, quotes, backslashes and all bytes that are
@@ -45,15 +45,14 @@ struct AccessRecord {
 /// Either stands on one line.
 class AccessLine {
 public:
-    /// The line with its end; valid until the next call.
-    std::string_view format(EAccessFormat eFormat, const AccessRecord& rRecord);
+    /// Appends the line with its end, or nothing when it throws std::bad_alloc.
+    void append(NarrowStringBufferBase& rBuffer, EAccessFormat eFormat, const AccessRecord& rRecord);
 
 private:
-    void appendCombined(const AccessRecord& rRecord);
-    void appendJson(const AccessRecord& rRecord);
+    char* putCombined(char* p, const AccessRecord& rRecord);
+    char* putJson(char* p, const AccessRecord& rRecord);
     std::string_view timeText(EAccessFormat eFormat, std::int64_t nSecond);
 
-    NarrowStringBuffer m_tLine;
     StringBufferTemplate<31, char> m_tTime;  ///< formatted once a second
     std::int64_t m_nTimeSecond = -1;
 };

@@ -3,7 +3,11 @@
 #include <fcntl.h>
 #include <sys/uio.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <utility>
 
 #include "base/monotonicclock.h"
 #include "base/starterror.h"
@@ -14,6 +18,9 @@ namespace webcontainer {
 namespace {
 
 constexpr char s_ksStandardOutput[] = "-";
+/// Less than what threads have to return when the server ends: the lines of one that does not are written
+/// until then.
+constexpr std::chrono::milliseconds s_knFlushInterval(100);
 
 }  // namespace
 
@@ -21,6 +28,7 @@ AccessLog::AccessLog(const AccessLogSettings& rSettings) : m_tSettings(rSettings
     if (!m_tFile.isOpen())
         throwStartError("cannot open the access log " + m_tSettings.sFile + ": " + describeError(errno) +
                         "; choose another file with AccessLog/File");
+    m_tFlusher = std::jthread([this](const std::stop_token& rStop) { flushNowAndThen(rStop); });
 }
 
 FileDescriptor AccessLog::open() const noexcept {
@@ -30,20 +38,43 @@ FileDescriptor AccessLog::open() const noexcept {
     return FileDescriptor(::open(m_tSettings.sFile.c_str(), knFlags, 0640));
 }
 
-void AccessLog::write(std::string_view sLine) noexcept {
-    // The line end that a torn line lacks, so that it costs no other line.
-    const bool bTorn = m_bTorn.load(std::memory_order_relaxed) && m_bTorn.exchange(false);
-    const iovec tPieces[] = {{const_cast<char*>("\n"), bTorn ? 1u : 0u},
-                             {const_cast<char*>(sLine.data()), sLine.size()}};
-    const std::size_t nSize = tPieces[0].iov_len + sLine.size();
-    const ssize_t nWritten = ::writev(m_tFile.get(), tPieces, 2);
-    if (nWritten == static_cast<ssize_t>(nSize)) return;
-    if (nWritten > 0 || bTorn) m_bTorn.store(true, std::memory_order_relaxed);
-    countLost(nWritten < 0 ? errno : ENOSPC);
+void AccessLog::write(std::string_view sLines) noexcept {
+    const std::lock_guard tLock(m_tFileMutex);
+    while (!sLines.empty()) {
+        // The line end that a torn line lacks, so that it costs no other line.
+        const std::size_t nEnd = m_bTorn ? 1 : 0;
+        const iovec tPieces[] = {{const_cast<char*>("\n"), nEnd},
+                                 {const_cast<char*>(sLines.data()), sLines.size()}};
+        const ssize_t nWritten = ::writev(m_tFile.get(), tPieces, 2);
+        if (nWritten <= 0)
+            return countLost(static_cast<std::uint64_t>(std::ranges::count(sLines, '\n')), errno);
+        const std::size_t nTaken = static_cast<std::size_t>(nWritten) - nEnd;
+        m_bTorn = nTaken != 0 && sLines[nTaken - 1] != '\n';
+        sLines.remove_prefix(nTaken);
+        if (!m_bTorn) continue;
+        sLines.remove_prefix(sLines.find('\n') + 1);
+        countLost(1, ENOSPC);
+    }
 }
 
-void AccessLog::countLost(int nError) noexcept {
-    const std::uint64_t nLost = m_nLost.fetch_add(1, std::memory_order_relaxed) + 1;
+void AccessLog::flush() noexcept {
+    const std::lock_guard tLock(m_tBlocksMutex);
+    for (AccessBlock* const p : m_tBlocks) {
+        const std::unique_lock tBlockLock(p->m_tMutex, std::try_to_lock);
+        if (tBlockLock) p->write();
+    }
+}
+
+void AccessLog::flushNowAndThen(const std::stop_token& rStop) noexcept {
+    std::mutex tMutex;
+    std::condition_variable_any tNever;
+    std::unique_lock tLock(tMutex);
+    while (!tNever.wait_for(tLock, rStop, s_knFlushInterval, [&] { return rStop.stop_requested(); }))
+        flush();
+}
+
+void AccessLog::countLost(std::uint64_t nLines, int nError) noexcept {
+    const std::uint64_t nLost = m_nLost.fetch_add(nLines, std::memory_order_relaxed) + nLines;
     const std::int64_t nNowMs = monotonicMs();
     std::int64_t nNextMs = m_nNextComplaintMs.load(std::memory_order_relaxed);
     if (nNowMs < nNextMs ||
@@ -59,10 +90,14 @@ void AccessLog::countLost(int nError) noexcept {
 
 void AccessLog::reopen() noexcept {
     if (m_tSettings.sFile == s_ksStandardOutput) return;
-    const FileDescriptor tNew = open();
-    // Writers find the old file or the new one under the number, and never none.
-    if (tNew.isOpen() && ::dup3(tNew.get(), m_tFile.get(), O_CLOEXEC) >= 0)
-        return m_bTorn.store(false, std::memory_order_relaxed);
+    flush();  // what was logged before belongs into the old file
+    FileDescriptor tNew = open();
+    if (tNew.isOpen()) {
+        const std::lock_guard tLock(m_tFileMutex);
+        m_tFile = std::move(tNew);
+        m_bTorn = false;
+        return;
+    }
     const int nError = errno;
     try {
         logText(kSevError, s_lsContainer,
@@ -70,6 +105,36 @@ void AccessLog::reopen() noexcept {
     } catch (const std::bad_alloc&) {
         // Nothing else is at stake.
     }
+}
+
+AccessBlock::AccessBlock(AccessLog* pLog) : m_pLog(pLog) {
+    if (!pLog) return;
+    m_tLines.reserve(s_knFull + s_knFull / 8);
+    const std::lock_guard tLock(pLog->m_tBlocksMutex);
+    pLog->m_tBlocks.push_back(this);
+}
+
+AccessBlock::~AccessBlock() {
+    if (!m_pLog) return;
+    const std::lock_guard tLock(m_pLog->m_tBlocksMutex);
+    write();
+    std::erase(m_pLog->m_tBlocks, this);
+}
+
+void AccessBlock::add(const AccessRecord& rRecord) {
+    const std::lock_guard tLock(m_tMutex);
+    m_tLine.append(m_tLines, m_pLog->getFormat(), rRecord);
+    if (m_tLines.length() >= s_knFull) write();
+}
+
+void AccessBlock::countLost() noexcept {
+    m_pLog->countLost(1, ENOMEM);
+}
+
+/// To be called under a lock.
+void AccessBlock::write() noexcept {
+    m_pLog->write(m_tLines.view());
+    m_tLines.clear();
 }
 
 }  // namespace webcontainer

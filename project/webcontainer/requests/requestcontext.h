@@ -9,7 +9,7 @@
 #include "http/datecache.h"
 #include "http/requestinput.h"
 #include "http/responsehead.h"
-#include "log/accessline.h"
+#include "log/accesslog.h"
 #include "requests/bodyreader.h"
 #include "requests/requestid.h"
 #include "requests/servervariables.h"
@@ -28,14 +28,15 @@
 
 namespace webcontainer {
 
-class AccessLog;
-
 /// What a worker keeps from one response to the next, so that it allocates nothing in the long run.
 struct ResponseBuffers {
+    /// pAccessLog must outlive the buffers; null: there is none.
+    explicit ResponseBuffers(AccessLog* pAccessLog) : tAccess(pAccessLog) {}
+
     ResponseHead tHead;
     NarrowStringBuffer tWire;  ///< what the front end sends around an application's bytes
     DateCache tDate;
-    AccessLine tAccessLine;
+    AccessBlock tAccess;
 };
 
 /// One request on its way through the front end: all of it belongs to the worker that runs it.
@@ -47,7 +48,6 @@ struct RequestContext {
     ResponseBuffers& rBuffers;
     const std::atomic<bool>& rbAnnounced;  ///< true: the response is the last of its connection
     WorkerStatistics& rStatistics;
-    AccessLog* pAccessLog;      ///< null: there is none
     std::int64_t& rnArrivedUs;  ///< when the request's first byte came, on the monotonic clock
     std::int64_t nDeadline = std::numeric_limits<std::int64_t>::max();  ///< when the response must have
                                                                         ///< ended, on that clock, in ms

@@ -1,10 +1,8 @@
 #include "requests/requestwatch.h"
 
-#include <cerrno>
 #include <exception>
 
 #include "base/monotonicclock.h"
-#include "log/accesslog.h"
 
 namespace webcontainer {
 
@@ -33,11 +31,11 @@ RequestWatch::~RequestWatch() {
     // A request that is here already has waited only for this one.
     m_rContext.rnArrivedUs = nNow;
     m_rContext.rStatistics.endRequest(m_rContext.nStatus, nDuration);
-    if (!m_rContext.pAccessLog) return;
+    if (!m_rContext.rBuffers.tAccess.isWanted()) return;
     try {
         writeLine(nDuration);
     } catch (const std::exception&) {
-        m_rContext.pAccessLog->countLost(ENOMEM);
+        m_rContext.rBuffers.tAccess.countLost();
     }
 }
 
@@ -60,7 +58,7 @@ void RequestWatch::writeLine(std::int64_t nDurationUs) const {
     tRecord.nDurationUs = nDurationUs;
     tRecord.sRequestId = r.tId.get(r.rInput);
     tRecord.bCut = m_bCut;
-    r.pAccessLog->write(r.rBuffers.tAccessLine.format(r.pAccessLog->getFormat(), tRecord));
+    r.rBuffers.tAccess.add(tRecord);
 }
 
 }  // namespace webcontainer

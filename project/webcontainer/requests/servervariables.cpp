@@ -155,7 +155,7 @@ bool ServerVariables::getHeader(std::string_view sName, std::string_view& rsValu
     const std::string_view sSeparator = sName == "COOKIE" ? "; " : ", ";
     bool bFound = false;
     for (const HeaderField& r : m_rInput.getHead().tFields) {
-        if (!isFieldOf(sName, m_rInput.text(r.tName))) continue;
+        if (r.tName.nLength != sName.size() || !isFieldOf(sName, m_rInput.text(r.tName))) continue;
         if (bFound) rStorage.append(sSeparator);
         rStorage.append(m_rInput.text(r.tValue));
         bFound = true;

@@ -1,8 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <random>
 
 #include "log/accesslog.h"
 #include "requests/requestid.h"
@@ -66,26 +70,65 @@ webcontainer::AccessRecord recordOf(const std::string& sHostile) {
     return r;
 }
 
+std::string format(EAccessFormat eFormat, const webcontainer::AccessRecord& r) {
+    NarrowStringBuffer tBuffer;
+    webcontainer::AccessLine().append(tBuffer, eFormat, r);
+    return std::string(tBuffer.view());
+}
+
+/// The same line by the library for JSON.
+std::string expectedJson(const webcontainer::AccessRecord& r) {
+    const auto orNull = [](const auto& rValue) {
+        return rValue == std::remove_cvref_t<decltype(rValue)>() ? nlohmann::ordered_json()
+                                                                 : nlohmann::ordered_json(rValue);
+    };
+    return nlohmann::ordered_json{{"time", "2031-10-30T01:54:56.007Z"},
+                                  {"client", orNull(r.sClient)},
+                                  {"method", orNull(r.sMethod)},
+                                  {"target", orNull(r.sTarget)},
+                                  {"protocol", orNull(r.sProtocol)},
+                                  {"status", orNull(r.nStatus)},
+                                  {"received", r.nReceivedBytes},
+                                  {"sent", r.nSentBytes},
+                                  {"duration_us", r.nDurationUs},
+                                  {"referer", orNull(r.sReferer)},
+                                  {"user_agent", orNull(r.sUserAgent)},
+                                  {"request_id", r.sRequestId},
+                                  {"cut", r.bCut}}
+               .dump(-1, ' ', true, Json::error_handler_t::replace) +
+           "\n";
+}
+
 TEST(AccessLine, NoClientByteForgesALine) {
-    webcontainer::AccessLine tLine;
     const std::string sBytes = allBytes();
-    const std::string sCombined(tLine.format(EAccessFormat::kCombined, recordOf(sBytes)));
+    const std::string sCombined = format(EAccessFormat::kCombined, recordOf(sBytes));
     const auto isPrintable = [](char c) { return c >= ' ' && c < '\x7f'; };
     EXPECT_EQ(std::ranges::find_if_not(sCombined, isPrintable), sCombined.end() - 1);
     EXPECT_THAT(
         parseCombined(sCombined.substr(0, sCombined.size() - 1)),
         ElementsAre("127.0.0.1", "-", "-", "30/Oct/2031:01:54:56 +0000", "PO\"T " + sBytes + " HTTP/1.1", "-",
                     "0", sBytes, sBytes, "815", "0", "0af7651916cd43dd8448eb211c80319c", "cut"));
-    const std::string sUtf8 = std::string(1, '\0') + "\"\\\n\r\t\x7F</é€\xE2\x80\xA8🌍";
-    for (const std::string& sText : {sUtf8, sBytes}) {
-        const std::string sJson(webcontainer::AccessLine().format(EAccessFormat::kJson, recordOf(sText)));
-        EXPECT_EQ(sJson.find('\n'), sJson.size() - 1);
-        const Json t = Json::parse(sJson);
-        EXPECT_EQ(t["time"], "2031-10-30T01:54:56.007Z");
-        EXPECT_EQ(t["status"], nullptr);
-        EXPECT_EQ(t["target"] == sText, sText == sUtf8) << sJson;
-        EXPECT_EQ(t["target"], t["user_agent"]);
+    EXPECT_EQ(format(EAccessFormat::kJson, recordOf(sBytes)), expectedJson(recordOf(sBytes)));
+    EXPECT_EQ(format(EAccessFormat::kJson, recordOf("")), expectedJson(recordOf("")));
+    // The bounds of what is UTF-8, and bytes that need no escape in all positions between others.
+    const std::string_view sPool(
+        "\0\x1F "
+        "\"\\/az~\x7F\x80\x8F\x90\x9F\xA0\xBF\xC1\xC2\xDF\xE0\xE1\xED\xEF\xF0\xF1\xF4\xF5\xFF\n\r\t\b\f",
+        33);
+    std::minstd_rand tRandom(1);
+    for (int nText = 0; nText < 20000; ++nText) {
+        std::string sText;
+        for (std::size_t n = tRandom() % 40; n-- > 0;)
+            sText.append(tRandom() % 8 == 0 ? tRandom() % 20 : 1, sPool[tRandom() % sPool.size()]);
+        auto tRecord = recordOf(sText);
+        tRecord.nStatus = 200;
+        tRecord.bCut = false;
+        tRecord.sReferer = tRecord.sMethod = "";
+        ASSERT_EQ(format(EAccessFormat::kJson, tRecord), expectedJson(tRecord));
     }
+    for (const std::string sText :
+         {"é€\xE2\x80\xA8🌍", "\xEF\xBB\xBF", "\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF"})
+        EXPECT_EQ(Json::parse(format(EAccessFormat::kJson, recordOf(sText)))["target"], sText);
 }
 
 TEST(AccessLog, HasOneLineForEveryRequest) {
@@ -132,37 +175,83 @@ TEST(AccessLog, HasOneLineForEveryRequest) {
         EXPECT_EQ(t["request_id"].get<std::string>().size(), 32u);
         EXPECT_EQ(t["sent"] == 0, t["status"] == nullptr);
         EXPECT_LT(t["duration_us"], 5000000);
+        if (t["target"] != "/?\"\\") continue;
+        EXPECT_EQ(t["referer"], "\"r\"");
+        EXPECT_EQ(t["user_agent"], "é");
     }
     using Row = std::vector<Json>;
-    EXPECT_THAT(tSeen,
-                ElementsAre(Row{"GET", "/?\"\\", 200, 0, false}, Row{"POST", "/1", 200, 5, false},
-                            Row{"POST", "/2", 200, 2, false}, Row{"POST", "/cut", 200, 3, true},
-                            Row{"GET", "/no-host", 400, 0, false}, Row{nullptr, nullptr, 400, 0, false},
-                            Row{"GET", "/slow", 408, 0, false}, Row{"GET", "/traced", 200, 0, false}));
-    const Json tFirst = Json::parse(linesOf(tDirectory.read("log")).front());
-    EXPECT_EQ(tFirst["referer"], "\"r\"");
-    EXPECT_EQ(tFirst["user_agent"], "é");
+    EXPECT_THAT(tSeen, testing::UnorderedElementsAre(
+                           Row{"GET", "/?\"\\", 200, 0, false}, Row{"POST", "/1", 200, 5, false},
+                           Row{"POST", "/2", 200, 2, false}, Row{"POST", "/cut", 200, 3, true},
+                           Row{"GET", "/no-host", 400, 0, false}, Row{nullptr, nullptr, 400, 0, false},
+                           Row{"GET", "/slow", 408, 0, false}, Row{"GET", "/traced", 200, 0, false}));
     EXPECT_EQ(sSeenId, "0af7651916cd43dd8448eb211c80319c");
 }
 
 TEST(AccessLog, GoesOnAfterAMoveAndCountsWhatIsLost) {
     TemporaryDirectory tDirectory;
-    AccessLog tLog({tDirectory.path("log"), EAccessFormat::kCombined});
-    tLog.write("1\n");
-    std::filesystem::rename(tDirectory.path("log"), tDirectory.path("old"));
-    tLog.write("2\n");
-    tLog.reopen();
-    tLog.write("3\n");
-    EXPECT_EQ(tDirectory.read("old"), "1\n2\n");
-    EXPECT_EQ(tDirectory.read("log"), "3\n");
-    EXPECT_EQ(tLog.getLost(), 0u);
-
+    const auto add = [](webcontainer::AccessBlock& rBlock, std::string_view sTarget) {
+        auto tRecord = recordOf("");
+        tRecord.sTarget = sTarget;
+        rBlock.add(tRecord);
+    };
+    const auto targetsOf = [&](const char* pName) {
+        std::string s;
+        for (const std::string& sLine : linesOf(tDirectory.read(pName)))
+            s += parseCombined(sLine).at(4);
+        return s;
+    };
+    {
+        AccessLog tLog({tDirectory.path("log"), EAccessFormat::kCombined});
+        webcontainer::AccessBlock tBlock(&tLog);
+        add(tBlock, "1");
+        std::filesystem::rename(tDirectory.path("log"), tDirectory.path("old"));
+        add(tBlock, "2");
+        tLog.reopen();
+        EXPECT_EQ(targetsOf("old"), "PO\"T 1 HTTP/1.1PO\"T 2 HTTP/1.1");
+        add(tBlock, std::string(32768, '3'));
+        EXPECT_GT(tDirectory.read("log").size(), 32768u);  // a full block does not wait
+        EXPECT_EQ(tLog.getLost(), 0u);
+    }
     AccessLog tFull({"/dev/full", EAccessFormat::kCombined});
-    Server tServer([](Request&, Response& rResponse) { answer(rResponse, "x"); }, quickLimits(), 2, &tFull);
-    for (int n = 0; n < 3; ++n)
-        EXPECT_THAT(ask(tServer, "GET / HTTP/1.0\r\n\r\n"), testing::EndsWith("\r\n\r\nx"));
-    tServer.m_tContainer.drain(-1);
+    {
+        webcontainer::AccessBlock tBlock(&tFull);
+        for (int n = 0; n < 3; ++n)
+            add(tBlock, "x");
+    }
     EXPECT_EQ(tFull.getLost(), 3u);
+
+    // A line that was cut off costs no other line.
+    const std::string sPipe = tDirectory.path("pipe");
+    ASSERT_EQ(::mkfifo(sPipe.c_str(), 0600), 0);
+    const webcontainer::FileDescriptor tReader(::open(sPipe.c_str(), O_RDONLY | O_NONBLOCK));
+    ASSERT_EQ(::fcntl(tReader.get(), F_SETPIPE_SZ, 4096), 4096);
+    AccessLog tLog({sPipe, EAccessFormat::kCombined});
+    char tRead[8192];
+    tLog.write(std::string(4000, '1') + "\n" + std::string(500, '2') + "\n3\n4\n");
+    ASSERT_EQ(::read(tReader.get(), tRead, sizeof tRead), 4096);
+    EXPECT_EQ(tLog.getLost(), 3u);
+    tLog.write("5\n6\n");
+    ASSERT_EQ(::read(tReader.get(), tRead, sizeof tRead), 5);
+    EXPECT_EQ(std::string_view(tRead, 5), "\n5\n6\n");
+}
+
+TEST(AccessLog, ShowsALineSoonWhateverItsWorkerDoes) {
+    TemporaryDirectory tDirectory;
+    AccessLog tLog({tDirectory.path("log"), EAccessFormat::kCombined});
+    const auto isThere = [&](const char* pTarget) {
+        for (int n = 0; n < 100 && tDirectory.read("log").find(pTarget) == std::string::npos; ++n)
+            ::usleep(10000);
+        return tDirectory.read("log").find(pTarget) != std::string::npos;
+    };
+    Server tServer(
+        [&](Request& r, Response& rResponse) {
+            answer(rResponse, variable(r, "URL") == "/1" || isThere("/1") ? "yes" : "no");
+        },
+        quickLimits(), 1, &tLog);
+    ask(tServer, "GET /1 HTTP/1.0\r\n\r\n");
+    EXPECT_THAT(ask(tServer, "GET /2 HTTP/1.0\r\n\r\n"), testing::EndsWith("yes"));
+    EXPECT_TRUE(isThere("/2"));
 }
 
 TEST(RequestId, IsTheTraceIdOfAValidField) {

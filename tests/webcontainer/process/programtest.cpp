@@ -220,7 +220,9 @@ TEST(Program, ReadsItsConfigurationAgain) {
 }
 
 TEST(Program, ASecondSignalEndsItAtOnce) {
-    RunningProgram t;
+    TemporaryDirectory tLogs;
+    RunningProgram t(s_ksAnyPort + ("[AccessLog]\nFile = \"" + tLogs.path("access") + "\"\n"));
+    ask(t.m_tAddress, "GET /before HTTP/1.0\r\n\r\n");
     Client tHanging(t.m_tAddress);
     tHanging.send("GET /?hang HTTP/1.1\r\nHost: h\r\n\r\n");
     EXPECT_THAT(tHanging.readUntil("hello"), HasSubstr("hello"));
@@ -229,6 +231,7 @@ TEST(Program, ASecondSignalEndsItAtOnce) {
     t.m_tProgram.signal(SIGINT);
     EXPECT_EQ(t.m_tProgram.wait(), 3);
     EXPECT_THAT(t.m_tProgram.errors(), HasSubstr("1 connections are given up"));
+    EXPECT_THAT(tLogs.read("access"), HasSubstr("GET /before "));
 }
 
 }  // namespace
