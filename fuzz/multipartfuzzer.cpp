@@ -37,7 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
     };
     const test::MultipartOutcome tWhole = readIn({test::knWhole}, 512);
     require(tWhole == readIn({1}, 512));
-    require(tWhole == readIn(std::move(tPieces), nReadSize));
+    require(tWhole == readIn(tPieces, nReadSize));
+    require(tWhole == readIn(std::move(tPieces), 16384));  // past the reader's own buffer
     require(countContent(tWhole) <= sBody.size());
     return 0;
 }

@@ -7,10 +7,11 @@
 #include "zq/foundation/inputstream.h"
 
 /// The stretch of an input stream that its reader looks at, in a buffer of fixed size: bytes come in at the
-/// back and are dropped at the front. Its owner drops enough that there is room for what it waits for.
+/// back and are dropped at the front. A body of any length costs as much memory, and few calls of its
+/// source. Its owner drops enough that there is room for what it waits for.
 class InputWindow {
 public:
-    static constexpr std::size_t s_knCapacity = std::size_t{64} * 1024;
+    static constexpr std::size_t s_knCapacity = std::size_t{256} * 1024;
 
     /// sBefore stands before the stream's first byte.
     InputWindow(const Handle<InputStream>& hInput, std::string_view sBefore) : m_hInput(hInput) {
@@ -31,6 +32,19 @@ public:
         m_nEnd += nRead;
         m_bEnded = nRead == 0;
         return !m_bEnded;
+    }
+
+    /// Waits for input that goes elsewhere, while there is none in view; 0: it has ended.
+    std::size_t readPast(char* p, std::size_t nSize) {
+        if (m_bEnded) return 0;
+        const std::size_t nRead = m_hInput->readBytes(p, nSize);
+        m_bEnded = nRead == 0;
+        return nRead;
+    }
+    /// Shows bytes while there are none in view; no more than the capacity.
+    void show(std::string_view s) noexcept {
+        m_nBegin = 0;
+        m_nEnd = s.copy(m_tBytes, s_knCapacity);
     }
 
 private:

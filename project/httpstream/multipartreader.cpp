@@ -1,7 +1,6 @@
 #include "zq/httpstream/multipartreader.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 #include "multipartheaders.h"
@@ -52,11 +51,9 @@ std::size_t MultipartReader::nextPart(HeadersN& rHeaders) {
 
 std::size_t MultipartReader::readPart(void* pBuffer, std::size_t nSize) {
     if (nSize == 0 || !m_pScanner->isInPart()) return 0;
-    const std::string_view sContent = m_pScanner->getContent();
-    if (m_nUntilLimit == 0 && !sContent.empty()) requireFile();
-    const std::size_t nCount = std::min({nSize, sContent.size(), m_nUntilLimit});
-    std::memcpy(pBuffer, sContent.data(), nCount);
-    m_pScanner->dropContent(nCount);
+    if (m_nUntilLimit == 0 && !m_pScanner->getContent().empty()) requireFile();
+    const std::size_t nCount =
+        m_pScanner->readContent(static_cast<char*>(pBuffer), std::min(nSize, m_nUntilLimit));
     m_nUntilLimit -= nCount;
     return nCount;
 }

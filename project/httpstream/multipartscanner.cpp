@@ -1,5 +1,7 @@
 #include "multipartscanner.h"
 
+#include <algorithm>
+
 #include "zq/httpstream/multiparterrors.h"
 #include "zq/httpstream/multipartlimits.h"
 
@@ -70,6 +72,24 @@ std::string_view MultipartScanner::getContent() {
 void MultipartScanner::dropContent(std::size_t nCount) noexcept {
     m_tWindow.drop(nCount);
     m_nContent -= nCount;
+}
+
+std::size_t MultipartScanner::readContent(char* pBuffer, std::size_t nSize) {
+    constexpr std::size_t knLeastPast = 16384;  // what costs more to copy than to ask for once more
+    if (m_ePlace == EPlace::kContent && m_tWindow.view().empty() && nSize >= knLeastPast)
+        if (const std::size_t nCount = readPastWindow(pBuffer, nSize); nCount != 0) return nCount;
+    const std::size_t nCount = getContent().copy(pBuffer, nSize);
+    dropContent(nCount);
+    return nCount;
+}
+
+/// Reads without the detour through the window, which only gets what may be a delimiter, and what follows it.
+std::size_t MultipartScanner::readPastWindow(char* pBuffer, std::size_t nSize) {
+    const std::string_view s(pBuffer,
+                             m_tWindow.readPast(pBuffer, std::min(nSize, InputWindow::s_knCapacity)));
+    const std::size_t nCount = std::min(m_tDelimiter.find(s), s.size() - m_tDelimiter.countHeldBack(s));
+    m_tWindow.show(s.substr(nCount));
+    return nCount;
 }
 
 void MultipartScanner::scan() {

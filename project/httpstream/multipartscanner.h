@@ -31,6 +31,8 @@ public:
     /// The content that is at hand, at least one byte unless the part has ended. Valid until the next call.
     std::string_view getContent();
     void dropContent(std::size_t nCount) noexcept;
+    /// Copies at most nSize bytes of content to pBuffer, as getContent() has it, and drops them.
+    std::size_t readContent(char* pBuffer, std::size_t nSize);
 
     bool isInPart() const noexcept {
         return m_ePlace == EPlace::kContentStart || m_ePlace == EPlace::kContent;
@@ -50,6 +52,7 @@ private:
     };
 
     void requireBoundary() const;
+    std::size_t readPastWindow(char* pBuffer, std::size_t nSize);
     void scan();
     void scanContentStart();
     void passDelimiter();

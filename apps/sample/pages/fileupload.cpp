@@ -11,7 +11,7 @@ namespace sample {
 
 namespace {
 
-constexpr std::size_t knChunkSize = std::size_t{64} * 1024;
+constexpr std::size_t knChunkSize = std::size_t{256} * 1024;
 
 /// Names that are none, or would mean a directory to whoever saves the file, are replaced.
 std::wstring_view displayName(std::wstring_view sName) {

@@ -20,7 +20,7 @@ class MultipartScanner;
 ///     nextPart() -> knNoPart, now and ever after
 ///
 /// Memory is one fixed buffer, whatever the body; time is linear in the body, whatever the boundary and
-/// however the input is cut into pieces. The input is read ahead of the part by up to 64 KiB and never again
+/// however the input is cut into pieces. The input is read ahead of the part by up to 256 KiB and never again
 /// after it has said that it ended. One thread uses a reader.
 ///
 /// What it takes besides what the grammar says:
@@ -69,7 +69,8 @@ public:
     virtual std::size_t nextPart(HeadersN& rHeaders);
     /// Copies at most nSize bytes of the current part's content and returns how many. 0: the part has ended,
     /// or there is none, or nSize is 0. Returns what is at hand, and waits for input only when that is
-    /// nothing. Raises MultipartFieldBytesExceeded where a field goes beyond its limit.
+    /// nothing. A buffer of 16 KiB or more gets most of a long part from the input without a copy in between.
+    /// Raises MultipartFieldBytesExceeded where a field goes beyond its limit.
     virtual std::size_t readPart(void* pBuffer, std::size_t nSize);
 
 private:
