@@ -18,8 +18,6 @@ namespace webcontainer {
 namespace {
 
 constexpr char s_ksStandardOutput[] = "-";
-/// Less than what threads have to return when the server ends: the lines of one that does not are written
-/// until then.
 constexpr std::chrono::milliseconds s_knFlushInterval(100);
 
 }  // namespace

@@ -148,7 +148,10 @@ int ServerProcess::serve() {
     if (m_pAdmin) m_pAdmin->drain();
     logText(kSevInfo, s_lsContainer, bOrderly ? "ended" : "ended with requests cut off");
     // A thread that is still inside the application would be waited for; nothing is lost without that.
-    if (!m_pContainer->haveThreadsEnded()) ::_exit(kExitCutOff);
+    if (!m_pContainer->haveThreadsEnded()) {
+        if (m_pAccessLog) m_pAccessLog->flush();
+        ::_exit(kExitCutOff);
+    }
     return bOrderly ? kExitOrderly : kExitCutOff;
 }
 
