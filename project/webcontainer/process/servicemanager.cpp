@@ -1,6 +1,7 @@
 #include "process/servicemanager.h"
 
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -65,12 +66,14 @@ void ServiceManager::setAddress(std::string_view sPath) noexcept {
     if (sPath[0] == '@') m_tAddress.sun_path[0] = '\0';
     m_nAddressSize = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + sPath.size());
     m_tSocket = FileDescriptor(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    // A manager that does not listen is waited for only so long.
+    const timeval tPatience{1, 0};
+    ::setsockopt(m_tSocket.get(), SOL_SOCKET, SO_SNDTIMEO, &tPatience, sizeof tPatience);
 }
 
-void ServiceManager::tell(const std::string& sState) const noexcept {
+void ServiceManager::tell(const std::string& sState, int nFlags) const noexcept {
     if (!m_tSocket.isOpen()) return;
-    // A manager that does not listen is not waited for.
-    ::sendto(m_tSocket.get(), sState.data(), sState.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+    ::sendto(m_tSocket.get(), sState.data(), sState.size(), MSG_NOSIGNAL | nFlags,
              reinterpret_cast<const sockaddr*>(&m_tAddress), m_nAddressSize);
 }
 
@@ -91,7 +94,7 @@ void ServiceManager::alive() noexcept {
     const std::int64_t nNowMs = monotonicMs();
     if (nNowMs - m_nLastAliveMs < m_nWatchdogMs) return;
     m_nLastAliveMs = nNowMs;
-    tell("WATCHDOG=1");
+    tell("WATCHDOG=1", MSG_DONTWAIT);  // by the thread that looks after deadlines
 }
 
 }  // namespace webcontainer

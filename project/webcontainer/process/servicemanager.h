@@ -40,7 +40,7 @@ public:
 
 private:
     void setAddress(std::string_view sPath) noexcept;
-    void tell(const std::string& sState) const noexcept;
+    void tell(const std::string& sState, int nFlags = 0) const noexcept;
 
     FileDescriptor m_tSocket;
     sockaddr_un m_tAddress{};
