@@ -88,28 +88,14 @@ void addLatency(Families& rFamilies, const Statistics& r) {
 void addFrontEnd(Families& rFamilies, const Statistics& r) {
     addByClass(rFamilies, r);
     addLatency(rFamilies, r);
-    const struct {
-        const char* pName;
-        const char* pHelp;
-        std::uint64_t nValue;
-    } tCounters[] = {
-        {"webcontainer_requests_refused_total", "Requests that were answered without running them",
-         r.nRefused},
-        {"webcontainer_received_bytes_total", "Bytes received from clients", r.nReceivedBytes},
-        {"webcontainer_sent_bytes_total", "Bytes sent to clients", r.nSentBytes},
-        {"webcontainer_connections_accepted_total", "Connections that were accepted", r.nAccepted},
-        {"webcontainer_connections_refused_total",
-         "Connections that were closed at once because their clients had too many", r.nTooMany},
-    };
-    for (const auto& rCounter : tCounters)
-        rFamilies.addCounter(rCounter.pName, rCounter.pHelp, toDouble(rCounter.nValue));
-    rFamilies.addGauge("webcontainer_requests_in_flight", "Requests that are being answered",
-                       toDouble(r.nInFlight));
-    rFamilies.addGauge("webcontainer_connections_open", "Connections that are open",
-                       toDouble(r.nConnections));
-    rFamilies.addGauge("webcontainer_clients",
-                       "Clients that have connections, without trusted proxies and unix sockets",
-                       toDouble(r.nClients));
+    for (const NumberInfo& rNumber : s_tNumbers) {
+        const std::string sName = std::string("webcontainer_") + rNumber.pName;
+        const double nValue = toDouble(r.*rNumber.pMember);
+        if (rNumber.bGrows)
+            rFamilies.addCounter(sName + "_total", rNumber.pHelp, nValue);
+        else
+            rFamilies.addGauge(sName, rNumber.pHelp, nValue);
+    }
 }
 
 void addProcess(Families& rFamilies, const AdminSubject& rSubject) {

@@ -72,13 +72,12 @@ void showTraffic(ShownStatus& rShown, const Statistics& rAll, const History::Cha
     rShown["rate"] = showNumber(rRecent.perSecond(r.countRequests()));
     rShown["receivedRate"] = showBytes(rRecent.perSecond(r.nReceivedBytes)) + "/s";
     rShown["sentRate"] = showBytes(rRecent.perSecond(r.nSentBytes)) + "/s";
-    rShown["received"] = showBytes(static_cast<double>(rAll.nReceivedBytes));
-    rShown["sent"] = showBytes(static_cast<double>(rAll.nSentBytes));
-    rShown["total"] = showCount(rAll.countRequests());
-    rShown["inFlight"] = showCount(rAll.nInFlight);
-    rShown["connections"] = showCount(rAll.nConnections);
-    rShown["accepted"] = showCount(rAll.nAccepted);
-    rShown["refused"] = showCount(rAll.nRefused);
+    rShown["requests"] = showCount(rAll.countRequests());
+    for (const NumberInfo& rNumber : s_tNumbers) {
+        const std::uint64_t nValue = rAll.*rNumber.pMember;
+        const bool bBytes = std::string_view(rNumber.pName).ends_with("_bytes");
+        rShown[rNumber.pName] = bBytes ? showBytes(static_cast<double>(nValue)) : showCount(nValue);
+    }
 }
 
 void appendEscaped(std::string& rsPage, std::string_view s) {
@@ -133,19 +132,14 @@ std::string makeStatusJson(const AdminSubject& rSubject, const History& rHistory
         {"uptime_seconds", uptimeSeconds(rSubject)},
         {"requests", tAll.countRequests()},
         {"requests_per_second", tRecent.perSecond(tRecent.tStatistics.countRequests())},
-        {"requests_in_flight", tAll.nInFlight},
         {"requests_by_class", tAll.tByClass},
-        {"requests_refused", tAll.nRefused},
-        {"connections", tAll.nConnections},
-        {"connections_accepted", tAll.nAccepted},
-        {"connections_refused", tAll.nTooMany},
-        {"received_bytes", tAll.nReceivedBytes},
-        {"sent_bytes", tAll.nSentBytes},
         {"received_bytes_per_second", tRecent.perSecond(tRecent.tStatistics.nReceivedBytes)},
         {"sent_bytes_per_second", tRecent.perSecond(tRecent.tStatistics.nSentBytes)},
         {"access_log_lines_lost", rSubject.countLostLines()},
         {"version", rSubject.sVersion},
         {"module", rSubject.sModule}};
+    for (const NumberInfo& r : s_tNumbers)
+        tStatus[r.pName] = tAll.*r.pMember;
     for (const auto& [pName, nShare] : s_tQuantiles)
         tStatus["latency_us_last_minute"][pName] = tMinute.guessLatencyUs(nShare);
     tStatus["shown"] = showStatus(rSubject, rHistory);

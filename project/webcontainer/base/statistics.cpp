@@ -15,10 +15,9 @@ Statistics Statistics::since(const Statistics& rBefore) const noexcept {
         tChange.tByClass[n] -= rBefore.tByClass[n];
     for (std::size_t n = 0; n < tByLatency.size(); ++n)
         tChange.tByLatency[n] -= rBefore.tByLatency[n];
-    for (std::uint64_t Statistics::*p :
-         {&Statistics::nLatencySumUs, &Statistics::nRefused, &Statistics::nReceivedBytes,
-          &Statistics::nSentBytes, &Statistics::nAccepted, &Statistics::nTooMany})
-        tChange.*p -= rBefore.*p;
+    tChange.nLatencySumUs -= rBefore.nLatencySumUs;
+    for (const NumberInfo& r : s_tNumbers)
+        if (r.bGrows) tChange.*r.pMember -= rBefore.*r.pMember;
     return tChange;
 }
 

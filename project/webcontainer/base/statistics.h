@@ -37,6 +37,28 @@ struct Statistics {
     double guessLatencyUs(double nShare) const noexcept;
 };
 
+/// A number of the statistics as every page has it.
+struct NumberInfo {
+    /// In /metrics it stands between "webcontainer_" and, of what grows, "_total".
+    const char* pName;
+    const char* pHelp;
+    std::uint64_t Statistics::*pMember;
+    bool bGrows;  ///< it counts since the start; else it is what is now
+};
+
+inline constexpr NumberInfo s_tNumbers[] = {
+    {"requests_refused", "Requests that were answered without running them", &Statistics::nRefused, true},
+    {"received_bytes", "Bytes received from clients", &Statistics::nReceivedBytes, true},
+    {"sent_bytes", "Bytes sent to clients", &Statistics::nSentBytes, true},
+    {"connections_accepted", "Connections that were accepted", &Statistics::nAccepted, true},
+    {"connections_refused", "Connections that were closed at once because their clients had too many",
+     &Statistics::nTooMany, true},
+    {"requests_in_flight", "Requests that are being answered", &Statistics::nInFlight, false},
+    {"connections_open", "Connections that are open", &Statistics::nConnections, false},
+    {"clients", "Clients that have connections, without trusted proxies and unix sockets",
+     &Statistics::nClients, false},
+};
+
 /// One thread's part of the statistics, in cache lines of its own. Only the owner changes it, without a lock
 /// prefix; anybody may read it at any time.
 class alignas(64) WorkerStatistics {

@@ -102,7 +102,7 @@ TEST(Admin, CountsEveryRequestOnce) {
     EXPECT_EQ(tStatus["requests"], 5);
     EXPECT_EQ(tStatus["shown"]["share2"], "60.0");
     EXPECT_THAT(t.get("/"),
-                AllOf(HasSubstr("data-t=\"total\">5</span>"), HasSubstr("webcontainer 1&#34;&#60;&#38;"),
+                AllOf(HasSubstr("data-t=\"requests\">5</span>"), HasSubstr("webcontainer 1&#34;&#60;&#38;"),
                       testing::Not(HasSubstr("{{")), EndsWith("</html>\n")));
 }
 
