@@ -18,10 +18,10 @@ const Setting s_tHostName(textSetting(
     "its own name to this machine"));
 
 /// One worker answers while another waits for a slow client; heads and bodies are as small as the pages need.
-/// Idle connections end soon, so that they keep no health check out.
+/// Idle connections end soon, or for a new client, so that they keep no health check out.
 Limits adminLimits() {
     Limits tLimits;
-    tLimits.nMaxConnections = 256;
+    tLimits.nMaxConnections = 64;
     tLimits.nListenBacklog = 64;
     tLimits.nMaxHeadBytes = 8192;
     tLimits.nPrefetchBytes = 0;

@@ -54,9 +54,13 @@ inline constexpr unsigned int s_knHourInMs = 3600000;
 inline constexpr unsigned int s_knMebibyte = 1048576;
 
 inline constexpr LimitInfo s_tLimitInfos[] = {
-    limit(&Limits::nMaxConnections, L"WebContainer/MaxConnections", "connections", 10000, 1, 1000000,
-          "each one costs a descriptor and kernel buffers",
-          "new clients wait in the listen backlog until a connection ends"),
+    limit(
+        &Limits::nMaxConnections, L"WebContainer/MaxConnections", "connections", 10000, 1, 1000000,
+        "each one costs a descriptor and kernel buffers; lowered at the start to what the limit of "
+        "descriptors "
+        "(ulimit -n) leaves",
+        "for new clients the oldest connections without a request are closed; while all have one, they wait "
+        "in the listen backlog"),
     limit(&Limits::nMaxConnectionsPerClient, L"WebContainer/MaxConnectionsPerClient", "connections", 1000, 0,
           1000000,
           "one client must not take them all; a client is an IPv4 address or 64 bits of an IPv6 address, but "

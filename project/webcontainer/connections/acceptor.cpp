@@ -1,5 +1,6 @@
 #include "connections/acceptor.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -27,7 +28,7 @@ void Acceptor::start() {
 void Acceptor::acceptWaiting(WorkRoom& rRoom, WorkRoom::Seat& rSeat) noexcept {
     if (m_bStopped.load(std::memory_order_acquire)) return;  // finish() goes on
     for (int n = 0; n < s_knMostAtOnce; ++n) {
-        if (!hasRoom()) return pause(monotonicMs());
+        if (!makeRoom()) return pause(monotonicMs());
         const int nFd = acceptOne();
         if (nFd >= 0) {
             if (!rRoom.append(rSeat, {nFd, false})) m_rConnections.leaveToPoller(nFd);
@@ -37,6 +38,16 @@ void Acceptor::acceptWaiting(WorkRoom& rRoom, WorkRoom::Seat& rSeat) noexcept {
         if (errno == EAGAIN) break;
     }
     m_rPoller.armListener(m_tListener.getFd());
+}
+
+/// For a client that waits, if there is one. False: all connections have requests.
+bool Acceptor::makeRoom() noexcept {
+    pollfd tPoll{m_tListener.getFd(), POLLIN, 0};
+    if (hasRoom() || ::poll(&tPoll, 1, 0) <= 0) return true;
+    if (isTimeFor(m_nNextComplaintMs))
+        logText(kSevWarning, s_lsConnection,
+                "MaxConnections is reached: the oldest without a request make room for new ones");
+    return m_rConnections.giveUpOldest() != 0;
 }
 
 /// The new connection's descriptor; below 0: errno says why there is none.
@@ -95,7 +106,6 @@ void Acceptor::pause(std::int64_t nUntilMs) noexcept {
 void Acceptor::resume(std::int64_t nNowMs) noexcept {
     const std::int64_t nUntilMs = m_nPausedUntilMs.load(std::memory_order_acquire);
     if (nUntilMs == s_knNotPaused || nNowMs < nUntilMs) return;
-    if (!hasRoom()) return;
     m_nPausedUntilMs.store(s_knNotPaused, std::memory_order_release);
     m_rPoller.armListener(m_tListener.getFd());
 }

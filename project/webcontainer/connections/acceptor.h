@@ -13,7 +13,7 @@
 namespace webcontainer {
 
 /// Takes the new connections of one listening socket in. One worker at a time does it, when the kernel
-/// reports the socket; when there is no room, nobody does until resume().
+/// reports the socket; when there is no room and none can be made, nobody does until resume().
 ///
 ///     construction --- start() --- stop() --- finish() until it says so
 class Acceptor {
@@ -29,7 +29,7 @@ public:
     /// Accepts who waits, but not for ever, and asks to be called again; leaves the new connections in the
     /// seat's batch.
     void acceptWaiting(WorkRoom& rRoom, WorkRoom::Seat& rSeat) noexcept;
-    /// To be called now and then by one thread: goes on accepting when there is room again.
+    /// To be called now and then by one thread: goes on accepting when there may be room again.
     void resume(std::int64_t nNowMs) noexcept;
     /// New clients are refused by the kernel from now on, or wait for the next server.
     void stop() noexcept;
@@ -45,6 +45,7 @@ private:
     static constexpr std::int64_t s_knComplaintIntervalMs = 10000;
 
     bool hasRoom() const noexcept { return m_rConnections.count() < m_rLimits.nMaxConnections; }
+    bool makeRoom() noexcept;
     int acceptOne() noexcept;
     bool handleError(int nError) noexcept;
     static bool isTimeFor(std::atomic<std::int64_t>& rnNextMs) noexcept;
@@ -57,7 +58,7 @@ private:
     Listener m_tListener;
     std::atomic<bool> m_bStopped{false};
     std::atomic<std::int64_t> m_nPausedUntilMs{s_knNotPaused};
-    std::atomic<std::int64_t> m_nNextComplaintMs{0};  ///< about descriptors and memory
+    std::atomic<std::int64_t> m_nNextComplaintMs{0};  ///< about descriptors, memory and room
     std::atomic<std::int64_t> m_nNextRefusalMs{0};    ///< about a client with too many connections
     std::int64_t m_nStoppedMs = 0;                    ///< when, on the monotonic clock
 };

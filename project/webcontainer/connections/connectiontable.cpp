@@ -152,6 +152,50 @@ void ConnectionTable::putBack(Connection& r) noexcept {
         arm(r);
 }
 
+/// On the monotonic clock; s_knNever: it has a request, or waits for something else.
+std::int64_t ConnectionTable::idleSince(const Connection& r) const noexcept {
+    const EPhase ePhase = r.ePhase.load(std::memory_order_relaxed);
+    if (ePhase != EPhase::kFresh && ePhase != EPhase::kIdle && ePhase != EPhase::kHead) return s_knNever;
+    return r.nDeadline.load(std::memory_order_relaxed) - timeoutOf(ePhase);
+}
+
+bool ConnectionTable::hasUnreadInput(const Connection& r) noexcept {
+    char c;
+    return ::recv(r.nFd, &c, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+}
+
+unsigned ConnectionTable::giveUpOldest() noexcept {
+    constexpr std::size_t nMost = 16;
+    std::array<std::pair<std::int64_t, Connection*>, nMost> tOldest;  // a heap, its youngest in front
+    const auto nWanted =
+        static_cast<std::ptrdiff_t>(std::clamp<std::size_t>(m_rLimits.nMaxConnections / nMost, 1, nMost));
+    auto itEnd = tOldest.begin();
+    forEachWaiting([&](Connection& r) {
+        const std::int64_t nSince = idleSince(r);
+        if (nSince == s_knNever) return;
+        if (itEnd - tOldest.begin() == nWanted) {
+            if (nSince >= tOldest.front().first) return;
+            std::pop_heap(tOldest.begin(), itEnd--);
+        }
+        *itEnd++ = {nSince, &r};
+        std::push_heap(tOldest.begin(), itEnd);
+    });
+    unsigned nClosed = 0;
+    for (auto it = tOldest.begin(); it != itEnd; ++it) {
+        Connection& r = *it->second;
+        if (!r.tOwnership.claim()) continue;
+        // It may have changed hands before the claim.
+        if (idleSince(r) == it->first && !hasUnreadInput(r)) {
+            close(r, false);
+            ++nClosed;
+            continue;
+        }
+        while (!park(r, r.ePhase.load(std::memory_order_relaxed)))
+            arm(r);
+    }
+    return nClosed;
+}
+
 void ConnectionTable::close(Connection& r, bool bReset) noexcept {
     const int nFd = r.nFd;
     if (bReset) setReset(nFd);

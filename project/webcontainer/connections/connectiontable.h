@@ -53,6 +53,12 @@ public:
     /// Owner only: ends the connection, with a reset instead of an orderly end if wanted.
     void close(Connection& r, bool bReset) noexcept;
 
+    /// Closes the connections that have waited longest without a request, at most a sixteenth of what there
+    /// may be and 16, and returns how many that were.
+    unsigned giveUpOldest() noexcept;
+    /// Owner only: whether the client has sent what nobody has read.
+    static bool hasUnreadInput(const Connection& r) noexcept;
+
     /// How many there have ever been.
     std::size_t countAll() const noexcept { return m_nAll.load(std::memory_order_relaxed); }
     /// How many have been kTooMany.
@@ -84,6 +90,7 @@ private:
     bool enterPoller(Connection& r) noexcept;
     void demandRate(Connection& r) noexcept;
     unsigned timeoutOf(EPhase ePhase) const noexcept;
+    std::int64_t idleSince(const Connection& r) const noexcept;
 
     Poller& m_rPoller;
     const Limits& m_rLimits;

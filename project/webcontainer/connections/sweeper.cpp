@@ -1,7 +1,6 @@
 #include "connections/sweeper.h"
 
 #include <poll.h>
-#include <sys/socket.h>
 
 #include <exception>
 
@@ -16,11 +15,6 @@ namespace {
 /// refuse clients.
 constexpr std::int64_t s_knFreshGraceMs = 500;
 constexpr Refusal s_tHeadTooSlow{408, "the request did not come in time"};
-
-bool hasUnreadInput(int nFd) {
-    char c;
-    return ::recv(nFd, &c, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
-}
 
 }  // namespace
 
@@ -57,7 +51,7 @@ void Sweeper::sweep(std::int64_t nNowMs) {
 
 /// What has arrived makes no client late, unless it is only to be dropped: all workers may be busy.
 bool Sweeper::waitsForWorker(const Connection& r) noexcept {
-    return r.ePhase.load(std::memory_order_relaxed) != EPhase::kLinger && hasUnreadInput(r.nFd);
+    return r.ePhase.load(std::memory_order_relaxed) != EPhase::kLinger && ConnectionTable::hasUnreadInput(r);
 }
 
 bool Sweeper::isDue(const Connection& r, std::int64_t nNowMs) const noexcept {

@@ -23,7 +23,7 @@ namespace webcontainer {
 namespace {
 
 /// Descriptors that are no connections: logs, libraries, what applications open.
-constexpr rlim_t s_knOtherDescriptors = 256;
+constexpr unsigned s_knOtherDescriptors = 256;
 constexpr char s_ksEnding[] = "ending: requests in flight are answered first";
 
 ConfigReader readConfiguration(const std::string& sFile) {
@@ -33,18 +33,24 @@ ConfigReader readConfiguration(const std::string& sFile) {
     return ConfigReader(hInstance);
 }
 
-/// Allows as many descriptors as the connections may need, or says that it could not.
-void raiseDescriptorLimit(const Limits& rLimits) {
+/// Allows as many descriptors as the connections may need. Where it must not, there are fewer connections:
+/// clients have half of the descriptors at least, the admin listener an eighth at most.
+void fitDescriptorLimit(Limits& rLimits, std::optional<AdminSettings>& rAdmin) {
+    unsigned nNone = 0;
+    unsigned& rnAdmin = rAdmin ? rAdmin->tOptions.tLimits.nMaxConnections : nNone;
+    const unsigned nReserved = s_knOtherDescriptors + rnAdmin;
+    const unsigned nNeeded = rLimits.nMaxConnections + nReserved;
     rlimit tLimit{};
-    if (::getrlimit(RLIMIT_NOFILE, &tLimit) != 0) return;
-    const rlim_t nNeeded = rLimits.nMaxConnections + s_knOtherDescriptors;
-    if (tLimit.rlim_cur >= nNeeded) return;
-    tLimit.rlim_cur = std::min(nNeeded, tLimit.rlim_max);
+    if (::getrlimit(RLIMIT_NOFILE, &tLimit) != 0 || tLimit.rlim_cur >= nNeeded) return;
+    tLimit.rlim_cur = std::min<rlim_t>(nNeeded, tLimit.rlim_max);
     ::setrlimit(RLIMIT_NOFILE, &tLimit);
-    if (tLimit.rlim_cur < nNeeded)
-        logText(kSevWarning, s_lsContainer,
-                "only " + std::to_string(tLimit.rlim_cur) +
-                    " descriptors are allowed, too few for MaxConnections; raise the limit (ulimit -n)");
+    const auto nAllowed = static_cast<unsigned>(tLimit.rlim_cur);
+    if (nAllowed >= nNeeded) return;
+    rLimits.nMaxConnections = std::max(nAllowed - std::min(nReserved, nAllowed / 2), 1u);
+    rnAdmin = std::min(rnAdmin, std::max(nAllowed / 8, 1u));
+    logText(kSevWarning, s_lsContainer,
+            "MaxConnections is lowered to " + std::to_string(rLimits.nMaxConnections) + ": only " +
+                std::to_string(nAllowed) + " descriptors are allowed; raise the limit (ulimit -n)");
 }
 
 std::unique_ptr<kiv::KIVHttpServer> makeServer(HttpApplication& rApplication, const ConfigReader& rReader) {
@@ -109,7 +115,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
     m_tLog.start();
     useHandedOver(tOptions, tHandedOver);
-    const std::optional<AdminSettings> tAdmin = readAdminSettings(tReader, tOptions.tListen);
+    std::optional<AdminSettings> tAdmin = readAdminSettings(tReader, tOptions.tListen);
     checkSettingValues(tReader);
     tOptions.fAlive = [this] {
         m_tManager.alive();
@@ -124,7 +130,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     m_pApplication = makeApplication(rCommandLine.sApplication);
     m_pServer = makeServer(*m_pApplication, tReader);
     m_pHandler = std::make_unique<ModuleHandler>(*m_pServer);
-    raiseDescriptorLimit(tOptions.tLimits);
+    fitDescriptorLimit(tOptions.tLimits, tAdmin);
     if (!tAccessLog.sFile.empty()) m_pAccessLog = std::make_unique<AccessLog>(tAccessLog);
     m_pContainer = std::make_unique<Container>(tOptions, *m_pHandler, m_pAccessLog.get());
     if (tAdmin)
@@ -185,17 +191,17 @@ void ServerProcess::reload() {
 void checkOnly(const CommandLine& rCommandLine) {
     const WarningsShown tWarnings;
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
-    const ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
+    ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
     const TrialOpening tLogTrial(getLogFile(tReader));
     checkLogSettings(tReader);
-    readAdminSettings(tReader, tOptions.tListen);
+    std::optional<AdminSettings> tAdmin = readAdminSettings(tReader, tOptions.tListen);
     checkSettingValues(tReader);
     loadMessages();
     applyFeatures(tReader);
     const std::unique_ptr<HttpApplication> pApplication = makeApplication(rCommandLine.sApplication);
     makeServer(*pApplication, tReader);
-    raiseDescriptorLimit(tOptions.tLimits);
+    fitDescriptorLimit(tOptions.tLimits, tAdmin);
     const TrialOpening tAccessLogTrial(tAccessLog.sFile);
     if (!tAccessLog.sFile.empty()) AccessLog{tAccessLog};
     std::cout << "webcontainer: " << rCommandLine.sConfig << " can be used" << std::endl;

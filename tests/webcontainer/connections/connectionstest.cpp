@@ -168,9 +168,10 @@ TEST(Connections, UrgentDataHidesNoRequest) {
         EXPECT_THAT(tClient.readResponse(), HasSubstr("ok")) << n;
 }
 
-TEST(Connections, ARequestThatWaitsForAWorkerIsNotLate) {
+TEST(Connections, ARequestThatWaitsForAWorkerIsNotLateNorInTheWay) {
     webcontainer::Limits tLimits = quickLimits();
     tLimits.nHeadTimeoutMs = tLimits.nIdleTimeoutMs = 50;
+    tLimits.nMaxConnections = 2;
     Server tServer(
         [](Request& r, Response& rResponse) {
             ::usleep(variable(r, "URL") == "/slow" ? 300000 : 0);
@@ -180,8 +181,11 @@ TEST(Connections, ARequestThatWaitsForAWorkerIsNotLate) {
     Client tSlow(tServer), tFresh(tServer);
     tSlow.send("GET /slow HTTP/1.1\r\nHost: h\r\n\r\n");
     ::usleep(10000);
+    Client tNew(tServer);  // there is no room for it
     tFresh.send(s_ksGet);
-    EXPECT_THAT(tFresh.readResponse(), HasSubstr("ok"));
+    tNew.send(s_ksGet);
+    for (Client* const p : {&tFresh, &tNew})
+        EXPECT_THAT(p->readResponse(), HasSubstr("ok"));
 }
 
 TEST(Connections, EveryPhaseHasItsDeadline) {

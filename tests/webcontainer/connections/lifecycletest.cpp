@@ -117,7 +117,8 @@ TEST(Drain, TellsClientsBeforeItRefusesThem) {
     EXPECT_TRUE(tDrained.get());
 }
 
-/// With room for one connection at a time, the others wait in the kernel when the drain begins.
+/// With room for one connection at a time, the others wait in the kernel when the drain begins: it is within
+/// a request.
 TEST(Drain, AnswersEverybodyWhoHasConnected) {
     for (const bool bUnix : {false, true}) {
         TemporaryDirectory tDirectory;
@@ -131,9 +132,12 @@ TEST(Drain, AnswersEverybodyWhoHasConnected) {
                 tClients.emplace_back(unixSocket<::connect>(sPath));
             else
                 tClients.emplace_back(tServer);
+            if (n == 0) tClients.front().send("POST / HTTP/1.1\r\nHost: h\r\nContent-Length: 1\r\n\r\n");
+            if (n == 0) std::this_thread::sleep_for(s_tMoment);
         }
         auto tDrained = std::async(std::launch::async, [&] { return tServer.m_tContainer.drain(-1); });
         std::this_thread::sleep_for(s_tMoment);
+        tClients.front().send("x");
         for (; !tClients.empty(); tClients.pop_front()) {
             tClients.front().send(s_ksGet);
             EXPECT_THAT(tClients.front().readAll(), EndsWith("done")) << bUnix;

@@ -79,6 +79,41 @@ TEST(Limits, DroppingWhatARefusedClientSendsIsBoundedInBytesAndTime) {
     }
 }
 
+TEST(Limits, AFullTableGivesUpTheOldestConnectionWithoutARequest) {
+    const std::string sGet = "GET / HTTP/1.1\r\nHost: h\r\n\r\n";
+    const std::string sHalfBody = "POST / HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\n\r\nx";
+    webcontainer::Limits tLimits = quickLimits();
+    tLimits.nMaxConnections = 3;
+    const auto letNotice = [] { ::usleep(20000); };
+    for (const std::string& sOlder : {std::string(), std::string("GET / HT"), sGet, sHalfBody}) {
+        Server tServer(echo, tLimits);
+        Client tBusy(tServer), tOlder(tServer);
+        tBusy.send(sHalfBody);
+        tOlder.send(sOlder);
+        if (sOlder == sGet) tOlder.readResponse();
+        letNotice();
+        Client tYounger(tServer);
+        letNotice();
+        Client tNew(tServer);
+        tNew.send(sGet);
+        EXPECT_THAT(tNew.readResponse(), HasSubstr("200 OK")) << sOlder;
+        Client& rGone = sOlder == sHalfBody ? tYounger : tOlder;
+        Client& rKept = sOlder == sHalfBody ? tOlder : tYounger;
+        EXPECT_EQ(rGone.readAll(), "") << sOlder;
+        tNew.send(sHalfBody);
+        if (sOlder != sHalfBody) rKept.send(sHalfBody);
+        letNotice();
+        Client tLast(tServer);
+        tLast.send(sGet);
+        EXPECT_FALSE(tLast.hasInput(50)) << "all others have requests";
+        for (Client* const p : {&tBusy, &rKept}) {
+            p->send("y");
+            EXPECT_THAT(p->readResponse(), EndsWith("xy")) << sOlder;
+        }
+        EXPECT_THAT(tLast.readResponse(), HasSubstr("200 OK")) << sOlder;
+    }
+}
+
 TEST(Limits, AClientHasOnlySoManyConnections) {
     webcontainer::Limits tLimits = quickLimits();
     tLimits.nMaxConnectionsPerClient = 2;

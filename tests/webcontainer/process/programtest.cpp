@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <csignal>
+#include <deque>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -31,8 +33,10 @@ webcontainer::SocketAddress readAddress(Program& rProgram, const std::string& sB
 
 /// The program, serving.
 struct RunningProgram {
-    explicit RunningProgram(const std::string& sConfig = s_ksAnyPort)
-        : m_tProgram({"--config", m_tDirectory.write("c.toml", sConfig), "--app", TEST_APPLICATION}),
+    explicit RunningProgram(
+        const std::string& sConfig = s_ksAnyPort, const std::function<void()>& fBeforeExec = [] {})
+        : m_tProgram({"--config", m_tDirectory.write("c.toml", sConfig), "--app", TEST_APPLICATION},
+                     fBeforeExec),
           m_tAddress(readAddress(m_tProgram, "webcontainer: serving http://")) {}
 
     TemporaryDirectory m_tDirectory;
@@ -63,6 +67,26 @@ TEST(Program, ServesUntilItIsTold) {
         t.m_tProgram.signal(nSignal);
         EXPECT_EQ(t.m_tProgram.wait(), 0) << t.m_tProgram.errors();
     }
+}
+
+TEST(Program, AnswersEverywhereThoughFewDescriptorsAreAllowed) {
+    RunningProgram t(s_ksAnyPort, [] {
+        const rlimit tFew{64, 64};
+        ::setrlimit(RLIMIT_NOFILE, &tFew);
+    });
+    const webcontainer::SocketAddress tAdmin = readAddress(t.m_tProgram, "webcontainer: status at http://");
+    std::deque<Client> tIdle;
+    for (int n = 0; n < 100; ++n) {
+        tIdle.emplace_back(t.m_tAddress);
+        tIdle.emplace_back(tAdmin).send("GET / HT");
+    }
+    EXPECT_THAT(ask(tAdmin, "GET /ready HTTP/1.0\r\n\r\n"), testing::EndsWith("ready"));
+    EXPECT_THAT(ask(t.m_tAddress, "GET / HTTP/1.0\r\n\r\n"), testing::EndsWith("hello"));
+    t.m_tProgram.signal(SIGTERM);
+    EXPECT_EQ(t.m_tProgram.wait(), 0);
+    const std::string sErrors = t.m_tProgram.errors();
+    EXPECT_THAT(sErrors, HasSubstr("MaxConnections is lowered to 32: only 64 descriptors are allowed"));
+    EXPECT_THAT(sErrors, testing::Not(HasSubstr("too many open files")));
 }
 
 TEST(Program, SaysInOneLineWhyItCannotStart) {
