@@ -7,6 +7,12 @@ target_compile_options(zq_flags INTERFACE
     -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 # g++ 12 takes some concatenations of std::string for overlapping copies (its bug 105329).
 target_compile_options(zq_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+# A release binds each library's calls of its own functions when it is linked: nobody puts others in their place.
+# Types and variables stay one for the process, so that exceptions and casts work across libraries.
+target_compile_options(zq_flags INTERFACE "$<$<CONFIG:Release>:-fno-semantic-interposition;-fno-plt>")
+# With more of it inlined, g++ 12 does not see that a reference count guards what is deleted.
+target_compile_options(zq_flags INTERFACE $<$<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>>:-Wno-use-after-free>)
+add_link_options($<$<CONFIG:Release>:-Wl,-Bsymbolic-functions>)
 target_include_directories(zq_flags INTERFACE ${CMAKE_SOURCE_DIR}/inc ${CMAKE_BINARY_DIR}/inc)
 if(ZQ_SANITIZE)
     target_compile_options(zq_flags INTERFACE -fsanitize=${ZQ_SANITIZE})
@@ -19,6 +25,14 @@ else()
     add_link_options(-Wl,--no-undefined)
 endif()
 add_link_options(-Wl,--as-needed)
+# script/pgo: a build that counts what is run, and the one that is laid out for it. Counters belong to all threads.
+if(ZQ_PROFILE STREQUAL "generate")
+    add_compile_options(-fprofile-generate -fprofile-update=atomic)
+    add_link_options(-fprofile-generate)
+elseif(ZQ_PROFILE STREQUAL "use")
+    # What the training has not run is optimised as without it.
+    add_compile_options(-fprofile-use -fprofile-partial-training -Wno-missing-profile)
+endif()
 
 # zq_host_library(NAME SOURCES ... LINKS ... SYSTEM ...): a shared library of the host, lib<NAME>.so.
 # LINKS are the floors below it; SYSTEM is what only its own sources see.
