@@ -5,7 +5,6 @@
 #include <atomic>
 #include <chrono>
 #include <deque>
-#include <thread>
 
 #include "testserver.h"
 #include "zq/foundation/inputstream.h"
@@ -241,39 +240,50 @@ TEST(Bodies, ASlowSenderIsCutOffByTheMinimumRate) {
 
 TEST(Bodies, SlowClientsHoldUpNobodyForLong) {
     const std::string sSender = post("Content-Length: 102\r\n", pattern(101));
-    const std::string sReader = "GET /endless HTTP/1.1\r\nHost: h\r\n\r\n" + declared("next");
+    const std::string sReader = "GET /endless HTTP/1.1\r\nHost: h\r\n\r\n";
     const struct {
         const std::string& sSlow;
         unsigned nSlow;
         unsigned nWorkers;
         unsigned nMostOfClient;
-        bool bInPeace;   ///< nobody waits for a worker but them
+        bool bInPeace;   ///< nobody else waits for a worker at first
         unsigned nHeld;  ///< workers, when somebody else has
     } tCases[] = {
-        {sSender, 30, 4, 0, false, 2}, {sSender, 8, 4, 1, false, 1}, {sSender, 2, 2, 2, true, 1},
-        {sSender, 1, 1, 0, true, 0},   {sReader, 1, 1, 0, true, 0},
+        {sSender, 30, 4, 0, false, 2}, {sSender, 8, 4, 1, false, 1}, {sSender, 1, 1, 0, false, 0},
+        {sSender, 2, 2, 2, true, 1},   {sSender, 1, 1, 0, true, 0},  {sReader, 1, 1, 0, true, 0},
     };
     for (const auto& r : tCases) {
         webcontainer::Limits tLimits = smallLimits();
         tLimits.nMaxWorkersPerClient = r.nMostOfClient;
         Server tServer(
             [](Request& rRequest, Response& rResponse) {
-                if (variable(rRequest, "URL") == "/") return answer(rResponse, readBody(rRequest));
+                const std::string sUrl = variable(rRequest, "URL");
+                if (sUrl == "/pause") ::usleep(100000);
+                if (sUrl != "/endless") return answer(rResponse, readBody(rRequest));
                 rResponse.commitHeaders();
                 while (rResponse.writeToBody("a piece", 7) == Response::kRCOK) {
                 }
             },
             tLimits, r.nWorkers);
         const auto countHeld = [&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(400));
+            ::usleep(400000);
             return tServer.m_tContainer.readStatistics().nInFlight;
         };
+        Client tOther(tServer, 0, "127.0.0.2"), tPause(tServer);
         std::deque<Client> tSlow;
         while (tSlow.size() < r.nSlow)
-            tSlow.emplace_back(tServer, 4096).send(r.sSlow);
-        EXPECT_TRUE(!r.bInPeace || countHeld() == r.nSlow) << r.nSlow << " of " << r.nWorkers;
+            tSlow.emplace_back(tServer, 4096);
+        ::usleep(20000);
+        if (!r.bInPeace) tPause.send("GET /pause HTTP/1.1\r\nHost: h\r\n\r\n");
+        ::usleep(20000);  // what comes now is found together
+        for (Client& rSlow : tSlow)
+            rSlow.send(r.sSlow);
+        if (r.bInPeace) {
+            ::usleep(20000);
+            if (&r.sSlow == &sReader) tSlow.back().send(declared("next"));
+            EXPECT_EQ(countHeld(), r.nSlow) << r.nSlow << " of " << r.nWorkers;
+        }
         const auto tStart = std::chrono::steady_clock::now();
-        Client tOther(tServer, 0, "127.0.0.2");
         tOther.send(declared("x"));
         EXPECT_THAT(tOther.readResponse(), testing::EndsWith("x"));
         EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::milliseconds(1500)) << r.nSlow;
