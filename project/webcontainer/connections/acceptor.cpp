@@ -44,10 +44,12 @@ void Acceptor::acceptWaiting(WorkRoom& rRoom, WorkRoom::Seat& rSeat) noexcept {
 bool Acceptor::makeRoom() noexcept {
     pollfd tPoll{m_tListener.getFd(), POLLIN, 0};
     if (hasRoom() || ::poll(&tPoll, 1, 0) <= 0) return true;
+    const bool bRoom = m_rConnections.giveUpOldest() != 0;
     if (isTimeFor(m_nNextComplaintMs))
         logText(kSevWarning, s_lsConnection,
-                "MaxConnections is reached: the oldest without a request make room for new ones");
-    return m_rConnections.giveUpOldest() != 0;
+                bRoom ? "MaxConnections is reached: the oldest without a request make room for new ones"
+                      : "clients have to wait: MaxConnections is reached, and all have requests");
+    return bRoom;
 }
 
 /// The new connection's descriptor; below 0: errno says why there is none.

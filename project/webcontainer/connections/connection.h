@@ -21,7 +21,8 @@
 //                  any deadline, or the client's end -----------------> closed <-----------'
 //
 // In kServing it belongs to a worker; in every other phase it waits in the poller and belongs to whoever
-// claims it first (Ownership): a worker with an event, or the sweeper when its deadline has passed.
+// claims it first (Ownership): a worker with an event, the sweeper when its deadline has passed, or an
+// acceptor that closes it to make room, as long as it has no request.
 
 namespace webcontainer {
 
