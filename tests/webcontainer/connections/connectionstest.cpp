@@ -170,7 +170,7 @@ TEST(Connections, UrgentDataHidesNoRequest) {
 
 TEST(Connections, ARequestThatWaitsForAWorkerIsNotLateNorInTheWay) {
     webcontainer::Limits tLimits = quickLimits();
-    tLimits.nHeadTimeoutMs = tLimits.nIdleTimeoutMs = 50;
+    tLimits.nHeadTimeoutMs = tLimits.nIdleTimeoutMs = 150;
     tLimits.nMaxConnections = 2;
     Server tServer(
         [](Request& r, Response& rResponse) {
@@ -179,6 +179,7 @@ TEST(Connections, ARequestThatWaitsForAWorkerIsNotLateNorInTheWay) {
         },
         tLimits, 1);
     Client tSlow(tServer), tFresh(tServer);
+    ::usleep(10000);
     tSlow.send("GET /slow HTTP/1.1\r\nHost: h\r\n\r\n");
     ::usleep(10000);
     Client tNew(tServer);  // there is no room for it

@@ -76,12 +76,13 @@ TEST(Program, AnswersEverywhereThoughFewDescriptorsAreAllowed) {
     });
     const webcontainer::SocketAddress tAdmin = readAddress(t.m_tProgram, "webcontainer: status at http://");
     std::deque<Client> tIdle;
-    for (int n = 0; n < 100; ++n) {
+    for (int n = 0; n < 50; ++n) {
         tIdle.emplace_back(t.m_tAddress);
         tIdle.emplace_back(tAdmin).send("GET / HT");
     }
     EXPECT_THAT(ask(tAdmin, "GET /ready HTTP/1.0\r\n\r\n"), testing::EndsWith("ready"));
     EXPECT_THAT(ask(t.m_tAddress, "GET / HTTP/1.0\r\n\r\n"), testing::EndsWith("hello"));
+    tIdle.clear();
     t.m_tProgram.signal(SIGTERM);
     EXPECT_EQ(t.m_tProgram.wait(), 0);
     const std::string sErrors = t.m_tProgram.errors();
