@@ -132,11 +132,10 @@ bool ConnectionTable::enterPoller(Connection& r) noexcept {
 void ConnectionTable::parkForTurn(Connection& r) noexcept {
     setPhase(r, EPhase::kTurn);
     if (!r.bPolled && !enterPoller(r)) return close(r, true);
-    const int nFd = r.nFd;
-    // What came meanwhile is read when its turn has come.
-    while (!r.tOwnership.release()) {
-    }
-    m_rPoller.enqueue(nFd);
+    // An event that has come already, this one or what the client has sent meanwhile, was for the owner.
+    do
+        m_rPoller.enqueue(r.nFd);
+    while (!r.tOwnership.release());
 }
 
 void ConnectionTable::arm(Connection& r) noexcept {
