@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/limits.h"
+#include "requests/servingrules.h"
 #include "sockets/listenaddress.h"
 #include "sockets/trustedproxies.h"
 
@@ -18,6 +19,7 @@ struct ContainerOptions {
     TrustedProxies tTrustedProxies;
     unsigned nWorkers = 1;
     Limits tLimits;
+    ServingRules tRules;
     /// Called by the thread that enforces the deadlines, after each time that it has done so: a sign of life.
     std::function<void()> fAlive = [] {};
 };

@@ -10,6 +10,7 @@
 #include "connections/slowpaths.h"
 #include "connections/workroom.h"
 #include "requests/requesthandler.h"
+#include "requests/servingrules.h"
 #include "sockets/slowclients.h"
 
 namespace webcontainer {
@@ -27,6 +28,7 @@ struct WorkerShared {
     RequestHandler& rHandler;
     SlowClients& rSlowClients;
     const Limits& rLimits;
+    const ServingRules& rRules;
     const std::atomic<bool>& rbAnnounced;  ///< responses are the last of their connections
     const std::atomic<bool>& rbDraining;   ///< connections without a request end
     AccessLog* pAccessLog;                 ///< null: there is none

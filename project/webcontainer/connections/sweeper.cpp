@@ -71,9 +71,15 @@ void Sweeper::end(Connection& r) noexcept {
         if (r.pInput) {
             ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr,
                                  nullptr);
-            RequestContext tContext{*r.pInput,     tSocket,     r.tEnds,
-                                    m_tLimits,     m_tBuffers,  m_tShared.rbAnnounced,
-                                    m_rStatistics, r.nArrivedUs};
+            RequestContext tContext{*r.pInput,
+                                    tSocket,
+                                    r.tEnds,
+                                    m_tLimits,
+                                    m_tShared.rRules,
+                                    m_tBuffers,
+                                    m_tShared.rbAnnounced,
+                                    m_rStatistics,
+                                    r.nArrivedUs};
             m_tRunner.refuse(tContext, r.pInput->isHeadComplete() ? s_tBodyTooSlow : s_tHeadTooSlow);
         }
     } catch (const std::exception& e) {

@@ -75,6 +75,7 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
                             tSocket,
                             rConnection.tEnds,
                             m_tShared.rLimits,
+                            m_tShared.rRules,
                             m_tBuffers,
                             m_tShared.rbAnnounced,
                             m_rStatistics,

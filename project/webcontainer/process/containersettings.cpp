@@ -29,6 +29,11 @@ const Setting s_tWorkers(
     numberSetting(L"WebContainer/Workers", "threads", 0, 0, 10000,
                   "they run requests, and each request holds one until it is answered; 0: 16 for each core",
                   "requests wait"));
+const Setting s_tHead(textSetting(
+    L"WebContainer/Head", L"on",
+    "whether a HEAD is answered with the head of what a GET would get: the application sees a GET, and its "
+    "body is not sent; `off`: HEAD is a method like any other, for which it answers 400",
+    L"on|off"));
 const std::list<Setting> s_tLimitSettings(std::begin(s_tLimitInfos), std::end(s_tLimitInfos));
 const Setting s_tFeatures(namesSetting(
     L"Features/*",
@@ -40,6 +45,10 @@ constexpr std::string_view s_ksFromManager = "systemd";
 constexpr char s_ksWriteAddress[] =
     "write one or more of the forms 127.0.0.1:8080, [::1]:8080 and unix:/run/web/web.sock, or systemd alone";
 constexpr unsigned s_knWorkersPerCore = 16;
+
+bool isOn(const Setting& rSetting, const ConfigReader& rReader) {
+    return rSetting.readChoice(rReader) == 0;
+}
 
 /// Returns what is wrong with a list of addresses, the element named, or nothing. No addresses: the sockets
 /// that the service manager hands over.
@@ -102,6 +111,7 @@ ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::st
     if (tOptions.nWorkers == 0)
         tOptions.nWorkers =
             std::min(s_knWorkersPerCore * std::thread::hardware_concurrency(), s_tWorkers.nMost);
+    tOptions.tRules.bHead = isOn(s_tHead, rReader);
     for (const LimitInfo& r : s_tLimitInfos)
         tOptions.tLimits.*r.pMember = r.readNumber(rReader);
     return tOptions;

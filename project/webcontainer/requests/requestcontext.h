@@ -13,6 +13,7 @@
 #include "requests/bodyreader.h"
 #include "requests/requestid.h"
 #include "requests/servervariables.h"
+#include "requests/servingrules.h"
 #include "sockets/clientsocket.h"
 
 // The life of a request, all of it on one worker:
@@ -45,6 +46,7 @@ struct RequestContext {
     ClientSocket& rSocket;
     const ConnectionEnds& rEnds;
     const Limits& rLimits;
+    const ServingRules& rRules;
     ResponseBuffers& rBuffers;
     const std::atomic<bool>& rbAnnounced;  ///< true: the response is the last of its connection
     WorkerStatistics& rStatistics;

@@ -22,9 +22,11 @@ void copy(std::string_view s, char* pBuffer) {
 RequestProvider::RequestProvider(RequestContext& rContext, BodyReader& rBody)
     : m_rInput(rContext.rInput),
       m_rBody(rBody),
-      m_tVariables(rContext.variables()) {}
+      m_tVariables(rContext.variables()),
+      m_bHeadIsGet(rContext.rRules.bHead && m_rInput.getHead().bHead) {}
 
 NarrowRefString RequestProvider::getMethod() {
+    if (m_bHeadIsGet) return "GET";
     return m_rInput.text(m_rInput.getHead().tMethod);
 }
 
