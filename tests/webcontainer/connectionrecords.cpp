@@ -41,6 +41,10 @@ void readLine(const std::string& sLine, ConnectionRecord& rRecord) {
         rRecord.sBytes += unescape(sText);
     else if (sLine[0] == '<')
         rRecord.tAnswers.push_back(unescape(sText));
+    else if (sLine == "% Head off")
+        rRecord.tMethods.bHead = false;
+    else if (sLine == "% MethodNotAllowed on")
+        rRecord.tMethods.bStrict = true;
     else if (sLine == "! open" || sLine == "! closed" || sLine == "! cut")
         rRecord.eEnd = sText == "open"     ? ConnectionRecord::EEnd::kOpen
                        : sText == "closed" ? ConnectionRecord::EEnd::kClosed

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "http/methodrules.h"
+
 namespace test {
 
 /// What a client sends over one connection and what must come of it, as tests/data/connections/README.md
@@ -14,6 +16,7 @@ struct ConnectionRecord {
     std::string sBytes;
     std::vector<std::string> tAnswers;
     EEnd eEnd = EEnd::kOpen;
+    webcontainer::MethodRules tMethods{};
 };
 
 /// All records of a folder's files. Throws for what it cannot read.

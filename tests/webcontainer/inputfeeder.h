@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "http/methodrules.h"
 #include "http/requestinput.h"
 #include "requests/servervariables.h"
 
@@ -29,8 +30,10 @@ std::string describeRequest(Lookup fVariable, const std::string& sBody) {
 /// running request would, so that the outcome must be the same for all divisions.
 class InputFeeder {
 public:
-    explicit InputFeeder(const webcontainer::Limits& rLimits = webcontainer::Limits())
+    explicit InputFeeder(const webcontainer::Limits& rLimits = webcontainer::Limits(),
+                         const webcontainer::MethodRules& rMethods = {})
         : m_tLimits(rLimits),
+          m_tMethods(rMethods),
           m_pInput(std::make_unique<webcontainer::RequestInput>(m_tLimits, 0)) {}
     InputFeeder(const InputFeeder&) = delete;
     InputFeeder& operator=(const InputFeeder&) = delete;
@@ -82,7 +85,13 @@ private:
             std::string_view sValue;
             return tVariables.find(pName, sValue, tStorage) ? std::string(sValue) : "<none>";
         };
-        m_tAnswers.push_back("200 " + describeRequest(lookUp, m_sBody));
+        const auto& rHead = m_pInput->getHead();
+        const auto tOwn = webcontainer::judgeMethod(m_pInput->text(rHead.tMethod),
+                                                    m_pInput->text(rHead.tTarget), m_tMethods);
+        std::string sAnswer =
+            tOwn.nStatus == 0 ? "200 " + describeRequest(lookUp, m_sBody) : std::to_string(tOwn.nStatus);
+        if (tOwn.nStatus == 200 || tOwn.nStatus == 405) sAnswer.append(" ").append(m_tMethods.getAllowed());
+        m_tAnswers.push_back(std::move(sAnswer));
         m_bClosed = !m_pInput->getHead().bKeepAlive;
         m_sBody.clear();
         m_bRunning = false;
@@ -90,6 +99,7 @@ private:
     }
 
     const webcontainer::Limits m_tLimits;
+    const webcontainer::MethodRules m_tMethods;
     std::unique_ptr<webcontainer::RequestInput> m_pInput;
     webcontainer::ConnectionEnds m_tEnds;
     webcontainer::RequestId m_tId{};

@@ -34,6 +34,12 @@ const Setting s_tHead(textSetting(
     "whether a HEAD is answered with the head of what a GET would get: the application sees a GET, and its "
     "body is not sent; `off`: HEAD is a method like any other, for which it answers 400",
     L"on|off"));
+const Setting s_tMethodNotAllowed(textSetting(
+    L"WebContainer/MethodNotAllowed", L"off",
+    "whether methods other than GET, HEAD and POST are answered before the application sees them: 405 with "
+    "the field Allow for those that HTTP defines, 501 for others; `off`: it answers 400. `OPTIONS *` is "
+    "answered in either case",
+    L"on|off"));
 const std::list<Setting> s_tLimitSettings(std::begin(s_tLimitInfos), std::end(s_tLimitInfos));
 const Setting s_tFeatures(namesSetting(
     L"Features/*",
@@ -111,7 +117,7 @@ ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::st
     if (tOptions.nWorkers == 0)
         tOptions.nWorkers =
             std::min(s_knWorkersPerCore * std::thread::hardware_concurrency(), s_tWorkers.nMost);
-    tOptions.tRules.bHead = isOn(s_tHead, rReader);
+    tOptions.tRules.tMethods = {isOn(s_tHead, rReader), isOn(s_tMethodNotAllowed, rReader)};
     for (const LimitInfo& r : s_tLimitInfos)
         tOptions.tLimits.*r.pMember = r.readNumber(rReader);
     return tOptions;

@@ -25,7 +25,8 @@
 //           the response: the head is held back ... first bytes: both sent with one call ... endResponse()
 //       it ended ........ kKeep: the next request | kLinger: what still comes is dropped
 //       it was cut off .. kAbort: a reset, so that the client can tell
-//       it was refused .. RequestRunner::refuse() answers in the application's place, then kLinger
+//       it was refused .. RequestRunner::refuse() answers in the application's place, then kLinger, or kKeep
+//                         when only its method was not the application's
 
 namespace webcontainer {
 
@@ -64,6 +65,10 @@ struct RequestContext {
     ServerVariables variables() { return {rInput, rEnds, tOrigin, tId}; }
     /// For log entries: "GET /path from 127.0.0.1:40000 (request 0af7651916cd43dd8448eb211c80319c)".
     std::string describe();
+    /// Whether the connection can serve another request behind this one, once its body has been received.
+    bool keepsConnection() const noexcept {
+        return rInput.getHead().bKeepAlive && !bLastRequest && !rbAnnounced.load(std::memory_order_relaxed);
+    }
     Patience patience() const noexcept {
         return {{rLimits.nMinimumBytesPerSecond, rLimits.nRateGraceMs}, rLimits.nWriteTimeoutMs, nDeadline};
     }

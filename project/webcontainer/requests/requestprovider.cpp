@@ -23,7 +23,7 @@ RequestProvider::RequestProvider(RequestContext& rContext, BodyReader& rBody)
     : m_rInput(rContext.rInput),
       m_rBody(rBody),
       m_tVariables(rContext.variables()),
-      m_bHeadIsGet(rContext.rRules.bHead && m_rInput.getHead().bHead) {}
+      m_bHeadIsGet(rContext.rRules.tMethods.bHead && m_rInput.getHead().bHead) {}
 
 NarrowRefString RequestProvider::getMethod() {
     if (m_bHeadIsGet) return "GET";

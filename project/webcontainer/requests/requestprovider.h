@@ -10,7 +10,7 @@ namespace webcontainer {
 
 /// A request as it was received: copies nothing before it is asked. Method and query are handed out where
 /// they were received; header names keep their letter case. Only the method HEAD can turn into GET, see
-/// ServingRules: what makes the response need not know that its body stays here (RFC 9110 section 9.3.2).
+/// MethodRules: what makes the response need not know that its body stays here (RFC 9110 section 9.3.2).
 class RequestProvider final : public kiv::HttpRequestProvider {
 public:
     /// The context's input must be settled; both must outlive the provider.
@@ -34,7 +34,7 @@ private:
     RequestInput& m_rInput;
     BodyReader& m_rBody;
     ServerVariables m_tVariables;
-    const bool m_bHeadIsGet;
+    const bool m_bHeadIsGet;  ///< see MethodRules
     char m_cNoQuery = '\0';
 };
 

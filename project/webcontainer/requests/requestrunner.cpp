@@ -49,6 +49,10 @@ EOutcome RequestRunner::serve(RequestContext& rContext) {
     rContext.rInput.settle();
     rContext.nDeadline = deadlineAfter(m_rHandler.getResponseTimeoutMilliSeconds());
     BodyReader tBody(rContext.rInput, rContext.rSocket, rContext.rLimits);
+    const RequestHead& rHead = rContext.rInput.getHead();
+    const Refusal tOwn = judgeMethod(rContext.rInput.text(rHead.tMethod), rContext.rInput.text(rHead.tTarget),
+                                     rContext.rRules.tMethods);
+    if (tOwn.nStatus != 0) return refuse(rContext, tOwn, rContext.keepsConnection() && tBody.finish());
     RequestProvider tRequest(rContext, tBody);
     ResponseProvider tResponse(rContext, tBody);
     const Failure tFailure = process(tRequest, tResponse);
@@ -57,7 +61,7 @@ EOutcome RequestRunner::serve(RequestContext& rContext) {
     if (tFailure.tAnswer.nStatus != 0 && !bClientDead) logFailure(rContext, tFailure);
     if (tResponse.isEnded()) return tResponse.keepsConnection() ? EOutcome::kKeep : EOutcome::kLinger;
     if (bClientDead || tResponse.isHeadOut()) return EOutcome::kAbort;
-    return answer(rContext, tFailure.tAnswer.nStatus != 0 ? tFailure.tAnswer : s_tInternalError);
+    return answer(rContext, tFailure.tAnswer.nStatus != 0 ? tFailure.tAnswer : s_tInternalError, false);
 }
 
 RequestRunner::Failure RequestRunner::process(kiv::HttpRequestProvider& rRequest,
@@ -97,30 +101,40 @@ void RequestRunner::logFailure(RequestContext& rContext, const Failure& rFailure
 
 EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal) {
     RequestWatch tWatch(rContext);
-    rContext.rStatistics.countRefused();
     rContext.nDeadline = std::numeric_limits<std::int64_t>::max();
-    logFailure(rContext, {rRefusal, rRefusal.pReason, kSevInfo});
-    const EOutcome eOutcome = answer(rContext, rRefusal);
+    const EOutcome eOutcome = refuse(rContext, rRefusal, false);
     if (eOutcome != EOutcome::kAbort) tWatch.setWhole();
     return eOutcome;
 }
 
-EOutcome RequestRunner::answer(RequestContext& rContext, const Refusal& rRefusal) {
+EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal, bool bKeep) {
+    rContext.rStatistics.countRefused();
+    if (rRefusal.nStatus >= 400) logFailure(rContext, {rRefusal, rRefusal.pReason, kSevInfo});
+    return answer(rContext, rRefusal, bKeep);
+}
+
+EOutcome RequestRunner::answer(RequestContext& rContext, const Refusal& rRefusal, bool bKeep) {
     ResponseBuffers& rBuffers = rContext.rBuffers;
     NarrowStringBuffer tText;
-    appendAnswerText(tText, rRefusal);
     rBuffers.tHead.clear();
-    rBuffers.tHead.addField("Content-Type", "text/plain; charset=utf-8");
+    if (rRefusal.nStatus == 200 || rRefusal.nStatus == 405)
+        rBuffers.tHead.addField("Allow", rContext.rRules.tMethods.getAllowed());
+    if (rRefusal.nStatus != 200) {
+        appendAnswerText(tText, rRefusal);
+        rBuffers.tHead.addField("Content-Type", "text/plain; charset=utf-8");
+    }
     rBuffers.tWire.clear();
+    const bool bSayKeep = rContext.rInput.getHead().eVersion == EVersion::k10;
     rBuffers.tHead.append(rBuffers.tWire,
-                          {rRefusal.nStatus, EResponseFraming::kLength, tText.length(), false},
+                          {rRefusal.nStatus, EResponseFraming::kLength, tText.length(), bKeep, bSayKeep},
                           rBuffers.tDate.now());
     if (!rContext.rInput.getHead().bHead) rBuffers.tWire.append(tText.view());
     iovec tPiece{const_cast<char*>(rBuffers.tWire.data()), rBuffers.tWire.length()};
     Patience tPatience = rContext.patience();
     tPatience.nDeadline = std::numeric_limits<std::int64_t>::max();
     const bool bSent = rContext.send({&tPiece, 1}, tPatience, rRefusal.nStatus) == ClientSocket::ESent::kSent;
-    return bSent ? EOutcome::kLinger : EOutcome::kAbort;
+    if (!bSent) return EOutcome::kAbort;
+    return bKeep ? EOutcome::kKeep : EOutcome::kLinger;
 }
 
 }  // namespace webcontainer

@@ -24,7 +24,8 @@ public:
     /// rHandler must outlive the runner.
     explicit RequestRunner(RequestHandler& rHandler) noexcept : m_rHandler(rHandler) {}
 
-    /// Runs the request that the context's input is ready with; sets the context's deadline.
+    /// Runs the request that the context's input is ready with, if its method is the handler's; sets the
+    /// context's deadline.
     EOutcome run(RequestContext& rContext);
     /// Answers a request that is not run.
     EOutcome refuse(RequestContext& rContext, const Refusal& rRefusal);
@@ -41,7 +42,8 @@ private:
     Failure classify(const Exception& rException) const;
     void logFailure(RequestContext& rContext, const Failure& rFailure) const;
     EOutcome serve(RequestContext& rContext);
-    EOutcome answer(RequestContext& rContext, const Refusal& rRefusal);
+    EOutcome refuse(RequestContext& rContext, const Refusal& rRefusal, bool bKeep);
+    EOutcome answer(RequestContext& rContext, const Refusal& rRefusal, bool bKeep);
 
     RequestHandler& m_rHandler;
 };

@@ -169,16 +169,14 @@ bool ResponseProvider::needsErrorPage(std::size_t nBytes) const noexcept {
 }
 
 void ResponseProvider::beginHead(std::size_t nBytes, bool bFinal) {
-    const RequestHead& rRequest = m_rContext.rInput.getHead();
     if (bFinal && !m_bLengthKnown) setContentLength(nBytes);
     if (isBodyless(m_tLine.nStatus)) m_tLine.nLength = 0;
     m_tLine.eFraming = chooseFraming(m_bLengthKnown);
     // What is left of the body may be dropped only when the application cannot ask for it any more.
     const bool bBodyReceived = bFinal ? m_rBody.finish() : m_rContext.rInput.isBodyReceived();
-    m_tLine.bKeepAlive = rRequest.bKeepAlive && bBodyReceived &&
-                         m_tLine.eFraming != EResponseFraming::kUntilClose && !m_rContext.bLastRequest &&
-                         !m_rContext.rbAnnounced.load(std::memory_order_relaxed);
-    m_tLine.bSayKeepAlive = rRequest.eVersion == EVersion::k10;
+    m_tLine.bKeepAlive =
+        bBodyReceived && m_tLine.eFraming != EResponseFraming::kUntilClose && m_rContext.keepsConnection();
+    m_tLine.bSayKeepAlive = m_rContext.rInput.getHead().eVersion == EVersion::k10;
     m_rContext.rBuffers.tHead.append(m_rContext.rBuffers.tWire, m_tLine, m_rContext.rBuffers.tDate.now());
 }
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <map>
 
 #include "connectionrecords.h"
 #include "inputfeeder.h"
@@ -37,7 +37,7 @@ std::vector<std::string> expectedAnswers(const ConnectionRecord& r) {
 }
 
 void checkPieces(const ConnectionRecord& r, std::size_t nFirst, std::size_t nRest) {
-    InputFeeder tFeeder;
+    InputFeeder tFeeder(webcontainer::Limits(), r.tMethods);
     tFeeder.feed(r.sBytes.substr(0, nFirst));
     for (std::size_t n = nFirst; n < r.sBytes.size(); n += nRest) {
         tFeeder.park();
@@ -68,18 +68,31 @@ TEST(Replay, AnotherParserReadsTheSame) {
                 EXPECT_TRUE(agree(std::string_view(r.sBytes).substr(n + (n != 0)), nPiece, {})) << r.sTitle;
 }
 
-/// The answers in what a server sent: the status, and with 200 the body; at the end what is none. Only a
-/// client that asked for the connection's end and goes on sending may be reset.
-std::vector<std::string> parseAnswers(std::string sAll, bool bHead) {
+/// The value of a field, or nothing.
+std::string fieldOf(const std::string& sHead, const std::string& sName) {
+    const std::size_t n = sHead.find("\r\n" + sName + ": ");
+    return n == std::string::npos
+               ? ""
+               : sHead.substr(n + sName.size() + 4, sHead.find('\r', n + 2) - n - sName.size() - 4);
+}
+
+/// The answers in what a server sent: the status, and with 200 the body, or what stands in its place where
+/// there is none; at the end what is none. Only a client that asked for the connection's end and goes on
+/// sending may be reset.
+std::vector<std::string> parseAnswers(std::string sAll) {
     std::vector<std::string> tAnswers;
     while (sAll.starts_with("HTTP/1.1 ")) {
         const std::string sStatus = sAll.substr(9, 3);
         const std::string sHead = sAll.substr(0, sAll.find("\r\n\r\n") + 4);
-        const std::size_t nLength = sHead.find("Content-Length: ");
-        const std::size_t nBody =
-            bHead || nLength == std::string::npos ? 0 : std::stoul(sHead.substr(nLength + 16));
-        if (sStatus == "200") tAnswers.push_back("200 " + sAll.substr(sHead.size(), nBody));
-        if (sStatus > "200") tAnswers.push_back(sStatus);
+        const std::string sSaw = fieldOf(sHead, "Saw"), sAllow = fieldOf(sHead, "Allow");
+        const std::string sLength = sSaw.empty() ? fieldOf(sHead, "Content-Length") : "";
+        const std::size_t nBody = sLength.empty() ? 0 : std::stoul(sLength);
+        std::string sAnswer = sStatus;
+        if (!sSaw.empty() || !sAllow.empty())
+            sAnswer += " " + sSaw + sAllow;
+        else if (sStatus == "200")
+            sAnswer += " " + sAll.substr(sHead.size(), nBody);
+        if (sStatus >= "200") tAnswers.push_back(sAnswer);
         sAll.erase(0, sHead.size() + nBody);
         if (sStatus == "200" && sHead.find("Connection: close") != std::string::npos && sAll == "<reset>")
             sAll = "";
@@ -91,7 +104,7 @@ std::vector<std::string> parseAnswers(std::string sAll, bool bHead) {
 class Player {
 public:
     void play(const ConnectionRecord& r, std::size_t nFirst, std::size_t nRest) {
-        Client tClient(m_tServer);
+        Client tClient(server(r.tMethods));
         tClient.send(r.sBytes.substr(0, nFirst));
         for (std::size_t n = nFirst; n < r.sBytes.size(); n += nRest)
             tClient.send(r.sBytes.substr(n, nRest));
@@ -99,15 +112,24 @@ public:
             tClient.finish();
         else
             tClient.send(s_ksProbe);
-        ASSERT_EQ(parseAnswers(tClient.readAll(), r.sBytes.starts_with("HEAD ")), expectedAnswers(r))
-            << r.sTitle << " cut at " << nFirst;
+        ASSERT_EQ(parseAnswers(tClient.readAll()), expectedAnswers(r)) << r.sTitle << " cut at " << nFirst;
     }
 
 private:
-    Server m_tServer{[](Request& r, Response& rResponse) {
+    static void describe(Request& r, Response& rResponse) {
         const std::string sBody = readBody(r);
-        answer(rResponse, describeRequest([&](const char* pName) { return variable(r, pName); }, sBody));
-    }};
+        const std::string sSaw =
+            describeRequest([&](const char* pName) { return variable(r, pName); }, sBody);
+        if (sSaw.starts_with("HEAD ")) rResponse.addHeader("Saw", 3, sSaw.data(), sSaw.size());
+        answer(rResponse, sSaw);
+    }
+    const Server& server(const webcontainer::MethodRules& r) {
+        webcontainer::ContainerOptions tOptions = localOptions();
+        tOptions.tRules.tMethods = r;
+        return m_tServers.try_emplace({r.bHead, r.bStrict}, describe, tOptions).first->second;
+    }
+
+    std::map<std::pair<bool, bool>, Server> m_tServers;
 };
 
 TEST(Replay, AContainerAnswersAsRecorded) {
