@@ -144,6 +144,11 @@ std::string ask(const webcontainer::SocketAddress& rServer, std::string_view sRe
     return tClient.readAll();
 }
 
+std::string bodyOf(const std::string& sResponse) {
+    if (sResponse == "<silence>") return sResponse;
+    return sResponse.starts_with("HTTP") ? sResponse.substr(sResponse.find("\r\n\r\n") + 4) : std::string();
+}
+
 std::string withoutDates(std::string sResponses) {
     for (std::size_t n; (n = sResponses.find("Date: ")) != std::string::npos;)
         sResponses.erase(n, sResponses.find("\r\n", n) + 2 - n);

@@ -98,6 +98,8 @@ private:
 
 /// Sends, ends our side, and returns all that came.
 std::string ask(const webcontainer::SocketAddress& rServer, std::string_view sRequest);
+/// What follows the head; empty when the connection was closed without an answer.
+std::string bodyOf(const std::string& sResponse);
 /// Responses without their Date fields.
 std::string withoutDates(std::string sResponses);
 /// A body of known length as the module would send it.

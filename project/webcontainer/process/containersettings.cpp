@@ -40,6 +40,12 @@ const Setting s_tMethodNotAllowed(textSetting(
     "the field Allow for those that HTTP defines, 501 for others; `off`: it answers 400. `OPTIONS *` is "
     "answered in either case",
     L"on|off"));
+const Setting s_tErrorPages(textSetting(
+    L"WebContainer/ErrorPages", L"",
+    "a folder of pages for what the server answers itself to clients that ask for HTML: `404.html` and the "
+    "like, `4xx.html` and `5xx.html` for the other statuses, each up to 64 KiB; in them `%{status}`, "
+    "`%{title}`, `%{reason}` and `%{id}` are filled in; read at the start and at SIGHUP; empty: the built-in "
+    "page"));
 const std::list<Setting> s_tLimitSettings(std::begin(s_tLimitInfos), std::end(s_tLimitInfos));
 const Setting s_tFeatures(namesSetting(
     L"Features/*",
@@ -118,6 +124,7 @@ ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::st
         tOptions.nWorkers =
             std::min(s_knWorkersPerCore * std::thread::hardware_concurrency(), s_tWorkers.nMost);
     tOptions.tRules.tMethods = {isOn(s_tHead, rReader), isOn(s_tMethodNotAllowed, rReader)};
+    tOptions.tRules.pErrorPages = std::make_shared<ErrorPages>(toUtf8(s_tErrorPages.readText(rReader)));
     for (const LimitInfo& r : s_tLimitInfos)
         tOptions.tLimits.*r.pMember = r.readNumber(rReader);
     return tOptions;

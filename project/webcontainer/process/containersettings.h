@@ -9,7 +9,7 @@ namespace webcontainer {
 
 /// Reads what the front end takes from the configuration, once, at start-up. sListen, when not empty, takes
 /// the place of WebContainer/Listen. Throws ConfigError about a value that cannot be used, StartError about
-/// sListen.
+/// sListen and the error pages.
 ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::string& sListen);
 
 /// Makes the configured features the global table of responses. Before the first request only.

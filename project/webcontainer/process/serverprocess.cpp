@@ -112,6 +112,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     const std::vector<HandedOverSocket> tHandedOver = takeHandedOverSockets();
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
+    m_pErrorPages = tOptions.tRules.pErrorPages;
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
     m_tLog.start();
     useHandedOver(tOptions, tHandedOver);
@@ -184,6 +185,11 @@ void ServerProcess::reload() {
     } catch (const Exception& e) {
         ConfigReader::setGlobalInstance(hBefore);
         logText(kSevError, s_lsContainer, "the configuration is kept as it was: " + describe(e));
+    }
+    try {
+        m_pErrorPages->readAgain();
+    } catch (const Exception& e) {
+        logText(kSevError, s_lsContainer, "the error pages are kept as they were: " + describe(e));
     }
     sayReady();
 }

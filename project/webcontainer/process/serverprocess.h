@@ -39,6 +39,7 @@ private:
     std::unique_ptr<HttpApplication> m_pApplication;
     std::unique_ptr<kiv::KIVHttpServer> m_pServer;
     std::unique_ptr<ModuleHandler> m_pHandler;
+    std::shared_ptr<ErrorPages> m_pErrorPages;
     std::unique_ptr<AccessLog> m_pAccessLog;  ///< null: not wanted
     std::unique_ptr<Container> m_pContainer;
     std::unique_ptr<AdminServer> m_pAdmin;  ///< null: not wanted

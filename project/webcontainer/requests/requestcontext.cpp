@@ -10,6 +10,15 @@ ClientSocket::ESent RequestContext::send(std::span<iovec> tPieces, Patience& rPa
     return eSent;
 }
 
+std::string_view RequestContext::tellError(NarrowStringBufferBase& rBody, unsigned nErrorStatus,
+                                           std::string_view sReason) {
+    const std::string_view sType =
+        rRules.pErrorPages->append(rBody, rInput, {nErrorStatus, sReason, tId.get(rInput)});
+    rBuffers.tHead.addField("Content-Type", sType);
+    rBuffers.tHead.addField("Vary", "Accept");
+    return rBody.view();
+}
+
 std::string RequestContext::describe() {
     std::string sText;
     if (rInput.isHeadComplete()) {

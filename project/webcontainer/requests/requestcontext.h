@@ -63,6 +63,10 @@ struct RequestContext {
     ClientSocket::ESent send(std::span<iovec> tPieces, Patience& rPatience, unsigned nResponseStatus);
     /// Valid as long as the context.
     ServerVariables variables() { return {rInput, rEnds, tOrigin, tId}; }
+    /// Makes the rest of a response that tells of an error: its body at the end of rBody, which is returned,
+    /// and the fields about it. sReason: see ErrorNotice.
+    std::string_view tellError(NarrowStringBufferBase& rBody, unsigned nErrorStatus,
+                               std::string_view sReason);
     /// For log entries: "GET /path from 127.0.0.1:40000 (request 0af7651916cd43dd8448eb211c80319c)".
     std::string describe();
     /// Whether the connection can serve another request behind this one, once its body has been received.

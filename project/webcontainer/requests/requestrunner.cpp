@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "base/monotonicclock.h"
-#include "http/reasonphrase.h"
 #include "log/containerlog.h"
 #include "requests/bodyerror.h"
 #include "requests/requestprovider.h"
@@ -24,16 +23,6 @@ constexpr Refusal s_tInternalError{500, "the server failed"};
 std::int64_t deadlineAfter(std::size_t nTimeoutMs) {
     if (nTimeoutMs == 0) return std::numeric_limits<std::int64_t>::max();
     return monotonicMs() + static_cast<std::int64_t>(nTimeoutMs);
-}
-
-/// "400 Bad Request: no Host field".
-void appendAnswerText(NarrowStringBufferBase& rBuffer, const Refusal& r) {
-    appendDecimal(rBuffer, r.nStatus);
-    rBuffer.append(' ');
-    rBuffer.append(getReasonPhrase(r.nStatus));
-    rBuffer.append(": ");
-    rBuffer.append(r.pReason);
-    rBuffer.append('\n');
 }
 
 }  // namespace
@@ -115,20 +104,20 @@ EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal
 
 EOutcome RequestRunner::answer(RequestContext& rContext, const Refusal& rRefusal, bool bKeep) {
     ResponseBuffers& rBuffers = rContext.rBuffers;
-    NarrowStringBuffer tText;
+    NarrowStringBuffer tBody;
     rBuffers.tHead.clear();
     if (rRefusal.nStatus == 200 || rRefusal.nStatus == 405)
         rBuffers.tHead.addField("Allow", rContext.rRules.tMethods.getAllowed());
     if (rRefusal.nStatus != 200) {
-        appendAnswerText(tText, rRefusal);
-        rBuffers.tHead.addField("Content-Type", "text/plain; charset=utf-8");
+        rContext.tellError(tBody, rRefusal.nStatus, rRefusal.pReason);
+        rBuffers.tHead.addField("Cache-Control", "no-store");
     }
     rBuffers.tWire.clear();
     const bool bSayKeep = rContext.rInput.getHead().eVersion == EVersion::k10;
     rBuffers.tHead.append(rBuffers.tWire,
-                          {rRefusal.nStatus, EResponseFraming::kLength, tText.length(), bKeep, bSayKeep},
+                          {rRefusal.nStatus, EResponseFraming::kLength, tBody.length(), bKeep, bSayKeep},
                           rBuffers.tDate.now());
-    if (!rContext.rInput.getHead().bHead) rBuffers.tWire.append(tText.view());
+    if (!rContext.rInput.getHead().bHead) rBuffers.tWire.append(tBody.view());
     iovec tPiece{const_cast<char*>(rBuffers.tWire.data()), rBuffers.tWire.length()};
     Patience tPatience = rContext.patience();
     tPatience.nDeadline = std::numeric_limits<std::int64_t>::max();

@@ -3,7 +3,6 @@
 #include <charconv>
 
 #include "base/monotonicclock.h"
-#include "http/errorpage.h"
 #include "http/reasonphrase.h"
 #include "log/containerlog.h"
 
@@ -89,11 +88,10 @@ ResponseProvider::EResponseCode ResponseProvider::endResponse(const void* pData,
     const std::string_view sBytes(static_cast<const char*>(pData), nLength);
     if (m_eState != EState::kHeld || !needsErrorPage(nLength)) return transmit(sBytes, true);
     NarrowStringBuffer tPage;
-    appendErrorPage(tPage, m_tLine.nStatus);
     m_rContext.rBuffers.tHead.removeBodyFields();
-    m_rContext.rBuffers.tHead.addField("Content-Type", s_ksErrorPageType);
-    setContentLength(tPage.length());
-    return transmit(tPage.view(), true);
+    const std::string_view sPage = m_rContext.tellError(tPage, m_tLine.nStatus, {});
+    setContentLength(sPage.size());
+    return transmit(sPage, true);
 }
 
 ResponseProvider::EResponseCode ResponseProvider::transmit(std::string_view sBytes, bool bFinal) {

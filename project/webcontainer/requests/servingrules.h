@@ -1,12 +1,18 @@
 #pragma once
 
+#include <memory>
+#include <string>
+
 #include "http/methodrules.h"
+#include "requests/errorpages.h"
 
 namespace webcontainer {
 
-/// What the front end does by itself for its clients, beyond its limits. Constant while it serves.
+/// What the front end does by itself for its clients, beyond its limits. Constant while it serves, but for
+/// the pages, which lock themselves.
 struct ServingRules {
     MethodRules tMethods;
+    std::shared_ptr<ErrorPages> pErrorPages = std::make_shared<ErrorPages>(std::string());  ///< never null
 };
 
 }  // namespace webcontainer

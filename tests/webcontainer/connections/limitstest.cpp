@@ -32,7 +32,9 @@ TEST(Limits, TheLastRequestOfAConnectionIsAnsweredAndSaysSo) {
 TEST(Limits, WhoeverIsRefusedWhileSendingCanReadTheAnswer) {
     webcontainer::Limits tLimits = quickLimits();
     tLimits.nLingerTimeoutMs = webcontainer::Limits().nLingerTimeoutMs;
-    Server tServer([](Request&, Response&) { throw Exception(GDString(L"limit")); }, tLimits);
+    webcontainer::ContainerOptions tOptions = localOptions(tLimits);
+    tOptions.tRules.tMethods.bStrict = true;
+    Server tServer([](Request&, Response&) { throw Exception(GDString(L"limit")); }, tOptions);
     tServer.m_tHandler.m_fIsBodyLimit = [](const Exception&) { return true; };
     const std::string sPost = "POST / HTTP/1.1\r\nHost: h\r\n";
     const struct {
@@ -46,6 +48,8 @@ TEST(Limits, WhoeverIsRefusedWhileSendingCanReadTheAnswer) {
         {sPost + "Expect: x\r\nContent-Length: 200000\r\n\r\n", 200, "417 Expectation Failed"},
         {sPost + "Content-Length: 50000000\r\n\r\n" + std::string(100000, 'x'), 50000,
          "413 Content Too Large"},
+        {"PUT" + sPost.substr(4) + "Content-Length: 200000\r\n\r\n" + std::string(70000, 'x'), 130,
+         "405 Method Not Allowed"},
     };
     const std::string sThousand(1000, 'x');
     for (const auto& r : tCases) {
@@ -56,7 +60,8 @@ TEST(Limits, WhoeverIsRefusedWhileSendingCanReadTheAnswer) {
             bTaken = tClient.send(sThousand) && bTaken;
         EXPECT_TRUE(bTaken) << r.pStatus;
         EXPECT_THAT(tClient.readAll(),
-                    testing::AllOf(StartsWith(std::string("HTTP/1.1 ") + r.pStatus), EndsWith("\n")));
+                    testing::AllOf(StartsWith(std::string("HTTP/1.1 ") + r.pStatus),
+                                   HasSubstr("\r\nConnection: close\r\n"), EndsWith("\n")));
     }
 }
 

@@ -187,13 +187,11 @@ TEST(Framing, AnErrorWithoutABodyGetsAPage) {
     const auto get = [&](const char* pUrl) {
         return ask(tServer, std::string("GET ") + pUrl + " HTTP/1.0\r\n\r\n");
     };
-    const std::string sPage = get("/404");
-    EXPECT_THAT(sPage, HasSubstr("404 Not Found</h1>"));
-    EXPECT_THAT(sPage, HasSubstr("X: kept\r\nContent-Type: text/html; charset=utf-8\r\n\r\n<!DOCTYPE"));
-    EXPECT_THAT(sPage, Not(HasSubstr("x-thing")));
+    EXPECT_THAT(get("/404"),
+                testing::AllOf(HasSubstr("X: kept\r\nContent-Type: text/plain"), Not(HasSubstr("x-thing"))));
     EXPECT_THAT(get("/500own"), testing::EndsWith("x-thing\r\nX: kept\r\n\r\nown"));
-    EXPECT_THAT(get("/304"), Not(HasSubstr("DOCTYPE")));
-    EXPECT_THAT(ask(tServer, "HEAD /404 HTTP/1.0\r\n\r\n"), testing::EndsWith("utf-8\r\n\r\n"));
+    EXPECT_THAT(get("/304"), testing::EndsWith("kept\r\n\r\n"));
+    EXPECT_THAT(ask(tServer, "HEAD /404 HTTP/1.0\r\n\r\n"), testing::EndsWith("Accept\r\n\r\n"));
 }
 
 TEST(Framing, ADateIsSentOnce) {

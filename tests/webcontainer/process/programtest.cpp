@@ -18,6 +18,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
+/// After its first 15 bytes, keys of its first table can stand.
 constexpr char s_ksAnyPort[] =
     "[WebContainer]\nListen = \"127.0.0.1:0\"\nWorkers = 4\n[Admin]\nListen = \"127.0.0.1:0\"\n";
 
@@ -48,7 +49,7 @@ TEST(Program, ServesUntilItIsTold) {
     for (const int nSignal : {SIGTERM, SIGINT}) {
         const bool bOther = nSignal == SIGINT;  // than the defaults
         std::string sConfig = s_ksAnyPort;
-        if (bOther) sConfig.insert(sConfig.find('\n') + 1, "Head = \"off\"\n");
+        if (bOther) sConfig.insert(15, "Head = \"off\"\n");
         RunningProgram t(sConfig);
         EXPECT_THAT(ask(t.m_tAddress, "GET / HTTP/1.1\r\nHost: h\r\n\r\n"),
                     testing::EndsWith("\r\n\r\nhello"));
@@ -62,7 +63,7 @@ TEST(Program, ServesUntilItIsTold) {
         EXPECT_THAT(ask(t.m_tAddress, "POST / HTTP/1.0\r\n\r\n"), HasSubstr("Content-Length: 0"));
         EXPECT_THAT(ask(t.m_tAddress,
                         "POST / HTTP/1.0\r\nContent-Length: 10485760\r\n\r\n" + std::string(70000, 'b')),
-                    testing::AllOf(StartsWith("HTTP/1.1 413"), testing::EndsWith("the body is too long\n")));
+                    testing::AllOf(StartsWith("HTTP/1.1 413"), HasSubstr("the body is too long\n")));
         const std::string sForm = "POST / HTTP/1.0\r\nContent-Type: multipart/form-data; boundary=X\r\n";
         const auto sPart = "--X\r\nContent-Disposition: x; name=a\r\n\r\n" + std::string(10 << 20, 'f');
         EXPECT_THAT(ask(t.m_tAddress, sForm + "Content-Length: 10485806\r\n\r\n" + sPart + "\r\n--X--"),
@@ -152,6 +153,8 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
          "cannot open the access log /nowhere/log: no such file"},
         {listen(","), 1, "--listen: there is no address; write"},
         {listen(sTaken), 1, "cannot listen on " + sTaken + ": address already in use; choose another"},
+        {check("WebContainer.ErrorPages = \"/nowhere\"\n"), 1,
+         "cannot read the error pages in /nowhere: no such"},
         {load("/nowhere/lib.so"), 1, "cannot load the application /nowhere/lib.so: "},
         {load(TEST_NO_APPLICATION), 1, "lacks the factory zqCreateHttpApplication; build"},
         {load(TEST_APPLICATION_NULL), 1, "cannot start: its factory returned nothing; "},
@@ -220,9 +223,11 @@ TEST(Program, DocumentsEverySettingItReads) {
 TEST(Program, ReadsItsConfigurationAgain) {
     TemporaryDirectory tLogs;
     const auto config = [&](const char* pLevel) {
-        return s_ksAnyPort + ("[AccessLog]\nFile = \"" + tLogs.path("access") + "\"\n") +
+        return std::string(s_ksAnyPort).insert(15, "ErrorPages = \"" + tLogs.path("pages") + "\"\n") +
+               ("[AccessLog]\nFile = \"" + tLogs.path("access") + "\"\n") +
                ("[Log]\nFile = \"" + tLogs.path("log") + "\"\nLevel = \"") + pLevel + "\"\n";
     };
+    std::filesystem::create_directory(tLogs.path("pages"));
     RunningProgram t(config("warning"));
     const auto reload = [&](const std::string& sConfig, const char* pExpected) {
         t.m_tDirectory.write("c.toml", sConfig);
@@ -234,7 +239,10 @@ TEST(Program, ReadsItsConfigurationAgain) {
     };
     EXPECT_THAT(reload(config("info"), "read again"),
                 HasSubstr("configuration read again: 1 objects took it"));
-    EXPECT_THAT(reload("nonsense", "kept"), HasSubstr("the configuration is kept as it was: "));
+    std::filesystem::rename(tLogs.path("pages"), tLogs.path("gone"));
+    EXPECT_THAT(reload("nonsense", "error pages"),
+                testing::AllOf(HasSubstr("the configuration is kept as it was: "),
+                               HasSubstr("the error pages are kept as they were: ")));
     EXPECT_THAT(ask(t.m_tAddress, "GET /old HTTP/1.0\r\n\r\n"), HasSubstr("hello"));
     std::filesystem::rename(tLogs.path("access"), tLogs.path("accessed"));
     EXPECT_THAT(reload(config("bad"), "kept"), HasSubstr("it is no severity"));

@@ -191,8 +191,9 @@ TEST(Bodies, FaultsAreAnsweredByWhatTheyAre) {
     for (const auto& r : tCases) {
         Client tClient(tServer);
         tClient.send(r.sRequest);
-        EXPECT_THAT(tClient.readAll(), testing::AllOf(HasSubstr("Connection: close"), HasSubstr("text/plain"),
-                                                      testing::EndsWith("\r\n\r\n" + std::string(r.pAnswer))))
+        EXPECT_THAT(tClient.readAll(),
+                    testing::AllOf(HasSubstr("Connection: close"), HasSubstr("text/plain"),
+                                   HasSubstr("\r\n\r\n" + std::string(r.pAnswer) + "request ")))
             << r.sRequest;
     }
 }
@@ -214,7 +215,7 @@ TEST(Bodies, AMalformedChunkHasOneReasonBeforeTheRequestRunsAndWhileItDoes) {
         {"0\r\nA: " + std::string(5000, 'x'), "400 Bad Request: the trailers are too long\n"},
     };
     for (const auto& [sChunks, pAnswer] : tCases) {
-        EXPECT_THAT(ask(tServer, post(s_ksChunked, sChunks)), testing::EndsWith(pAnswer));
+        EXPECT_THAT(ask(tServer, post(s_ksChunked, sChunks)), HasSubstr(pAnswer));
         EXPECT_EQ(nRuns, 0);
         Client tClient(tServer);
         tClient.send(post(s_ksChunked, "1\r\nx\r\n"));
@@ -222,7 +223,7 @@ TEST(Bodies, AMalformedChunkHasOneReasonBeforeTheRequestRunsAndWhileItDoes) {
             ::usleep(1000);
         nRuns = 0;
         tClient.send(sChunks);
-        EXPECT_THAT(tClient.readAll(), testing::EndsWith(pAnswer));
+        EXPECT_THAT(tClient.readAll(), HasSubstr(pAnswer));
     }
 }
 

@@ -8,8 +8,7 @@ namespace {
 
 std::string seenBy(const std::function<std::string(Request&)>& f, const std::string& sRequest) {
     Server tServer([&](Request& r, Response& rResponse) { answer(rResponse, f(r)); });
-    const std::string sResponse = ask(tServer, sRequest);
-    return sResponse.substr(sResponse.find("\r\n\r\n") + 4);
+    return bodyOf(ask(tServer, sRequest));
 }
 
 TEST(RequestProvider, ServerVariablesFollowTheirNames) {
