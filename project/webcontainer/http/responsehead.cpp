@@ -17,6 +17,7 @@ constexpr std::string_view s_ksFramingFields[] = {"Connection", "Content-Length"
 constexpr std::string_view s_ksBodyFields[] = {"Content-Type",  "Content-Encoding", "Content-Disposition",
                                                "Content-Range", "Last-Modified",    "ETag"};
 constexpr std::string_view s_ksDate = "Date";
+constexpr std::string_view s_ksServer = "Server";
 constexpr std::string_view s_ksColon = ": ";
 constexpr std::string_view s_ksEndOfLine = "\r\n";
 
@@ -74,6 +75,7 @@ void appendFraming(NarrowStringBufferBase& rBuffer, const ResponseLine& rLine) {
 ResponseHead::EAdded ResponseHead::addField(std::string_view sName, std::string_view sValue) {
     if (!isToken(sName) || isFraming(sName)) return EAdded::kDropped;
     m_bHasDate = m_bHasDate || (sName.size() == s_ksDate.size() && equalsNoCase(sName, s_ksDate));
+    m_bHasServer = m_bHasServer || (sName.size() == s_ksServer.size() && equalsNoCase(sName, s_ksServer));
     m_tFields.getAppendBuffer(sName.size() + s_ksColon.size() + sValue.size() + s_ksEndOfLine.size());
     m_tFields.appendAll(sName, s_ksColon);
     char* const pValue = m_tFields.getAppendBuffer(sValue.size());
@@ -88,7 +90,7 @@ ResponseHead::EAdded ResponseHead::addField(std::string_view sName, std::string_
 
 void ResponseHead::clear() noexcept {
     m_tFields.clear();
-    m_bHasDate = false;
+    m_bHasDate = m_bHasServer = false;
 }
 
 void ResponseHead::removeBodyFields() noexcept {
@@ -107,12 +109,13 @@ void ResponseHead::removeFields(std::string_view sName) noexcept {
     }
 }
 
-void ResponseHead::append(NarrowStringBufferBase& rBuffer, const ResponseLine& rLine,
-                          std::string_view sDate) const {
+void ResponseHead::append(NarrowStringBufferBase& rBuffer, const ResponseLine& rLine, std::string_view sDate,
+                          std::string_view sServer) const {
     rBuffer.append("HTTP/1.1 ");
     appendDecimal(rBuffer, rLine.nStatus);
     rBuffer.appendAll(" ", getReasonPhrase(rLine.nStatus), s_ksEndOfLine);
     if (!m_bHasDate) rBuffer.appendAll(s_ksDate, s_ksColon, sDate, s_ksEndOfLine);
+    if (!m_bHasServer && !sServer.empty()) rBuffer.appendAll(s_ksServer, s_ksColon, sServer, s_ksEndOfLine);
     appendFraming(rBuffer, rLine);
     if (!rLine.bKeepAlive)
         rBuffer.append("Connection: close\r\n");

@@ -41,14 +41,17 @@ public:
     /// Takes out what describes a body other than the one that will be sent.
     void removeBodyFields() noexcept;
 
-    /// Appends the head, its last empty line included. sDate is left out when the application added a Date.
-    void append(NarrowStringBufferBase& rBuffer, const ResponseLine& rLine, std::string_view sDate) const;
+    /// Appends the head, its last empty line included. sDate is left out when the application added a Date,
+    /// sServer when it is empty or the application added a Server.
+    void append(NarrowStringBufferBase& rBuffer, const ResponseLine& rLine, std::string_view sDate,
+                std::string_view sServer) const;
 
 private:
     void removeFields(std::string_view sName) noexcept;
 
     NarrowStringBuffer m_tFields;
     bool m_bHasDate = false;
+    bool m_bHasServer = false;
 };
 
 }  // namespace webcontainer

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "base/starterror.h"
+#include "http/fieldtext.h"
 #include "zq/foundation/utf8text.h"
 #include "zq/httpstream/featuretable.h"
 
@@ -46,6 +47,10 @@ const Setting s_tErrorPages(textSetting(
     "like, `4xx.html` and `5xx.html` for the other statuses, each up to 64 KiB; in them `%{status}`, "
     "`%{title}`, `%{reason}` and `%{id}` are filled in; read at the start and at SIGHUP; empty: the built-in "
     "page"));
+const Setting s_tServerField(textSetting(
+    L"WebContainer/ServerField", L"",
+    "what the field Server says of the server in every response; empty: there is no such field, which tells "
+    "attackers less"));
 const std::list<Setting> s_tLimitSettings(std::begin(s_tLimitInfos), std::end(s_tLimitInfos));
 const Setting s_tFeatures(namesSetting(
     L"Features/*",
@@ -112,6 +117,17 @@ TrustedProxies readTrustedProxies(const ConfigReader& rReader) {
     return tProxies;
 }
 
+/// A field value of visible ASCII (RFC 9110 section 5.5).
+std::string readServerField(const ConfigReader& rReader) {
+    const std::string sField = toUtf8(s_tServerField.readText(rReader));
+    const bool bVisible = std::ranges::all_of(sField, [](char c) { return c >= ' ' && c < '\x7F'; });
+    if (!bVisible || trim(sField) != sField)
+        rReader.throwBadValue(
+            s_tServerField.pKey,
+            L"it holds more than letters, digits and signs of ASCII with spaces in between");
+    return sField;
+}
+
 }  // namespace
 
 ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::string& sListen) {
@@ -125,6 +141,7 @@ ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::st
             std::min(s_knWorkersPerCore * std::thread::hardware_concurrency(), s_tWorkers.nMost);
     tOptions.tRules.tMethods = {isOn(s_tHead, rReader), isOn(s_tMethodNotAllowed, rReader)};
     tOptions.tRules.pErrorPages = std::make_shared<ErrorPages>(toUtf8(s_tErrorPages.readText(rReader)));
+    tOptions.tRules.sServerField = readServerField(rReader);
     for (const LimitInfo& r : s_tLimitInfos)
         tOptions.tLimits.*r.pMember = r.readNumber(rReader);
     return tOptions;

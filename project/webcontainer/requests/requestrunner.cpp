@@ -116,7 +116,7 @@ EOutcome RequestRunner::answer(RequestContext& rContext, const Refusal& rRefusal
     const bool bSayKeep = rContext.rInput.getHead().eVersion == EVersion::k10;
     rBuffers.tHead.append(rBuffers.tWire,
                           {rRefusal.nStatus, EResponseFraming::kLength, tBody.length(), bKeep, bSayKeep},
-                          rBuffers.tDate.now());
+                          rBuffers.tDate.now(), rContext.rRules.sServerField);
     if (!rContext.rInput.getHead().bHead) rBuffers.tWire.append(tBody.view());
     iovec tPiece{const_cast<char*>(rBuffers.tWire.data()), rBuffers.tWire.length()};
     Patience tPatience = rContext.patience();

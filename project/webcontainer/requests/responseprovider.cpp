@@ -175,7 +175,8 @@ void ResponseProvider::beginHead(std::size_t nBytes, bool bFinal) {
     m_tLine.bKeepAlive =
         bBodyReceived && m_tLine.eFraming != EResponseFraming::kUntilClose && m_rContext.keepsConnection();
     m_tLine.bSayKeepAlive = m_rContext.rInput.getHead().eVersion == EVersion::k10;
-    m_rContext.rBuffers.tHead.append(m_rContext.rBuffers.tWire, m_tLine, m_rContext.rBuffers.tDate.now());
+    m_rContext.rBuffers.tHead.append(m_rContext.rBuffers.tWire, m_tLine, m_rContext.rBuffers.tDate.now(),
+                                     m_rContext.rRules.sServerField);
 }
 
 EResponseFraming ResponseProvider::chooseFraming(bool bLengthKnown) const noexcept {

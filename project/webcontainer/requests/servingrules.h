@@ -13,6 +13,7 @@ namespace webcontainer {
 struct ServingRules {
     MethodRules tMethods;
     std::shared_ptr<ErrorPages> pErrorPages = std::make_shared<ErrorPages>(std::string());  ///< never null
+    std::string sServerField;  ///< the value of the field Server (RFC 9110 section 10.2.4); empty: none
 };
 
 }  // namespace webcontainer

@@ -33,6 +33,7 @@ void respond(Request& rRequest, Response& r) {
     if (is("/304")) return answer(r, "", 304);
     if (is("/299")) return answer(r, "x", 299);
     if (is("/99")) return answer(r, "x", 99);
+    if (is("/thrown")) throw std::runtime_error("no luck");
     r.setStatusCode(200);
     if (is("/framed")) {
         addHeader(r, "Content-Length", "7");
@@ -52,9 +53,11 @@ void respond(Request& rRequest, Response& r) {
             addHeader(r, pName, "i");
         addHeader(r, "n0t_usual~", "j");
         addHeader(r, "date", "today");
+        addHeader(r, "SERVER", "own");
     } else if (is("/cleared")) {
         addHeader(r, "A", "b");
         addHeader(r, "Date", "today");
+        addHeader(r, "Server", "own");
         r.clearHeaders();
         addHeader(r, "C", "d");
     }
@@ -98,7 +101,7 @@ const Case s_tCases[] = {
      "Content-Length: 4\r\nA: b  Set-Cookie: evil\r\nF: g h  \t   \x80\r\nG:  \t vectors of 16 bytes\r\nH: "
      "and what is behind \r\n"
      "I: a line feed in the midst\r\n"
-     "n0t_usual~: j\r\ndate: today\r\n\r\nlate"},
+     "n0t_usual~: j\r\ndate: today\r\nSERVER: own\r\n\r\nlate"},
     {"GET /cleared HTTP/1.1\r\nHost: h\r\n\r\n", "Content-Length: 4\r\nC: d\r\n\r\nlate"},
 };
 
@@ -194,12 +197,26 @@ TEST(Framing, AnErrorWithoutABodyGetsAPage) {
     EXPECT_THAT(ask(tServer, "HEAD /404 HTTP/1.0\r\n\r\n"), testing::EndsWith("Accept\r\n\r\n"));
 }
 
-TEST(Framing, ADateIsSentOnce) {
-    Server tServer(respond);
-    EXPECT_THAT(ask(tServer, "GET / HTTP/1.0\r\n\r\n"),
-                testing::ContainsRegex("Date: [A-Z][a-z]{2}, [0-9]{2} [A-Z][a-z]{2} [0-9]{4} .{8} GMT\r\n"));
+TEST(Framing, EveryResponseSaysWhenAndWhatServedIt) {
+    webcontainer::ContainerOptions tOptions = localOptions();
+    tOptions.tRules.tMethods.bStrict = true;
+    Server tSilent(respond, tOptions);
+    tOptions.tRules.sServerField = "a/1 (b)";
+    Server tServer(respond, tOptions);
+    for (const char* pRequest :
+         {"GET /known", "HEAD /known", "GET /streamed", "GET /204", "GET /304", "GET /cleared", "GET /thrown",
+          "PUT /known", "NONE /", "OPTIONS *", "GET nonsense", "GET /late HTTP/1.1\r\nX"}) {
+        const std::string sResponse = ask(tServer, std::string(pRequest) + " HTTP/1.0\r\n\r\n");
+        EXPECT_THAT(sResponse, testing::ContainsRegex(
+                                   "^HTTP/1.1 [1-5][0-9]{2} [A-Za-z -]+\r\nDate: [A-Z][a-z]{2}, [0-9]{2} "
+                                   "[A-Z][a-z]{2} [0-9]{4} .{8} GMT\r\nServer: a/1 \\(b\\)\r\n"));
+        EXPECT_EQ(sResponse.find("Date:"), sResponse.rfind("Date:")) << pRequest;
+        EXPECT_THAT(ask(tSilent, std::string(pRequest) + " HTTP/1.0\r\n\r\n"), Not(HasSubstr("Server:")))
+            << pRequest;
+    }
     EXPECT_THAT(ask(tServer, "GET /split HTTP/1.0\r\n\r\n"),
-                testing::AllOf(HasSubstr("\r\ndate: today\r\n"), Not(HasSubstr("Date:"))));
+                testing::AllOf(HasSubstr("\r\ndate: today\r\nSERVER: own\r\n"), Not(HasSubstr("Date:")),
+                               Not(HasSubstr("Server"))));
 }
 
 }  // namespace
