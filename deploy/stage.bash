@@ -35,17 +35,18 @@ until_succeeds() {
     die "$what: not within ten seconds"
 }
 
-# start_instance A|B: returns when it says that it is ready.
+# start_instance NAME [LINE]: with that line in its [WebContainer] table; returns when it says that it is ready.
 start_instance() {
     local web=WEB_$1 admin=ADMIN_$1
     sed -e "s|^Listen = \"127.0.0.1:8080\"|Listen = \"${!web}\"|" -e "s|127.0.0.1:9180|${!admin}|" \
-        -e "s|/var/log/webhttpserver/access.log|$stage/access_$1|" "$deploy/webhttpserver.toml" >"$stage/$1.toml"
+        -e "s|^\\[WebContainer]|&\\n${2:-}|" -e "s|/var/log/webhttpserver/access.log|$stage/access_$1|" \
+        "$deploy/webhttpserver.toml" >"$stage/$1.toml"
     "$program" --config "$stage/$1.toml" --app "$application" >>"$stage/$1.log" 2>&1 &
     instance[$1]=$!
     until_succeeds "instance $1" curl -fs "http://${!admin}/ready"
 }
 
-# stop_instance A|B: as the service manager does it; fails unless every request was answered.
+# stop_instance NAME: as the service manager does it; fails unless every request was answered.
 stop_instance() {
     kill -TERM "${instance[$1]}"
     wait "${instance[$1]}" || die "instance $1 ended with $?"

@@ -28,6 +28,22 @@ for honest in yes no; do
     expect "$(row SERVER_PORT "$base")" /request "$@"
 done
 
+# A proxy that only passes bytes on says who connected in the PROXY protocol, of either version.
+export WEB_P=127.0.0.1:$((base + 5)) ADMIN_P=127.0.0.1:$((base + 6))
+start_instance P 'ProxyProtocol = "any"'
+words=(send-proxy send-proxy-v2)
+printf '%s\n' defaults 'mode tcp' 'timeout connect 5s' 'timeout client 9s' 'timeout server 9s' >"$stage/tcp.cfg"
+for n in 0 1; do
+    printf '%s\n' "listen web$n" "bind 127.0.0.1:$((base + 7 + n))" "server p $WEB_P ${words[n]}" >>"$stage/tcp.cfg"
+done
+haproxy -db -f "$stage/tcp.cfg" >>"$stage/haproxy.log" 2>&1 &
+proxy+=" $!"
+for n in 0 1; do
+    until_succeeds "${words[n]}" curl -fsS --interface 127.0.0.3 -o "$stage/page" "http://127.0.0.1:$((base + 7 + n))/request"
+    grep -qF "$(row REMOTE_ADDR 127.0.0.3)" "$stage/page" || die "${words[n]}: $(cat "$stage/page")"
+done
+! curl -fsS "http://$WEB_P/request" 2>/dev/null || die "served without a header"
+
 # An instance that dies without a word is not noticed for a while; no request is lost all the same.
 kill -KILL "${instance[A]}"
 wait "${instance[A]}" 2>/dev/null || unset "instance[A]"

@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,13 +13,12 @@
 
 namespace webcontainer {
 
-Acceptor::Acceptor(const ListenAddress& rAddress, mode_t nUnixMode, const TrustedProxies& rTrusted,
-                   Poller& rPoller, ConnectionTable& rConnections, const Limits& rLimits)
-    : m_rTrusted(rTrusted),
+Acceptor::Acceptor(const ListenAddress& rAddress, const ContainerOptions& rOptions, Poller& rPoller,
+                   ConnectionTable& rConnections)
+    : m_rOptions(rOptions),
       m_rPoller(rPoller),
       m_rConnections(rConnections),
-      m_rLimits(rLimits),
-      m_tListener(rAddress, rLimits.nListenBacklog, nUnixMode) {}
+      m_tListener(rAddress, rOptions.tLimits.nListenBacklog, rOptions.nUnixSocketMode) {}
 
 void Acceptor::start() {
     if (!m_rPoller.addListener(m_tListener.getFd()))
@@ -45,7 +45,7 @@ bool Acceptor::makeRoom() noexcept {
     pollfd tPoll{m_tListener.getFd(), POLLIN, 0};
     if (hasRoom() || ::poll(&tPoll, 1, 0) <= 0) return true;
     const bool bRoom = m_rConnections.giveUpOldest() != 0;
-    if (isTimeFor(m_nNextComplaintMs))
+    if (m_tShortage.isTime())
         logText(kSevWarning, s_lsConnection,
                 bRoom ? "MaxConnections is reached: the oldest without a request make room for new ones"
                       : "clients have to wait: MaxConnections is reached, and all have requests");
@@ -61,17 +61,27 @@ int Acceptor::acceptOne() noexcept {
         ::accept4(m_tListener.getFd(), tEnds.tClient.data(), &nLength, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (nFd < 0) return -1;
     tEnds.tClient.unmap();
-    if (m_rTrusted.contains(tEnds.tClient)) tEnds.pTrusted = &m_rTrusted;
+    if (m_rOptions.tTrustedProxies.contains(tEnds.tClient)) tEnds.pTrusted = &m_rOptions.tTrustedProxies;
+    const bool bProxied = m_rOptions.eProxyProtocol != EProxyProtocol::kNone;
+    if (bProxied && !tEnds.pTrusted) return refuse(nFd, tEnds);
     auto eOpened = ConnectionTable::EOpened::kOutOfReach;
     try {
-        eOpened = m_rConnections.open(nFd, tEnds);
-        if (eOpened == ConnectionTable::EOpened::kTooMany && isTimeFor(m_nNextRefusalMs))
-            logText(kSevWarning, s_lsConnection,
-                    "a connection is refused: MaxConnectionsPerClient is reached by " + tEnds.tClient.host());
+        eOpened = m_rConnections.open(nFd, tEnds, bProxied);
     } catch (const std::bad_alloc&) {
     }
     if (eOpened == ConnectionTable::EOpened::kOpen) return nFd;
     errno = eOpened == ConnectionTable::EOpened::kTooMany ? EUSERS : ENOMEM;
+    return -1;
+}
+
+/// Where proxies introduce their clients, a stranger could claim to be anybody.
+int Acceptor::refuse(int nFd, const ConnectionEnds& rEnds) noexcept {
+    ::close(nFd);
+    if (m_tStranger.isTime())
+        logText(kSevWarning, s_lsConnection,
+                "a connection is refused: with ProxyProtocol, only TrustedProxies may connect, not " +
+                    rEnds.tClient.host());
+    errno = EUSERS;
     return -1;
 }
 
@@ -82,23 +92,15 @@ bool Acceptor::handleError(int nError) noexcept {
         case ENFILE:
         case ENOMEM:
         case ENOBUFS:
-            if (isTimeFor(m_nNextComplaintMs))
+            if (m_tShortage.isTime())
                 logText(kSevWarning, s_lsConnection, "clients have to wait: " + describeError(nError));
-            pause(monotonicMs() + m_rLimits.nAcceptPauseMs);
+            pause(monotonicMs() + m_rOptions.tLimits.nAcceptPauseMs);
             return false;
         default:
-            // A client that has too many connections or has gone already, or a network error of its
-            // connection (see accept(2)).
+            // A client that is refused or has gone already, or a network error of its connection (see
+            // accept(2)).
             return !m_bStopped.load(std::memory_order_acquire);
     }
-}
-
-/// Once in a while only: reasons to complain may follow each other for hours.
-bool Acceptor::isTimeFor(std::atomic<std::int64_t>& rnNextMs) noexcept {
-    const std::int64_t nNowMs = monotonicMs();
-    if (nNowMs < rnNextMs.load(std::memory_order_relaxed)) return false;
-    rnNextMs.store(nNowMs + s_knComplaintIntervalMs, std::memory_order_relaxed);
-    return true;
 }
 
 void Acceptor::pause(std::int64_t nUntilMs) noexcept {

@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <deque>
 
-#include "base/limits.h"
+#include "base/rarely.h"
 #include "connections/connectiontable.h"
+#include "connections/containeroptions.h"
 #include "connections/poller.h"
 #include "connections/workroom.h"
 #include "sockets/listener.h"
@@ -19,8 +20,8 @@ namespace webcontainer {
 class Acceptor {
 public:
     /// Opens the listening socket. All arguments but the first must outlive the object. Throws StartError.
-    Acceptor(const ListenAddress& rAddress, mode_t nUnixMode, const TrustedProxies& rTrusted, Poller& rPoller,
-             ConnectionTable& rConnections, const Limits& rLimits);
+    Acceptor(const ListenAddress& rAddress, const ContainerOptions& rOptions, Poller& rPoller,
+             ConnectionTable& rConnections);
 
     const Listener& getListener() const noexcept { return m_tListener; }
 
@@ -42,25 +43,23 @@ private:
     /// How long the second half of a handshake may take on the network around a reverse proxy.
     static constexpr std::int64_t s_knHandshakeMs = 50;
     static constexpr std::int64_t s_knNotPaused = 0;
-    static constexpr std::int64_t s_knComplaintIntervalMs = 10000;
 
-    bool hasRoom() const noexcept { return m_rConnections.count() < m_rLimits.nMaxConnections; }
+    bool hasRoom() const noexcept { return m_rConnections.count() < m_rOptions.tLimits.nMaxConnections; }
     bool makeRoom() noexcept;
     int acceptOne() noexcept;
+    int refuse(int nFd, const ConnectionEnds& rEnds) noexcept;
     bool handleError(int nError) noexcept;
-    static bool isTimeFor(std::atomic<std::int64_t>& rnNextMs) noexcept;
     void pause(std::int64_t nUntilMs) noexcept;
 
-    const TrustedProxies& m_rTrusted;
+    const ContainerOptions& m_rOptions;
     Poller& m_rPoller;
     ConnectionTable& m_rConnections;
-    const Limits& m_rLimits;
     Listener m_tListener;
     std::atomic<bool> m_bStopped{false};
     std::atomic<std::int64_t> m_nPausedUntilMs{s_knNotPaused};
-    std::atomic<std::int64_t> m_nNextComplaintMs{0};  ///< about descriptors, memory and room
-    std::atomic<std::int64_t> m_nNextRefusalMs{0};    ///< about a client with too many connections
-    std::int64_t m_nStoppedMs = 0;                    ///< when, on the monotonic clock
+    Rarely m_tShortage;             ///< of descriptors, memory and room: complaints
+    Rarely m_tStranger;             ///< where only proxies may connect: complaints
+    std::int64_t m_nStoppedMs = 0;  ///< when, on the monotonic clock
 };
 
 /// The acceptors of all listening sockets; made before the threads start.

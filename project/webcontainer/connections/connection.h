@@ -20,6 +20,9 @@
 //                         kTurn <---------' more is here, but others wait too              |
 //                  any deadline, or the client's end -----------------> closed <-----------'
 //
+// Where proxies introduce their clients (ProxyHeader), kFresh and kPreface come before that, until the header
+// has come as a whole.
+//
 // In kServing it belongs to a worker; in every other phase it waits in the poller and belongs to whoever
 // claims it first (Ownership): a worker with an event, the sweeper when its deadline has passed, or an
 // acceptor that closes it to make room, as long as it has no request.
@@ -29,6 +32,7 @@ namespace webcontainer {
 /// What a connection waits for.
 enum class EPhase : std::uint8_t {
     kFresh,    ///< the first byte after connecting
+    kPreface,  ///< the rest of a ProxyHeader
     kIdle,     ///< the first byte of the next request
     kHead,     ///< the rest of a head
     kBody,     ///< the rest of a body that is received in advance
@@ -44,6 +48,7 @@ struct Connection {
     std::atomic<std::int64_t> nDeadline{0};  ///< of the phase, on the monotonic clock, in ms
     int nFd = -1;
     bool bPolled = false;  ///< in the poller, which a new connection enters when it first waits there
+    bool bAwaitsProxyHeader = false;
     ConnectionEnds tEnds;
     ClientAccount* pAccount = nullptr;     ///< null: nothing is counted of this client
     std::int64_t nPhaseStart = 0;          ///< on the same clock

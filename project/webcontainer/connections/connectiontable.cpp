@@ -7,6 +7,7 @@
 #include <new>
 
 #include "base/monotonicclock.h"
+#include "log/containerlog.h"
 
 namespace webcontainer {
 
@@ -48,19 +49,30 @@ Connection* ConnectionTable::findOrMake(int nFd) {
     return find(nFd);
 }
 
-ConnectionTable::EOpened ConnectionTable::open(int nFd, const ConnectionEnds& rEnds) {
+/// Counts a connection of its client. False: that has as many as it may.
+bool ConnectionTable::enter(const ConnectionEnds& rEnds, ClientAccount*& rpAccount) {
+    rpAccount = nullptr;
+    if (rEnds.pTrusted || rEnds.tClient.isUnix()) return true;
+    rpAccount = m_tAccounts.enter(rEnds.tClient);
+    if (rpAccount) return true;
+    m_nTooMany.fetch_add(1, std::memory_order_relaxed);
+    if (m_tComplaint.isTime())
+        logText(kSevWarning, s_lsConnection,
+                "a connection is refused: MaxConnectionsPerClient is reached by " + rEnds.tClient.host());
+    return false;
+}
+
+ConnectionTable::EOpened ConnectionTable::open(int nFd, const ConnectionEnds& rEnds,
+                                               bool bAwaitsProxyHeader) {
     FileDescriptor tSocket(nFd);
     Connection* const p = findOrMake(nFd);
     if (!p) return EOpened::kOutOfReach;
-    const bool bCounted = !rEnds.pTrusted && !rEnds.tClient.isUnix();
-    ClientAccount* const pAccount = bCounted ? m_tAccounts.enter(rEnds.tClient) : nullptr;
-    if (bCounted && !pAccount) {
-        m_nTooMany.fetch_add(1, std::memory_order_relaxed);
-        return EOpened::kTooMany;
-    }
+    ClientAccount* pAccount = nullptr;
+    if (!enter(rEnds, pAccount)) return EOpened::kTooMany;
     p->tOwnership.open();
     p->nFd = tSocket.release();
     p->bPolled = false;
+    p->bAwaitsProxyHeader = bAwaitsProxyHeader;
     p->tEnds = rEnds;
     p->pAccount = pAccount;
     p->nRequests = 0;
@@ -69,6 +81,14 @@ ConnectionTable::EOpened ConnectionTable::open(int nFd, const ConnectionEnds& rE
     m_nAll.fetch_add(1, std::memory_order_relaxed);
     putBack(*p);
     return EOpened::kOpen;
+}
+
+bool ConnectionTable::introduce(Connection& r, const ConnectionEnds& rEnds) {
+    r.bAwaitsProxyHeader = false;
+    // Its first byte is still to come.
+    r.ePhase.store(EPhase::kFresh, std::memory_order_relaxed);
+    r.tEnds = rEnds;
+    return enter(rEnds, r.pAccount);
 }
 
 void ConnectionTable::leaveToPoller(int nFd) noexcept {
@@ -154,13 +174,15 @@ void ConnectionTable::putBack(Connection& r) noexcept {
 /// On the monotonic clock; s_knNever: it has a request, or waits for something else.
 std::int64_t ConnectionTable::idleSince(const Connection& r) const noexcept {
     const EPhase ePhase = r.ePhase.load(std::memory_order_relaxed);
-    if (ePhase != EPhase::kFresh && ePhase != EPhase::kIdle && ePhase != EPhase::kHead) return s_knNever;
+    const bool bIdle = ePhase == EPhase::kFresh || ePhase == EPhase::kPreface || ePhase == EPhase::kIdle;
+    if (!bIdle && ePhase != EPhase::kHead) return s_knNever;
     return r.nDeadline.load(std::memory_order_relaxed) - timeoutOf(ePhase);
 }
 
 bool ConnectionTable::hasUnreadInput(const Connection& r) noexcept {
     char c;
-    return ::recv(r.nFd, &c, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+    // What there is of a preface has been looked at.
+    return r.ePhase != EPhase::kPreface && ::recv(r.nFd, &c, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
 }
 
 unsigned ConnectionTable::giveUpOldest() noexcept {

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "base/limits.h"
+#include "base/rarely.h"
 #include "connections/connection.h"
 #include "connections/poller.h"
 
@@ -31,7 +32,11 @@ public:
     };
     /// Takes over a newly accepted socket, which waits from now on, but not in the poller: somebody is to be
     /// given an event for it. Unless kOpen, it has been closed. Throws std::bad_alloc.
-    EOpened open(int nFd, const ConnectionEnds& rEnds);
+    EOpened open(int nFd, const ConnectionEnds& rEnds, bool bAwaitsProxyHeader);
+    /// Owner only: the header that it awaited from a proxy, which is not counted, has come and says who the
+    /// ends are. False: the client has as
+    /// many connections as it may. Throws std::bad_alloc.
+    bool introduce(Connection& r, const ConnectionEnds& rEnds);
     /// For a connection that was just opened, when nobody is given an event for it.
     void leaveToPoller(int nFd) noexcept;
     /// After an event: the connection, now the caller's, or null when there is nothing for the caller to do.
@@ -56,7 +61,7 @@ public:
     /// Closes the connections that have waited longest without a request, at most a sixteenth of what there
     /// may be and 16, and returns how many that were.
     unsigned giveUpOldest() noexcept;
-    /// Owner only: whether the client has sent what nobody has read.
+    /// Owner only: whether the client has sent what nobody has looked at.
     static bool hasUnreadInput(const Connection& r) noexcept;
 
     /// How many there have ever been.
@@ -86,6 +91,7 @@ private:
 
     Connection* find(int nFd) const noexcept;
     Connection* findOrMake(int nFd);
+    bool enter(const ConnectionEnds& rEnds, ClientAccount*& rpAccount);
     void setPhase(Connection& r, EPhase ePhase) noexcept;
     bool enterPoller(Connection& r) noexcept;
     void demandRate(Connection& r) noexcept;
@@ -95,6 +101,7 @@ private:
     Poller& m_rPoller;
     const Limits& m_rLimits;
     ClientAccounts m_tAccounts;
+    Rarely m_tComplaint;  ///< about a client with too many connections
     std::atomic<std::size_t> m_nOpen{0};
     std::atomic<std::size_t> m_nAll{0};
     std::atomic<std::size_t> m_nTooMany{0};

@@ -45,6 +45,8 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler,
                 .rSlowClients = m_tSlowClients,
                 .rLimits = m_tOptions.tLimits,
                 .rRules = m_tOptions.tRules,
+                .eProxyProtocol = m_tOptions.eProxyProtocol,
+                .rNoProxyHeader = m_tNoProxyHeader,
                 .rbAnnounced = m_bAnnounced,
                 .rbDraining = m_bDraining,
                 .pAccessLog = pAccessLog,
@@ -52,8 +54,7 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler,
       m_tStatistics(m_tOptions.nWorkers + 1) {
     m_tPoller.watchAlways(m_tStop.get());
     for (const ListenAddress& r : m_tOptions.tListen)
-        m_tAcceptors.emplace_back(r, m_tOptions.nUnixSocketMode, m_tOptions.tTrustedProxies, m_tPoller,
-                                  m_tConnections, m_tOptions.tLimits);
+        m_tAcceptors.emplace_back(r, m_tOptions, m_tPoller, m_tConnections);
 }
 
 Container::~Container() {

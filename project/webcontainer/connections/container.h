@@ -79,6 +79,7 @@ private:
     SlowClients m_tSlowClients;
     ConnectionTable m_tConnections;
     Acceptors m_tAcceptors;
+    Rarely m_tNoProxyHeader;
     const WorkerShared m_tShared;
     std::vector<WorkerStatistics> m_tStatistics;  ///< one for each thread
     std::vector<std::unique_ptr<Worker>> m_tWorkers;

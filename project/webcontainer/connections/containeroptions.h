@@ -8,6 +8,7 @@
 #include "base/limits.h"
 #include "requests/servingrules.h"
 #include "sockets/listenaddress.h"
+#include "sockets/proxyheader.h"
 #include "sockets/trustedproxies.h"
 
 namespace webcontainer {
@@ -17,6 +18,8 @@ struct ContainerOptions {
     std::vector<ListenAddress> tListen;
     mode_t nUnixSocketMode = 0660;  ///< of the files of unix sockets
     TrustedProxies tTrustedProxies;
+    /// kNone: anybody may connect. Otherwise nobody but those proxies, each connection with a ProxyHeader.
+    EProxyProtocol eProxyProtocol = EProxyProtocol::kNone;
     unsigned nWorkers = 1;
     Limits tLimits;
     ServingRules tRules;

@@ -29,6 +29,8 @@ struct WorkerShared {
     SlowClients& rSlowClients;
     const Limits& rLimits;
     const ServingRules& rRules;
+    const EProxyProtocol eProxyProtocol;
+    Rarely& rNoProxyHeader;                ///< complaints about proxies that send none
     const std::atomic<bool>& rbAnnounced;  ///< responses are the last of their connections
     const std::atomic<bool>& rbDraining;   ///< connections without a request end
     AccessLog* pAccessLog;                 ///< null: there is none

@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 
 #include "base/monotonicclock.h"
@@ -56,6 +57,7 @@ void Worker::serve(Connection& rConnection, bool bReadOn) {
 Worker::Next Worker::advance(Connection& rConnection) {
     Next tNext{Next::kAbort};
     try {
+        if (rConnection.bAwaitsProxyHeader && !introduce(rConnection, tNext)) return tNext;
         tNext = rConnection.ePhase == EPhase::kLinger
                     ? discard(rConnection)
                     : converse(rConnection, rConnection.pInput ? *rConnection.pInput : m_tInput);
@@ -66,6 +68,37 @@ Worker::Next Worker::advance(Connection& rConnection) {
         m_tInput.clear();
     }
     return tNext;
+}
+
+/// Reads what the proxy says of its client, and nothing behind it: of a header that is not whole, the bytes
+/// stay in the kernel. False: rNext says how the connection goes on.
+bool Worker::introduce(Connection& rConnection, Next& rNext) {
+    char tBytes[ProxyHeader::s_knMostBytes];
+    const ssize_t nCame = ::recv(rConnection.nFd, tBytes, sizeof tBytes, MSG_PEEK);
+    if (nCame <= 0) {
+        const bool bWait = nCame < 0 && (errno == EAGAIN || errno == EINTR);
+        rNext = bWait ? Next{Next::kWait, rConnection.ePhase} : Next{Next::kClose};
+        return false;
+    }
+    ProxyHeader tHeader;
+    const auto eParsed = tHeader.parse({tBytes, static_cast<std::size_t>(nCame)}, m_tShared.eProxyProtocol);
+    if (eParsed == ProxyHeader::EParsed::kNeedMore) rNext = {Next::kWait, EPhase::kPreface};
+    if (eParsed == ProxyHeader::EParsed::kMalformed && m_tShared.rNoProxyHeader.isTime())
+        logText(kSevWarning, s_lsConnection,
+                "a connection is closed: it begins with no header as ProxyProtocol demands, from " +
+                    rConnection.tEnds.tClient.host());
+    if (eParsed != ProxyHeader::EParsed::kDone) return false;
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr,
+                         nullptr);
+    if (tSocket.receive(tBytes, tHeader.nLength).nBytes != tHeader.nLength) return false;
+    ConnectionEnds tEnds = rConnection.tEnds;
+    if (tHeader.bIsForClient) {
+        tHeader.tClient.unmap();
+        if (!tEnds.pTrusted->contains(tHeader.tClient)) tEnds.pTrusted = nullptr;
+        tEnds.tClient = tHeader.tClient;
+        tEnds.nServerPort = tHeader.nServerPort;
+    }
+    return m_tShared.rConnections.introduce(rConnection, tEnds);
 }
 
 Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {

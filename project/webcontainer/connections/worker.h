@@ -28,6 +28,7 @@ private:
     bool acceptFrom(int nFd) noexcept;
     void serve(Connection& rConnection, bool bReadOn);
     Next advance(Connection& rConnection);
+    bool introduce(Connection& rConnection, Next& rNext);
     Next converse(Connection& rConnection, RequestInput& rInput);
     bool serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext);
     static bool encourage(RequestContext& rContext) noexcept;

@@ -26,6 +26,13 @@ const Setting s_tTrustedProxies(textSetting(
     "networks of reverse proxies whose word about their clients is taken, such as `\"10.0.0.0/8 ::1 "
     "unix:\"`: the field Forwarded (RFC 7239) or, in its absence, X-Forwarded-For, -Proto and "
     "-Host; such a proxy must remove what clients send in these fields"));
+const Setting s_tProxyProtocol(textSetting(
+    L"WebContainer/ProxyProtocol", L"none",
+    "the version of the PROXY protocol that TrustedProxies speak: each of their connections begins with a "
+    "header that says who the client is, and nobody else may connect. What the client then says in fields "
+    "such "
+    "as Forwarded counts only if its own address is among them",
+    L"none|v1|v2|any"));
 const Setting s_tWorkers(
     numberSetting(L"WebContainer/Workers", "threads", 0, 0, 10000,
                   "they run requests, and each request holds one until it is answered; 0: 16 for each core",
@@ -134,6 +141,10 @@ ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::st
     ContainerOptions tOptions;
     tOptions.tListen = readListen(rReader, sListen);
     tOptions.tTrustedProxies = readTrustedProxies(rReader);
+    tOptions.eProxyProtocol = static_cast<EProxyProtocol>(s_tProxyProtocol.readChoice(rReader));
+    if (tOptions.eProxyProtocol != EProxyProtocol::kNone && tOptions.tTrustedProxies.isEmpty())
+        rReader.throwBadValue(s_tProxyProtocol.pKey,
+                              L"nobody could connect; name the proxies in TrustedProxies");
     tOptions.nUnixSocketMode = readUnixSocketMode(rReader);
     tOptions.nWorkers = s_tWorkers.readNumber(rReader);
     if (tOptions.nWorkers == 0)

@@ -19,7 +19,8 @@ namespace webcontainer {
 ///     SERVER_PORT      the port that it reached; "0" on a unix socket
 ///     REMOTE_ADDR, REMOTE_PORT
 ///                      the client's; "unix:" and nothing of a unix socket's client
-///                      The five above and HTTPS are what a trusted proxy says (see requestorigin.h):
+///                      The five above and HTTPS are what a trusted proxy says (see requestorigin.h; port
+///                      and client also in a ProxyHeader):
 ///                      REMOTE_PORT is empty when it says none, SERVER_PORT is then of the host that the
 ///                      client asked, or else the scheme's.
 ///     HTTPS            "on" or "off"

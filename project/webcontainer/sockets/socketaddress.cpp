@@ -42,6 +42,16 @@ bool SocketAddress::parseHost(std::string_view sText, SocketAddress& rAddress) {
     return inet_pton(rAddress.family(), sHost.c_str(), pAddress) == 1;
 }
 
+SocketAddress SocketAddress::ofBytes(std::span<const std::uint8_t> tBytes, unsigned nPort) noexcept {
+    SocketAddress tAddress;
+    const bool bV6 = tBytes.size() == sizeof tAddress.m_tV6.sin6_addr;
+    tAddress.m_tAny.sa_family = bV6 ? AF_INET6 : AF_INET;
+    (bV6 ? tAddress.m_tV6.sin6_port : tAddress.m_tV4.sin_port) = htons(static_cast<std::uint16_t>(nPort));
+    std::memcpy(bV6 ? static_cast<void*>(&tAddress.m_tV6.sin6_addr) : &tAddress.m_tV4.sin_addr, tBytes.data(),
+                tBytes.size());
+    return tAddress;
+}
+
 SocketAddress SocketAddress::ofUnix() noexcept {
     SocketAddress tAddress;
     tAddress.m_tAny.sa_family = AF_UNIX;

@@ -19,6 +19,8 @@ public:
     static bool parse(std::string_view sText, SocketAddress& rAddress);
     /// Reads an address alone, IPv6 without brackets; the port is 0.
     static bool parseHost(std::string_view sText, SocketAddress& rAddress);
+    /// Of the four bytes of an IPv4 or the sixteen of an IPv6 address, the first one first.
+    static SocketAddress ofBytes(std::span<const std::uint8_t> tBytes, unsigned nPort) noexcept;
     /// Stands for every unix socket.
     static SocketAddress ofUnix() noexcept;
     /// The address that a socket is bound to; an empty value when there is none.

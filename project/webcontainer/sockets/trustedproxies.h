@@ -15,6 +15,7 @@ public:
     /// Reads "10.0.0.0/8", "::1/128", a single address, or "unix:" for whoever may connect to a unix socket.
     /// False: it is none of them.
     bool add(std::string_view sNetwork);
+    bool isEmpty() const noexcept { return m_tNetworks.empty(); }
     bool contains(const SocketAddress& rAddress) const noexcept;
 
 private:

@@ -158,6 +158,7 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
         {check("WebContainer.ServerField = \"a\\tb\"\n"), 1,
          "it holds more than letters, digits and signs of ASCII"},
         {check("WebContainer.ServerField = \"a \"\n"), 1, "it holds more than"},
+        {check("WebContainer.ProxyProtocol = \"any\"\n"), 1, "nobody could connect; name the proxies"},
         {load("/nowhere/lib.so"), 1, "cannot load the application /nowhere/lib.so: "},
         {load(TEST_NO_APPLICATION), 1, "lacks the factory zqCreateHttpApplication; build"},
         {load(TEST_APPLICATION_NULL), 1, "cannot start: its factory returned nothing; "},

@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <set>
+
+#include "connectionrecords.h"
+#include "support/recorders.h"
 #include "testserver.h"
 
 namespace test {
@@ -20,8 +25,7 @@ void answerOrigin(Request& r, Response& rResponse) {
 }
 
 std::string originOf(const Server& rServer, const std::string& sFields) {
-    const std::string sAnswer = ask(rServer, "GET / HTTP/1.1\r\nHost: h\r\n" + sFields + "\r\n");
-    return sAnswer.substr(sAnswer.find("\r\n\r\n") + 4);
+    return bodyOf(ask(rServer, "GET / HTTP/1.1\r\nHost: h\r\n" + sFields + "\r\n"));
 }
 
 TEST(Origin, OnlyWhatTrustedProxiesSayCounts) {
@@ -73,6 +77,91 @@ TEST(Origin, OnlyWhatTrustedProxiesSayCounts) {
     const Server tOther(answerOrigin, trusting("128.0.0.0/8 127.0.0.2/32 ::/0 unix:"));
     EXPECT_TRUE(
         originOf(tOther, "X-Forwarded-For: 6.6.6.6\r\nForwarded: for=6.6.6.6\r\n").starts_with("127.0.0.1|"));
+}
+
+using webcontainer::EProxyProtocol;
+using webcontainer::ProxyHeader;
+
+webcontainer::ContainerOptions proxied(EProxyProtocol eSpoken,
+                                       const webcontainer::Limits& rLimits = quickLimits()) {
+    webcontainer::ContainerOptions tOptions = trusting("127.0.0.1 10.0.0.0/8");
+    tOptions.eProxyProtocol = eSpoken;
+    tOptions.tLimits = rLimits;
+    return tOptions;
+}
+
+const std::string s_ksGet = "GET / HTTP/1.1\r\nHost: h\r\nX-Forwarded-For: 6.6.6.6\r\n\r\n";
+
+TEST(Origin, AProxysHeaderSaysWhoConnected) {
+    const struct {
+        std::string sSpoken;
+        Server tServer;
+    } tServers[] = {{"", {answerOrigin, proxied(EProxyProtocol::kAny)}},
+                    {"v1", {answerOrigin, proxied(EProxyProtocol::kV1)}},
+                    {"v2", {answerOrigin, proxied(EProxyProtocol::kV2)}}};
+    for (const ConnectionRecord& r : readConnectionRecords(TEST_PROXY_HEADERS)) {
+        for (const auto& [sSpoken, rServer] : tServers) {
+            const bool bSpoken = r.sTitle.starts_with(sSpoken) && r.eEnd == ConnectionRecord::EEnd::kOpen;
+            std::string sOrigin = bSpoken ? r.tAnswers.at(0) : "";
+            if (sOrigin.ends_with("<port>"))
+                sOrigin.replace(sOrigin.size() - 6, 6,
+                                std::to_string(rServer.m_tContainer.getAddress().portNumber()));
+            const bool bAllCuts = sSpoken.empty() && r.sBytes.size() < 300;
+            for (std::size_t nCut = 0; nCut < r.sBytes.size() + 2; nCut += bAllCuts ? 1 : 200) {
+                Client tClient(rServer);
+                tClient.send((r.sBytes + s_ksGet).substr(0, nCut));
+                tClient.send((r.sBytes + s_ksGet).substr(nCut));
+                for (int n = 0; n < 2; ++n) {  // the second time without a header
+                    if (n != 0) tClient.send(s_ksGet);
+                    const std::string sSeen = sOrigin.empty() ? tClient.readAll() : tClient.readResponse();
+                    ASSERT_EQ(bodyOf(sSeen), sOrigin) << r.sTitle << nCut;
+                }
+            }
+        }
+        for (std::size_t n = 0; n < r.sBytes.size() && r.eEnd == ConnectionRecord::EEnd::kOpen; ++n)
+            ASSERT_EQ(ProxyHeader().parse(r.sBytes.substr(0, n), EProxyProtocol::kAny),
+                      ProxyHeader::EParsed::kNeedMore)
+                << r.sTitle;
+    }
+}
+
+TEST(Origin, OnlyProxiesMayConnectAndTheirClientsAreCounted) {
+    LogRecorder tLog(kSevWarning);
+    webcontainer::Limits tLimits = quickLimits();
+    tLimits.nMaxConnectionsPerClient = 1;
+    tLimits.nHeadTimeoutMs = 50;
+    const Server tServer(answerOrigin, proxied(EProxyProtocol::kAny, tLimits));
+    const std::string sOne = "PROXY TCP4 192.0.2.1 10.0.0.2 40000 443\r\n",
+                      sOther = "PROXY TCP4 192.0.2.2 10.0.0.2 40000 443\r\n";
+    {
+        Client tOne(tServer), tAgain(tServer), tOther(tServer), tStranger(tServer, 0, "127.0.0.2"),
+            tNext(tServer, 0, "127.0.0.2");
+        for (Client* const p : {&tOne, &tOther}) {
+            p->send((p == &tOne ? sOne : sOther) + s_ksGet);
+            EXPECT_NE(bodyOf(p->readResponse()), "");
+        }
+        tAgain.send(sOne + s_ksGet);
+        for (Client* const p : {&tAgain, &tStranger, &tNext})
+            EXPECT_EQ(bodyOf(p->readAll()), "");
+        EXPECT_EQ(tServer.m_tContainer.readStatistics().nClients, 2u);
+        EXPECT_EQ(tServer.m_tContainer.readStatistics().nTooMany, 1u);
+    }
+    while (tServer.m_tContainer.readStatistics().nClients != 0)
+        ::usleep(1000);
+    Client tAgain(tServer);
+    tAgain.send(sOne + s_ksGet);
+    EXPECT_NE(bodyOf(tAgain.readResponse()), "");
+    for (const std::string& sPart : {std::string(), sOne.substr(0, 1), sOther}) {
+        Client tSlow(tServer);
+        tSlow.send(sPart.substr(0, 1));
+        ::usleep(10000);
+        tSlow.send(sPart.substr(std::min<std::size_t>(sPart.size(), 1)));
+        EXPECT_TRUE(std::set<std::string>({"", "<reset>"}).contains(tSlow.readAll()))
+            << "the deadline of a head is that of the header too";
+    }
+    for (int n = 0; n < 2; ++n)
+        ask(tServer, s_ksGet);
+    EXPECT_EQ(tLog.takeEntries().size(), 3u) << "one of each kind";
 }
 
 TEST(Origin, NetworksAreChecked) {
