@@ -39,6 +39,8 @@ public:
 
     /// The client may have seen bytes of the response.
     bool isHeadOut() const noexcept { return m_bHeadOut; }
+    /// The client has got all that it asked for, though the response has not ended.
+    bool isWhole() const noexcept { return m_bGone; }
     bool isEnded() const noexcept { return m_eState == EState::kEnded; }
     /// Of an ended response: whether the connection can serve another request.
     bool keepsConnection() const noexcept { return m_tLine.bKeepAlive; }
@@ -53,6 +55,7 @@ private:
     EResponseCode fail(EResponseCode eCode, ELogSeverity eSeverity, std::string_view sWhy);
     EResponseCode failSending(ClientSocket::ESent eSent);
     bool isOverdue() const noexcept;
+    bool isForNobody() const noexcept;
     bool breaksLength(std::size_t nBytes, bool bFinal) const noexcept;
     bool needsErrorPage(std::size_t nBytes) const noexcept;
     void beginHead(std::size_t nBytes, bool bFinal);
@@ -67,8 +70,10 @@ private:
     EResponseCode m_eFailure = kRCOK;
     bool m_bError = false;
     bool m_bHeadOut = false;
+    bool m_bGone = false;  ///< the client of a HEAD, after the head
     bool m_bLengthKnown = false;
-    std::size_t m_nWritten = 0;  ///< body bytes that the application has written
+    std::int64_t m_nHeadOutMs = 0;  ///< when, on the monotonic clock; of a HEAD
+    std::size_t m_nWritten = 0;     ///< body bytes that the application has written
 };
 
 }  // namespace webcontainer

@@ -106,6 +106,11 @@ EWaited ClientSocket::poll(short nEvents, int nMs) noexcept {
     return nReady > 0 && tFds[1].revents != 0 ? EWaited::kStopping : EWaited::kReady;
 }
 
+bool ClientSocket::hasEnded() const noexcept {
+    pollfd tFd{m_nFd, POLLRDHUP, 0};
+    return ::poll(&tFd, 1, 0) > 0;
+}
+
 EWaited ClientSocket::waitForRoom(Patience& rPatience) noexcept {
     for (std::size_t nQueued = countQueued(m_nFd);;) {
         const EWaited eWaited = wait(POLLOUT, rPatience);

@@ -58,6 +58,9 @@ public:
     /// Waits until bytes, or the end, can be received.
     EWaited waitForInput(Patience& rPatience) noexcept;
 
+    /// The client sends nothing more, and may be gone: what it has sent may still wait to be received.
+    bool hasEnded() const noexcept;
+
     enum class ESent { kSent, kGone, kTooSlow, kOverdue, kStopping };
     /// Sends all pieces, with one system call when the kernel takes them; changes them. Waits when it must.
     ESent send(std::span<iovec> tPieces, Patience& rPatience) noexcept;

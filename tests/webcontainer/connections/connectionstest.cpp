@@ -58,6 +58,20 @@ TEST(Connections, AClientThatGoesAwayEndsItsResponse) {
     EXPECT_EQ(tEndless.result(), Response::kRCClientDead);
 }
 
+TEST(Connections, AHeadEndsItsResponseWhenNobodyWaitsForMore) {
+    webcontainer::Limits tLimits = quickLimits();
+    tLimits.nWriteTimeoutMs = 100;
+    EndlessResponse tEndless;
+    Server tServer(std::ref(tEndless), tLimits);
+    Client tClient(tServer);
+    tClient.send("HEAD / HTTP/1.1\r\nHost: h\r\n\r\n");
+    const auto tStart = std::chrono::steady_clock::now();
+    tClient.finish();
+    EXPECT_EQ(tEndless.result(), Response::kRCClientDead);
+    EXPECT_GE(std::chrono::steady_clock::now() - tStart, 100ms);
+    EXPECT_THAT(tClient.readAll(), testing::EndsWith("chunked\r\n\r\n"));
+}
+
 TEST(Connections, AClientThatTakesNothingCountsAsGoneAndHoldsUpNobody) {
     webcontainer::Limits tLimits = quickLimits();
     tLimits.nWriteTimeoutMs = 100;
