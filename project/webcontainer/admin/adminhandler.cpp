@@ -3,9 +3,11 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <ctime>
 
 #include "admin/metricspage.h"
 #include "admin/statuspage.h"
+#include "base/monotonicclock.h"
 #include "http/fieldtext.h"
 #include "requests/requestid.h"
 #include "zq/foundation/stringbuffer.h"
@@ -43,6 +45,16 @@ std::string variable(HttpRequestProvider& rRequest, const char* pName) {
     return sValue.substr(0, rRequest.getServerVariable(pName, sValue.data(), nSize) > 0 ? nSize : 0);
 }
 
+/// "2031-11-22T23:55:47Z", of a time on the monotonic clock.
+std::string utcText(std::int64_t nMonotonicMs) {
+    const std::int64_t nAgeMs = monotonicMs() - nMonotonicMs;
+    const std::time_t nTime = std::time(nullptr) - static_cast<std::time_t>(nAgeMs / 1000);
+    std::tm tTime{};
+    char tText[32];
+    ::gmtime_r(&nTime, &tTime);
+    return {tText, std::strftime(tText, sizeof tText, "%Y-%m-%dT%H:%M:%SZ", &tTime)};
+}
+
 /// Of an address or "localhost", which every resolver takes for this machine (RFC 6761 section 6.3).
 bool isLoopback(std::string_view sHost) {
     in_addr tV4;
@@ -58,10 +70,11 @@ const AdminHandler::Page AdminHandler::s_tPages[] = {
     {"/ready", &AdminHandler::showReady},
 };
 
-AdminHandler::AdminHandler(const AdminSubject& rSubject, std::string sOwnHost, std::string sHostName)
+AdminHandler::AdminHandler(const AdminSubject& rSubject, std::string sOwnHost, const AdminSettings& rSettings)
     : m_tSubject(rSubject),
       m_sOwnHost(std::move(sOwnHost)),
-      m_sHostName(std::move(sHostName)),
+      m_sHostName(rSettings.sHostName),
+      m_bReadyWhileSaturated(rSettings.bReadyWhileSaturated),
       m_tHistory(rSubject.rContainer) {}
 
 bool AdminHandler::isOwnHost(std::string_view sHost) const noexcept {
@@ -102,12 +115,20 @@ void AdminHandler::showMetrics(HttpResponseProvider& rResponse) const {
 }
 
 void AdminHandler::showLive(HttpResponseProvider& rResponse) const {
-    respond(rResponse, 200, s_ksText, "live");
+    const bool bStuck = m_tSubject.rContainer.isStuck();
+    respond(rResponse, bStuck ? 503 : 200, s_ksText, bStuck ? "no worker makes progress" : "live");
 }
 
 void AdminHandler::showReady(HttpResponseProvider& rResponse) const {
     if (m_tSubject.rContainer.isDraining()) return respond(rResponse, 503, s_ksText, "draining");
-    respond(rResponse, 200, s_ksText, "ready");
+    if (m_tSubject.rContainer.isOutOfResources())
+        return respond(rResponse, 503, s_ksText, "out of descriptors or memory");
+    const std::int64_t nSinceMs = m_tSubject.rContainer.getSaturation().getSinceMs();
+    if (nSinceMs == 0) return respond(rResponse, 200, s_ksText, "ready");
+    const Statistics tNow = m_tSubject.rContainer.readStatistics();
+    respond(rResponse, m_bReadyWhileSaturated ? 200 : 503, s_ksText,
+            "saturated since " + utcText(nSinceMs) + ": " + std::to_string(tNow.nQueued) +
+                " requests wait, the oldest for " + std::to_string(tNow.nOldestQueuedMs) + " ms");
 }
 
 }  // namespace webcontainer

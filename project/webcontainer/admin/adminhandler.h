@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "admin/adminsettings.h"
 #include "admin/adminsubject.h"
 #include "admin/history.h"
 #include "requests/requesthandler.h"
@@ -15,16 +16,18 @@ namespace webcontainer {
 ///     /             the status page, for people
 ///     /status.json  the same, for programs
 ///     /metrics      Prometheus' text format
-///     /live         200 "live": the process answers
-///     /ready        200 "ready", or 503 "draining" when no new requests should come
+///     /live         200 "live", or 503 when no worker makes progress (WebContainer/NoProgressMilliseconds)
+///     /ready        200 "ready", or 503 when no new requests should come: "draining", or "out of descriptors
+///                   or memory"; "saturated since ..." while requests wait is 200, unless it is wanted
+///                   otherwise (Admin/ReadyWhileSaturated)
 ///
 /// Only to GET and HEAD, and only to requests that name this machine in one of the ways that are allowed (see
 /// adminsettings.h) or, as old clients and health checks do, no host at all.
 class AdminHandler final : public RequestHandler {
 public:
-    /// What rSubject refers to must outlive the handler. sOwnHost: the address that it is reached at;
-    /// sHostName: one more name, or empty.
-    AdminHandler(const AdminSubject& rSubject, std::string sOwnHost, std::string sHostName);
+    /// What rSubject refers to must outlive the handler. sOwnHost: the address that it is reached at.
+    /// rSettings: which other name it has, and when it says that it is ready.
+    AdminHandler(const AdminSubject& rSubject, std::string sOwnHost, const AdminSettings& rSettings);
     virtual ~AdminHandler() = default;
 
     void processRequest(kiv::HttpRequestProvider& rRequest, kiv::HttpResponseProvider& rResponse) override;
@@ -49,6 +52,7 @@ private:
     const AdminSubject m_tSubject;
     const std::string m_sOwnHost;
     const std::string m_sHostName;
+    const bool m_bReadyWhileSaturated;
     const History m_tHistory;
 };
 

@@ -10,7 +10,7 @@ class AdminServer {
 public:
     /// What rSubject refers to must outlive the server. Throws StartError.
     AdminServer(const AdminSettings& rSettings, const AdminSubject& rSubject)
-        : m_tHandler(rSubject, rSettings.tOptions.tListen.front().tAddress.urlHost(), rSettings.sHostName),
+        : m_tHandler(rSubject, rSettings.tOptions.tListen.front().tAddress.urlHost(), rSettings),
           m_tContainer(rSettings.tOptions, m_tHandler) {}
 
     /// With the real port.

@@ -17,6 +17,12 @@ const Setting s_tHostName(textSetting(
     "any other it does not, so that no page of another site can read what stands there by pointing "
     "its own name to this machine"));
 
+const Setting s_tReadyWhileSaturated(textSetting(
+    L"Admin/ReadyWhileSaturated", L"on",
+    "whether `/ready` says 200 while requests wait for a worker: a balancer that takes every overloaded "
+    "instance out leaves the others even more; `off`: 503, for balancers that keep one",
+    L"on|off"));
+
 /// One worker answers while another waits for a slow client; heads and bodies are as small as the pages need.
 /// Idle connections end soon, or for a new client, so that they keep no health check out.
 Limits adminLimits() {
@@ -41,6 +47,7 @@ std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader,
     const std::string sListen = toUtf8(s_tListen.readText(rReader));
     AdminSettings tSettings;
     tSettings.sHostName = toUtf8(s_tHostName.readText(rReader));
+    tSettings.bReadyWhileSaturated = s_tReadyWhileSaturated.readChoice(rReader) == 0;
     tSettings.tOptions.nWorkers = 2;
     tSettings.tOptions.tLimits = adminLimits();
     if (sListen.empty()) return std::nullopt;

@@ -12,6 +12,7 @@ namespace webcontainer {
 struct AdminSettings {
     ContainerOptions tOptions;
     std::string sHostName;  ///< beside the loopback names; may be empty
+    bool bReadyWhileSaturated = true;
 };
 
 /// Reads it, once, at start-up. Nothing when there is to be none. Throws ConfigError about a value that

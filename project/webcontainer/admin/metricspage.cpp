@@ -2,8 +2,13 @@
 
 #include <prometheus/metric_family.h>
 #include <prometheus/text_serializer.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include "zq/services/performancecounters.h"
@@ -49,45 +54,99 @@ public:
         m_tFamilies.push_back({sName, std::move(sHelp), eType, {}});
         return &m_tFamilies.back();
     }
+    /// One more metric of the family that was added last.
+    void addLabelled(std::vector<ClientMetric::Label> tLabels, std::uint64_t nValue) {
+        MetricFamily& rFamily = m_tFamilies.back();
+        ClientMetric& rMetric = rFamily.metric.emplace_back();
+        rMetric.label = std::move(tLabels);
+        (rFamily.type == MetricType::Counter ? rMetric.counter.value : rMetric.gauge.value) =
+            static_cast<double>(nValue);
+    }
     std::string text() const { return prometheus::TextSerializer().Serialize(m_tFamilies); }
 
 private:
     std::vector<MetricFamily> m_tFamilies;
 };
 
+/// What the process takes of the machine, under the names that Prometheus' own libraries have for it.
+struct ProcessUse {
+    std::uint64_t nResidentBytes = 0;
+    std::uint64_t nDescriptors = 0;
+    std::uint64_t nMostDescriptors = 0;
+    double nProcessorSeconds = 0;
+};
+
+ProcessUse readProcessUse() {
+    ProcessUse tUse;
+    std::uint64_t nPages = 0;
+    std::ifstream("/proc/self/statm") >> nPages >> tUse.nResidentBytes;
+    tUse.nResidentBytes *= static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+    std::error_code tError;
+    for (auto it = std::filesystem::directory_iterator("/proc/self/fd", tError);
+         it != std::filesystem::directory_iterator(); it.increment(tError))
+        ++tUse.nDescriptors;
+    rlimit tLimit{};
+    if (::getrlimit(RLIMIT_NOFILE, &tLimit) == 0) tUse.nMostDescriptors = tLimit.rlim_cur;
+    timespec tTime{};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &tTime);
+    tUse.nProcessorSeconds = static_cast<double>(tTime.tv_sec) + static_cast<double>(tTime.tv_nsec) / 1e9;
+    return tUse;
+}
+
 double toDouble(std::uint64_t n) {
     return static_cast<double>(n);
 }
 
 void addByClass(Families& rFamilies, const Statistics& r) {
-    MetricFamily& rFamily =
-        *rFamilies.add("webcontainer_requests_total",
-                       "Requests that have ended, by the class of their status; none: nothing was sent",
-                       MetricType::Counter);
-    for (std::size_t n = 0; n < r.tByClass.size(); ++n) {
-        ClientMetric& rMetric = rFamily.metric.emplace_back();
-        rMetric.label = {{"class", n == 0 ? "none" : std::to_string(n) + "xx"}};
-        rMetric.counter.value = toDouble(r.tByClass[n]);
-    }
+    rFamilies.add("webcontainer_requests_total",
+                  "Requests that have ended, by the class of their status; none: nothing was sent",
+                  MetricType::Counter);
+    for (std::size_t n = 0; n < r.tByClass.size(); ++n)
+        rFamilies.addLabelled({{"class", n == 0 ? "none" : std::to_string(n) + "xx"}}, r.tByClass[n]);
 }
 
-void addLatency(Families& rFamilies, const Statistics& r) {
-    MetricFamily& rFamily =
-        *rFamilies.add("webcontainer_request_duration_seconds",
-                       "From a request's first byte to the end of its response", MetricType::Histogram);
+void addByReason(Families& rFamilies, const Container& rContainer, const Statistics& r) {
+    rFamilies.add("webcontainer_cut_off_total", "Requests that were given up before their response was sent",
+                  MetricType::Counter);
+    for (std::size_t n = 0; n < s_ksCutOffs.size(); ++n)
+        rFamilies.addLabelled({{"reason", s_ksCutOffs[n]}}, r.tByCutOff[n]);
+    const RefusalCounts tRefusals = rContainer.countRefusals();
+    if (tRefusals.empty()) return;  // a family without a metric is none
+    rFamilies.add("webcontainer_refusals_total", "Requests that were answered without running them",
+                  MetricType::Counter);
+    for (const auto& [tKey, nCount] : tRefusals)
+        rFamilies.addLabelled({{"status", std::to_string(tKey.first)}, {"reason", std::string(tKey.second)}},
+                              nCount);
+}
+
+void addByPhase(Families& rFamilies, const Container& rContainer) {
+    rFamilies.add("webcontainer_connections", "Connections, by what they wait for", MetricType::Gauge);
+    const auto tCounts = rContainer.countPhases();
+    for (std::size_t n = 0; n < tCounts.size(); ++n)
+        rFamilies.addLabelled({{"state", s_ksPhases[n]}}, tCounts[n]);
+}
+
+void addLatencies(Families& rFamilies, const char* pName, const char* pHelp, const Latencies& r) {
+    MetricFamily& rFamily = *rFamilies.add(pName, pHelp, MetricType::Histogram);
     ClientMetric::Histogram& rHistogram = rFamily.metric.emplace_back().histogram;
-    for (std::size_t n = 0; n < r.tByLatency.size(); ++n) {
-        rHistogram.sample_count += r.tByLatency[n];
+    for (std::size_t n = 0; n < r.tCounts.size(); ++n) {
+        rHistogram.sample_count += r.tCounts[n];
         if (n < s_knLatencyBoundsUs.size())
             rHistogram.bucket.push_back(
                 {rHistogram.sample_count, static_cast<double>(s_knLatencyBoundsUs[n]) / 1e6});
     }
-    rHistogram.sample_sum = toDouble(r.nLatencySumUs) / 1e6;
+    rHistogram.sample_sum = toDouble(r.nSumUs) / 1e6;
 }
 
-void addFrontEnd(Families& rFamilies, const Statistics& r) {
+void addFrontEnd(Families& rFamilies, const Container& rContainer) {
+    const Statistics r = rContainer.readStatistics();
     addByClass(rFamilies, r);
-    addLatency(rFamilies, r);
+    addByReason(rFamilies, rContainer, r);
+    addByPhase(rFamilies, rContainer);
+    addLatencies(rFamilies, "webcontainer_request_duration_seconds",
+                 "From the arrival of a request's first byte to the end of its response", r.tWhole);
+    addLatencies(rFamilies, "webcontainer_request_waiting_seconds",
+                 "What of that requests waited for a worker", r.tWaiting);
     for (const NumberInfo& rNumber : s_tNumbers) {
         const std::string sName = std::string("webcontainer_") + rNumber.pName;
         const double nValue = toDouble(r.*rNumber.pMember);
@@ -105,6 +164,14 @@ void addProcess(Families& rFamilies, const AdminSubject& rSubject) {
                        rSubject.rContainer.isDraining() ? 1 : 0);
     rFamilies.addGauge("webcontainer_build_info", "Which build this is; always 1", 1,
                        {{"version", rSubject.sVersion}, {"module", rSubject.sModule}});
+    rFamilies.addGauge("webcontainer_saturated", "1 while requests wait because all workers are busy",
+                       rSubject.rContainer.getSaturation().getSinceMs() != 0 ? 1 : 0);
+    const ProcessUse tUse = readProcessUse();
+    rFamilies.addGauge("process_resident_memory_bytes", "Memory that the process has now",
+                       toDouble(tUse.nResidentBytes));
+    rFamilies.addGauge("process_open_fds", "Descriptors that are open", toDouble(tUse.nDescriptors));
+    rFamilies.addGauge("process_max_fds", "Descriptors that may be open", toDouble(tUse.nMostDescriptors));
+    rFamilies.addCounter("process_cpu_seconds_total", "Processor time that was used", tUse.nProcessorSeconds);
     rFamilies.addGauge("process_start_time_seconds", "When the process started, in seconds since 1970",
                        std::chrono::duration<double>(rSubject.tStart.time_since_epoch()).count());
 }
@@ -138,7 +205,7 @@ std::string makeMetricName(std::string_view sCounter) {
 std::string makeMetricsPage(const AdminSubject& rSubject, const History& rHistory) {
     const History::Change tChange = rHistory.changeOver(History::s_knRateSeconds);
     Families tFamilies;
-    addFrontEnd(tFamilies, rSubject.rContainer.readStatistics());
+    addFrontEnd(tFamilies, rSubject.rContainer);
     addProcess(tFamilies, rSubject);
     std::size_t n = 0;
     for (const CounterInfo& r : performance::CounterRegistry::list()) {

@@ -28,7 +28,8 @@ std::uint64_t uptimeSeconds(const AdminSubject& r) {
 }
 
 const char* stateOf(const AdminSubject& r) {
-    return r.rContainer.isDraining() ? "draining" : "serving";
+    if (r.rContainer.isDraining()) return "draining";
+    return r.rContainer.getSaturation().getSinceMs() != 0 ? "saturated" : "serving";
 }
 
 /// A share of nAll as a length out of a hundred; the smallest can still be seen.
@@ -46,11 +47,15 @@ void showByClass(ShownStatus& rShown, const Statistics& r) {
 }
 
 void showLatency(ShownStatus& rShown, const Statistics& r) {
-    const std::uint64_t nMost = *std::max_element(r.tByLatency.begin(), r.tByLatency.end());
-    for (std::size_t n = 0; n < r.tByLatency.size(); ++n)
-        rShown["latency" + std::to_string(n)] = showShare(r.tByLatency[n], nMost);
-    for (const auto& [pName, nShare] : s_tQuantiles)
-        rShown[pName] = nMost == 0 ? s_ksNothing : showMicroseconds(r.guessLatencyUs(nShare));
+    const auto& rCounts = r.tWhole.tCounts;
+    const std::uint64_t nMost = *std::max_element(rCounts.begin(), rCounts.end());
+    for (std::size_t n = 0; n < rCounts.size(); ++n)
+        rShown["latency" + std::to_string(n)] = showShare(rCounts[n], nMost);
+    for (const auto& [pName, nShare] : s_tQuantiles) {
+        rShown[pName] = nMost == 0 ? s_ksNothing : showMicroseconds(r.tWhole.guessUs(nShare));
+        rShown[std::string("waiting_") + pName] =
+            nMost == 0 ? s_ksNothing : showMicroseconds(r.tWaiting.guessUs(nShare));
+    }
 }
 
 /// A line through the rates of the last minute, and the area below it, in a field of 60 by 100.
@@ -140,8 +145,10 @@ std::string makeStatusJson(const AdminSubject& rSubject, const History& rHistory
         {"module", rSubject.sModule}};
     for (const NumberInfo& r : s_tNumbers)
         tStatus[r.pName] = tAll.*r.pMember;
-    for (const auto& [pName, nShare] : s_tQuantiles)
-        tStatus["latency_us_last_minute"][pName] = tMinute.guessLatencyUs(nShare);
+    for (const auto& [pName, nShare] : s_tQuantiles) {
+        tStatus["latency_us_last_minute"][pName] = tMinute.tWhole.guessUs(nShare);
+        tStatus["waiting_us_last_minute"][pName] = tMinute.tWaiting.guessUs(nShare);
+    }
     tStatus["shown"] = showStatus(rSubject, rHistory);
     return tStatus.dump();
 }

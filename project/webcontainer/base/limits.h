@@ -30,6 +30,8 @@ struct Limits {
     unsigned int nMinimumBytesPerSecond;
     unsigned int nRateGraceMs;
     unsigned int nSlowClientMs;
+    unsigned int nQueueTimeoutMs;
+    unsigned int nNoProgressMs;
     unsigned int nAcceptPauseMs;
     unsigned int nSweepIntervalMs;
     unsigned int nDrainDelayMs;
@@ -138,6 +140,15 @@ inline constexpr LimitInfo s_tLimitInfos[] = {
           "quarter of it while all workers wait for clients and somebody for a worker, so that slow clients "
           "never take them all; 0: the other half waits for none",
           "408 or a client that counts as gone, as above"),
+    limit(
+        &Limits::nQueueTimeoutMs, L"WebContainer/QueueTimeoutMilliseconds", "ms", 10000, 0, s_knHourInMs,
+        "nobody waits for an answer for ever, and while old requests are served new ones become old; a fifth "
+        "of it while more comes than can be served; 0: any time will do",
+        "503 with Retry-After, without the application; the connection is closed"),
+    limit(&Limits::nNoProgressMs, L"WebContainer/NoProgressMilliseconds", "ms", 0, 0, 24 * s_knHourInMs,
+          "a server whose workers have all been busy for so long, and none of which has ended a request, is "
+          "not alive; 0: as long as a response may be in the making",
+          "/live says 503, and the service manager's watchdog is told nothing"),
     limit(&Limits::nAcceptPauseMs, L"WebContainer/AcceptPauseMilliseconds", "ms", 200, 1, 60000,
           "when descriptors or memory run out, trying at once would only burn the processor",
           "clients are accepted again"),

@@ -40,6 +40,14 @@ void Acceptor::acceptWaiting(WorkRoom& rRoom, WorkRoom::Seat& rSeat) noexcept {
     m_rPoller.armListener(m_tListener.getFd());
 }
 
+void Acceptor::acceptInstead() noexcept {
+    for (int n = 0; n < s_knMostAtOnce && hasRoom() && !m_bStopped.load(std::memory_order_acquire); ++n) {
+        const int nFd = acceptOne();
+        if (nFd < 0) return;
+        m_rConnections.leaveToPoller(nFd);
+    }
+}
+
 /// For a client that waits, if there is one. False: all connections have requests.
 bool Acceptor::makeRoom() noexcept {
     pollfd tPoll{m_tListener.getFd(), POLLIN, 0};
@@ -60,6 +68,7 @@ int Acceptor::acceptOne() noexcept {
     const int nFd =
         ::accept4(m_tListener.getFd(), tEnds.tClient.data(), &nLength, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (nFd < 0) return -1;
+    if (isOutOfResources()) m_bOutOfResources.store(false, std::memory_order_relaxed);
     tEnds.tClient.unmap();
     if (m_rOptions.tTrustedProxies.contains(tEnds.tClient)) tEnds.pTrusted = &m_rOptions.tTrustedProxies;
     const bool bProxied = m_rOptions.eProxyProtocol != EProxyProtocol::kNone;
@@ -94,6 +103,7 @@ bool Acceptor::handleError(int nError) noexcept {
         case ENOBUFS:
             if (m_tShortage.isTime())
                 logText(kSevWarning, s_lsConnection, "clients have to wait: " + describeError(nError));
+            m_bOutOfResources.store(true, std::memory_order_relaxed);
             pause(monotonicMs() + m_rOptions.tLimits.nAcceptPauseMs);
             return false;
         default:

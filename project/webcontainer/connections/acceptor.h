@@ -30,6 +30,10 @@ public:
     /// Accepts who waits, but not for ever, and asks to be called again; leaves the new connections in the
     /// seat's batch.
     void acceptWaiting(WorkRoom& rRoom, WorkRoom::Seat& rSeat) noexcept;
+    /// Accepts who waits while all workers are busy, so that it shows who waits and nobody is dropped; leaves
+    /// the new connections to the poller. Beside the thread that accepts, if there is one.
+    void acceptInstead() noexcept;
+    bool isOutOfResources() const noexcept { return m_bOutOfResources.load(std::memory_order_relaxed); }
     /// To be called now and then by one thread: goes on accepting when there may be room again.
     void resume(std::int64_t nNowMs) noexcept;
     /// New clients are refused by the kernel from now on, or wait for the next server.
@@ -56,6 +60,7 @@ private:
     ConnectionTable& m_rConnections;
     Listener m_tListener;
     std::atomic<bool> m_bStopped{false};
+    std::atomic<bool> m_bOutOfResources{false};
     std::atomic<std::int64_t> m_nPausedUntilMs{s_knNotPaused};
     Rarely m_tShortage;             ///< of descriptors, memory and room: complaints
     Rarely m_tStranger;             ///< where only proxies may connect: complaints

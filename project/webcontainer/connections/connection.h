@@ -1,10 +1,12 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
+#include "base/requesttimes.h"
 #include "connections/ownership.h"
 #include "http/requestinput.h"
 #include "sockets/clientaccounts.h"
@@ -41,6 +43,10 @@ enum class EPhase : std::uint8_t {
     kServing,  ///< nothing: a worker is busy with it
 };
 
+inline constexpr std::array s_ksPhases{"fresh", "preface", "idle",   "head",
+                                       "body",  "turn",    "linger", "serving"};
+inline constexpr std::size_t s_knPhases = s_ksPhases.size();
+
 /// One client's connection. What is not atomic belongs to the owner.
 struct Connection {
     Ownership tOwnership;
@@ -52,7 +58,7 @@ struct Connection {
     ConnectionEnds tEnds;
     ClientAccount* pAccount = nullptr;     ///< null: nothing is counted of this client
     std::int64_t nPhaseStart = 0;          ///< on the same clock
-    std::int64_t nArrivedUs = 0;           ///< of the request's first byte, on the monotonic clock
+    RequestArrival tArrival;               ///< of the request that is here, or comes next
     std::uint32_t nRequests = 0;           ///< that have been run on it
     std::size_t nLingerLeft = 0;           ///< bytes that may still be dropped
     std::unique_ptr<RequestInput> pInput;  ///< an incomplete request; null while there is none

@@ -217,6 +217,18 @@ unsigned ConnectionTable::giveUpOldest() noexcept {
     return nClosed;
 }
 
+std::array<std::size_t, s_knPhases> ConnectionTable::countPhases() const noexcept {
+    std::array<std::size_t, s_knPhases> tCounts{};
+    for (const auto& rBlock : m_tBlocks) {
+        const Block* const pBlock = rBlock.load(std::memory_order_acquire);
+        if (!pBlock) continue;
+        for (const Connection& r : *pBlock)
+            if (!r.tOwnership.isFree())
+                ++tCounts[static_cast<std::size_t>(r.ePhase.load(std::memory_order_relaxed))];
+    }
+    return tCounts;
+}
+
 void ConnectionTable::close(Connection& r, bool bReset) noexcept {
     const int nFd = r.nFd;
     if (bReset) setReset(nFd);

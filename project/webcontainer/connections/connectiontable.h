@@ -70,6 +70,8 @@ public:
     std::size_t countTooMany() const noexcept { return m_nTooMany.load(std::memory_order_relaxed); }
     /// Of how many clients connections are counted.
     std::size_t countClients() const noexcept { return m_tAccounts.count(); }
+    /// How many there are in each phase, more or less.
+    std::array<std::size_t, s_knPhases> countPhases() const noexcept;
     /// How many connections there are.
     std::size_t count() const noexcept { return m_nOpen.load(std::memory_order_relaxed); }
 

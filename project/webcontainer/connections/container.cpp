@@ -34,6 +34,7 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler,
       m_tStop(makeStopSignal()),
       m_tWorkRoom(m_tPoller, std::max(std::thread::hardware_concurrency(), 1u)),
       m_tSlowClients(m_tOptions.nWorkers, m_tOptions.tLimits),
+      m_tQueueDelay(m_tOptions.tLimits.nQueueTimeoutMs),
       m_tConnections(m_tPoller, m_tOptions.tLimits),
       m_tShared{.rPoller = m_tPoller,
                 .rWorkRoom = m_tWorkRoom,
@@ -43,6 +44,9 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler,
                 .rfAlive = m_tOptions.fAlive,
                 .rHandler = m_rHandler,
                 .rSlowClients = m_tSlowClients,
+                .rQueueDelay = m_tQueueDelay,
+                .rSaturation = m_tSaturation,
+                .rStatistics = m_tStatistics,
                 .rLimits = m_tOptions.tLimits,
                 .rRules = m_tOptions.tRules,
                 .eProxyProtocol = m_tOptions.eProxyProtocol,
@@ -115,8 +119,40 @@ Statistics Container::readStatistics() const noexcept {
     tSum.nAccepted = m_tConnections.countAll();
     tSum.nTooMany = m_tConnections.countTooMany();
     tSum.nConnections = m_tConnections.count();
+    tSum.nWorkers = m_tOptions.nWorkers;
+    tSum.nWaitingForClients = m_tSlowClients.countWaits();
+    const Saturation::Queue tQueue = m_tSaturation.getQueue();
+    tSum.nQueued = tQueue.nRequests;
+    if (tQueue.nRequests != 0)
+        tSum.nOldestQueuedMs =
+            static_cast<std::uint64_t>(std::max<std::int64_t>(monotonicMs() - tQueue.nOldestMs, 0));
+    for (const Acceptor& r : m_tAcceptors) {
+        const Listener::Queue tListening = r.getListener().readQueue();
+        tSum.nListening += tListening.nWaiting;
+        tSum.nOverflows += tListening.nDropped;
+    }
     tSum.nClients = m_tConnections.countClients();
     return tSum;
+}
+
+RefusalCounts Container::countRefusals() const {
+    RefusalCounts tSum;
+    for (const WorkerStatistics& r : m_tStatistics)
+        r.addTo(tSum);
+    return tSum;
+}
+
+bool Container::isStuck() const {
+    const std::int64_t nSinceMs = m_tSaturation.getStuckSinceMs();
+    if (nSinceMs == 0) return false;
+    const unsigned nMostMs = m_tOptions.tLimits.nNoProgressMs;
+    const std::size_t nLimitMs = nMostMs != 0 ? nMostMs : m_rHandler.getResponseTimeoutMilliSeconds();
+    return nLimitMs != 0 && monotonicMs() - nSinceMs > static_cast<std::int64_t>(nLimitMs);
+}
+
+bool Container::isOutOfResources() const noexcept {
+    return std::any_of(m_tAcceptors.begin(), m_tAcceptors.end(),
+                       [](const Acceptor& r) { return r.isOutOfResources(); });
 }
 
 void Container::stopAccepting() noexcept {

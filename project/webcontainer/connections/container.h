@@ -57,6 +57,15 @@ public:
     bool isDraining() const noexcept { return m_bAnnounced.load(std::memory_order_relaxed); }
     /// On any thread.
     Statistics readStatistics() const noexcept;
+    /// On any thread.
+    RefusalCounts countRefusals() const;
+    /// How many connections there are in each phase. On any thread.
+    std::array<std::size_t, s_knPhases> countPhases() const noexcept { return m_tConnections.countPhases(); }
+    const Saturation& getSaturation() const noexcept { return m_tSaturation; }
+    /// Whether no worker has ended a request for longer than the limit, and all are busy. On any thread.
+    bool isStuck() const;
+    /// Whether clients cannot be accepted for lack of descriptors or memory. On any thread.
+    bool isOutOfResources() const noexcept;
     /// Whether destruction would not have to wait.
     bool haveThreadsEnded() const noexcept { return m_nRunning == 0; }
 
@@ -77,6 +86,8 @@ private:
     WorkRoom m_tWorkRoom;
     SlowPaths m_tSlowPaths;
     SlowClients m_tSlowClients;
+    QueueDelay m_tQueueDelay;
+    Saturation m_tSaturation;
     ConnectionTable m_tConnections;
     Acceptors m_tAcceptors;
     Rarely m_tNoProxyHeader;

@@ -45,6 +45,8 @@ public:
         m_eState.store(EState::kOwned, std::memory_order_relaxed);
         return false;
     }
+    /// A guess.
+    bool isFree() const noexcept { return m_eState.load(std::memory_order_relaxed) == EState::kFree; }
     /// A guess, for those who will claim() before they act on it.
     bool isWaiting() const noexcept { return m_eState.load(std::memory_order_acquire) == EState::kWaiting; }
 

@@ -2,11 +2,15 @@
 
 #include <atomic>
 #include <functional>
+#include <vector>
 
 #include "base/limits.h"
+#include "base/statistics.h"
 #include "connections/acceptor.h"
 #include "connections/connectiontable.h"
 #include "connections/poller.h"
+#include "connections/queuedelay.h"
+#include "connections/saturation.h"
 #include "connections/slowpaths.h"
 #include "connections/workroom.h"
 #include "requests/requesthandler.h"
@@ -27,6 +31,9 @@ struct WorkerShared {
     const std::function<void()>& rfAlive;  ///< to be called by the sweeping thread
     RequestHandler& rHandler;
     SlowClients& rSlowClients;
+    QueueDelay& rQueueDelay;
+    Saturation& rSaturation;
+    const std::vector<WorkerStatistics>& rStatistics;  ///< one for each worker, and the sweeper's
     const Limits& rLimits;
     const ServingRules& rRules;
     const EProxyProtocol eProxyProtocol;

@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <exception>
 
 #include "base/monotonicclock.h"
@@ -31,6 +32,7 @@ void Sweeper::run() {
     pollfd tStop{m_tShared.nStopFd, POLLIN, 0};
     while (::poll(&tStop, 1, static_cast<int>(m_tLimits.nSweepIntervalMs)) <= 0) {
         sweep(monotonicMs());
+        observe(monotonicMs());
         m_tShared.rfAlive();
     }
 }
@@ -47,6 +49,56 @@ void Sweeper::sweep(std::int64_t nNowMs) {
         }
         m_tShared.rConnections.putBack(r);
     });
+}
+
+/// Of all threads this one alone is not busy when all workers are.
+void Sweeper::observe(std::int64_t nNowMs) noexcept {
+    constexpr std::int64_t nShare = 20;  // of the time, at most, is spent on looking
+    const std::vector<WorkerStatistics>& rAll = m_tShared.rStatistics;
+    const bool bAllBusy =
+        std::all_of(rAll.begin(), rAll.end() - 1, [](const WorkerStatistics& r) { return r.isBusy(); });
+    Statistics tSum;
+    for (const WorkerStatistics& r : rAll)
+        r.addTo(tSum);
+    m_tShared.rSaturation.setProgress(bAllBusy, tSum.countRequests(), nNowMs);
+    if (!bAllBusy) return m_tShared.rSaturation.setQueue({}, nNowMs);
+    if (nNowMs < m_nNextLookMs) return;
+    for (Acceptor& r : m_tShared.rAcceptors)
+        r.acceptInstead();
+    const std::int64_t nStartUs = monotonicUs();
+    const Saturation::Queue tQueue = lookAtQueue(nNowMs);
+    m_nNextLookMs = nNowMs + (monotonicUs() - nStartUs) * nShare / 1000;
+    m_tShared.rSaturation.setQueue(tQueue, nNowMs);
+    if (tQueue.nRequests != 0) complain(tQueue, nNowMs);
+}
+
+Saturation::Queue Sweeper::lookAtQueue(std::int64_t nNowMs) noexcept {
+    Saturation::Queue tQueue;
+    m_tShared.rConnections.forEachWaiting([&](Connection& r) {
+        if (!r.tOwnership.claim()) return;
+        const EPhase ePhase = r.ePhase.load(std::memory_order_relaxed);
+        std::int64_t nAgeUs = -1;
+        if (ePhase == EPhase::kTurn)
+            nAgeUs = (nNowMs - r.nPhaseStart) * 1000;
+        else if (ePhase != EPhase::kLinger && ePhase != EPhase::kPreface)
+            nAgeUs = ClientSocket::peekAgeUs(r.nFd);
+        m_tShared.rConnections.putBack(r);
+        if (nAgeUs < 0) return;
+        tQueue.nOldestMs =
+            std::min(tQueue.nRequests == 0 ? nNowMs : tQueue.nOldestMs, nNowMs - nAgeUs / 1000);
+        ++tQueue.nRequests;
+    });
+    return tQueue;
+}
+
+/// Once a minute only.
+void Sweeper::complain(const Saturation::Queue& rQueue, std::int64_t nNowMs) noexcept {
+    constexpr std::int64_t nIntervalMs = 60000;
+    if (nNowMs < m_nNextComplaintMs) return;
+    m_nNextComplaintMs = nNowMs + nIntervalMs;
+    logText(kSevWarning, s_lsRequest,
+            "no worker is free: " + std::to_string(rQueue.nRequests) + " requests wait, the oldest for " +
+                std::to_string(nNowMs - rQueue.nOldestMs) + " ms");
 }
 
 /// What has arrived makes no client late, unless it is only to be dropped: all workers may be busy.
@@ -79,7 +131,7 @@ void Sweeper::end(Connection& r) noexcept {
                                     m_tBuffers,
                                     m_tShared.rbAnnounced,
                                     m_rStatistics,
-                                    r.nArrivedUs};
+                                    r.tArrival};
             m_tRunner.refuse(tContext, r.pInput->isHeadComplete() ? s_tBodyTooSlow : s_tHeadTooSlow);
         }
     } catch (const std::exception& e) {

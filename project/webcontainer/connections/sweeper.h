@@ -9,7 +9,8 @@
 namespace webcontainer {
 
 /// One thread's work beside the workers': ends connections whose time is up, and while the server drains
-/// those that wait for nothing in particular; lets the acceptor go on after a pause.
+/// those that wait for nothing in particular; lets the acceptor go on after a pause; sees what waits while
+/// all workers are busy.
 class Sweeper {
 public:
     /// rStatistics: this thread's, which outlive it.
@@ -19,6 +20,9 @@ public:
 
 private:
     void sweep(std::int64_t nNowMs);
+    void observe(std::int64_t nNowMs) noexcept;
+    Saturation::Queue lookAtQueue(std::int64_t nNowMs) noexcept;
+    void complain(const Saturation::Queue& rQueue, std::int64_t nNowMs) noexcept;
     static bool waitsForWorker(const Connection& r) noexcept;
     bool isDue(const Connection& r, std::int64_t nNowMs) const noexcept;
     bool isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) const noexcept;
@@ -26,6 +30,8 @@ private:
 
     const WorkerShared m_tShared;
     WorkerStatistics& m_rStatistics;
+    std::int64_t m_nNextLookMs = 0;
+    std::int64_t m_nNextComplaintMs = 0;
     Limits m_tLimits;  ///< with no patience for writing: the other connections must not wait
     RequestRunner m_tRunner;
     ResponseBuffers m_tBuffers;

@@ -11,6 +11,12 @@
 
 namespace webcontainer {
 
+namespace {
+
+constexpr Refusal s_tOverloaded{503, "no worker was free in time", 5};
+
+}  // namespace
+
 Worker::Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics)
     : m_tShared(rShared),
       m_rStatistics(rStatistics),
@@ -112,17 +118,22 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
                             m_tBuffers,
                             m_tShared.rbAnnounced,
                             m_rStatistics,
-                            rConnection.nArrivedUs};
+                            rConnection.tArrival};
     m_nTurnStartUs = 0;
     Next tNext{Next::kWait};
     const bool bTurn = rConnection.ePhase.load(std::memory_order_relaxed) == EPhase::kTurn;
-    if (bTurn && !serveReceived(tContext, rConnection, tNext)) return tNext;
-    for (;;) {
+    if (bTurn) {
+        rConnection.tArrival.nWaitingUs += (monotonicMs() - rConnection.nPhaseStart) * 1000;
+        if (!serveReceived(tContext, rConnection, tNext)) return tNext;
+    }
+    for (bool bWaited = true;; bWaited = false) {  // what comes meanwhile has not
         const std::span<char> tRoom = rInput.room();
-        const Received tReceived = tSocket.receive(tRoom.data(), tRoom.size());
+        const Received tReceived = bWaited ? tSocket.receiveDated(tRoom.data(), tRoom.size())
+                                           : tSocket.receive(tRoom.data(), tRoom.size());
         if (tReceived.eKind == EReceived::kEnd) return handleEnd(tContext, rConnection);
         if (tReceived.eKind == EReceived::kNothingYet) return waitForMore(rConnection, rInput);
-        if (rInput.isEmpty()) rConnection.nArrivedUs = monotonicUs();
+        if (rInput.isEmpty()) rConnection.tArrival = {monotonicUs() - tReceived.nAgeUs, 0};
+        rConnection.tArrival.nWaitingUs += tReceived.nAgeUs;
         rInput.commit(tReceived.nBytes);
         if (!serveReceived(tContext, rConnection, tNext)) return tNext;
         const bool bMore = m_bDrain || tReceived.nBytes == tRoom.size();
@@ -150,6 +161,10 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
         }
         if (isTurnOver()) {
             rNext = {Next::kWait, EPhase::kTurn};
+            return false;
+        }
+        if (m_tShared.rQueueDelay.isTooLong(rConnection.tArrival.nWaitingUs / 1000, monotonicMs())) {
+            rNext = toNext(rConnection, m_tRunner.refuse(rContext, s_tOverloaded));
             return false;
         }
         rConnection.ePhase.store(EPhase::kServing, std::memory_order_relaxed);

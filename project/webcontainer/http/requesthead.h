@@ -75,7 +75,8 @@ struct RequestHead {
 /// A request that the front end answers itself: the status, and for log and client the reason.
 struct Refusal {
     unsigned nStatus = 0;
-    const char* pReason = "";  ///< a constant text
+    const char* pReason = "";    ///< a constant text
+    unsigned nRetrySeconds = 0;  ///< when the client may try again; 0: that is not said
 };
 
 inline constexpr Refusal s_tBadLineEnd{400, "a line without a proper end"};

@@ -187,10 +187,13 @@ char* AccessLine::putCombined(char* p, const AccessRecord& r) {
     p = r.nStatus != 0 ? putNumber(p, r.nStatus) : put(p, "-");
     p = putNumber(put(p, " "), r.nSentBytes);
     p = putQuoted(putQuoted(p, r.sReferer), r.sUserAgent);
-    p = putNumber(put(p, " "), r.nDurationUs);
+    p = putNumber(put(p, " "), r.tTimes.sum());
     p = putNumber(put(p, " "), r.nReceivedBytes);
     p = put(put(p, " "), r.sRequestId);
-    return put(p, r.bCut ? " cut" : " whole");
+    p = putNumber(put(p, r.bCut ? " cut " : " whole "), r.tTimes.nWaitingUs);
+    p = putNumber(put(p, " "), r.tTimes.nReceivingUs);
+    p = putNumber(put(p, " "), r.tTimes.nRunningUs);
+    return putNumber(put(p, " "), r.tTimes.nSendingUs);
 }
 
 char* AccessLine::putJson(char* p, const AccessRecord& r) {
@@ -206,7 +209,11 @@ char* AccessLine::putJson(char* p, const AccessRecord& r) {
     p = r.nStatus != 0 ? putNumber(p, r.nStatus) : put(p, "null");
     p = putNumber(put(p, ",\"received\":"), r.nReceivedBytes);
     p = putNumber(put(p, ",\"sent\":"), r.nSentBytes);
-    p = putNumber(put(p, ",\"duration_us\":"), r.nDurationUs);
+    p = putNumber(put(p, ",\"duration_us\":"), r.tTimes.sum());
+    p = putNumber(put(p, ",\"waiting_us\":"), r.tTimes.nWaitingUs);
+    p = putNumber(put(p, ",\"receiving_us\":"), r.tTimes.nReceivingUs);
+    p = putNumber(put(p, ",\"running_us\":"), r.tTimes.nRunningUs);
+    p = putNumber(put(p, ",\"sending_us\":"), r.tTimes.nSendingUs);
     p = putJsonText(p, ",\"referer\":", r.sReferer);
     p = putJsonText(p, ",\"user_agent\":", r.sUserAgent);
     p = put(put(put(p, ",\"request_id\":\""), r.sRequestId), "\"");

@@ -11,8 +11,8 @@ const Setting s_tFile(textSetting(
     L"AccessLog/File", L"", "a file that gets one line for each request; `-`: standard output; empty: none"));
 const Setting s_tFormat(textSetting(
     L"AccessLog/Format", L"combined",
-    "NCSA's, then duration in microseconds, bytes of the request body, request id, and `whole` or "
-    "`cut`; or one object",
+    "NCSA's, then duration in microseconds, bytes of the request body, request id, `whole` or `cut`, "
+    "and what of that time was spent on waiting for a worker, receiving, running and sending; or one object",
     L"combined|json"));
 
 }  // namespace

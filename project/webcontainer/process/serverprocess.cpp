@@ -119,7 +119,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     std::optional<AdminSettings> tAdmin = readAdminSettings(tReader, tOptions.tListen);
     checkSettingValues(tReader);
     tOptions.fAlive = [this] {
-        m_tManager.alive();
+        if (!m_pContainer->isStuck()) m_tManager.alive();
         const Statistics tDone = m_pContainer->readStatistics();
         m_tHeap.giveBack(tDone.nReceivedBytes + tDone.nSentBytes + tDone.nAccepted - tDone.nConnections);
     };

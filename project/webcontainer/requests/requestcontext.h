@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/limits.h"
+#include "base/requesttimes.h"
 #include "base/statistics.h"
 #include "http/datecache.h"
 #include "http/requestinput.h"
@@ -51,7 +52,7 @@ struct RequestContext {
     ResponseBuffers& rBuffers;
     const std::atomic<bool>& rbAnnounced;  ///< true: the response is the last of its connection
     WorkerStatistics& rStatistics;
-    std::int64_t& rnArrivedUs;  ///< when the request's first byte came, on the monotonic clock
+    RequestArrival& rArrival;
     std::int64_t nDeadline = std::numeric_limits<std::int64_t>::max();  ///< when the response must have
                                                                         ///< ended, on that clock, in ms
     bool bLastRequest = false;  ///< the connection has served as many requests as it may

@@ -98,7 +98,7 @@ EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal
 }
 
 EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal, bool bKeep) {
-    rContext.rStatistics.countRefused();
+    rContext.rStatistics.countRefused(rRefusal.nStatus, rRefusal.pReason);
     if (rRefusal.nStatus >= 400) logFailure(rContext, {rRefusal, rRefusal.pReason, kSevInfo});
     return answer(rContext, rRefusal, bKeep);
 }
@@ -107,6 +107,8 @@ EOutcome RequestRunner::answer(RequestContext& rContext, const Refusal& rRefusal
     ResponseBuffers& rBuffers = rContext.rBuffers;
     NarrowStringBuffer tBody;
     rBuffers.tHead.clear();
+    if (rRefusal.nRetrySeconds != 0)
+        rBuffers.tHead.addField("Retry-After", std::to_string(rRefusal.nRetrySeconds));
     if (rRefusal.nStatus == 200 || rRefusal.nStatus == 405)
         rBuffers.tHead.addField("Allow", rContext.rRules.tMethods.getAllowed());
     if (rRefusal.nStatus != 200) {

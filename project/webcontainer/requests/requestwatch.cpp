@@ -1,5 +1,6 @@
 #include "requests/requestwatch.h"
 
+#include <algorithm>
 #include <exception>
 
 #include "base/monotonicclock.h"
@@ -18,7 +19,9 @@ std::int64_t nowMs() {
 
 RequestWatch::RequestWatch(RequestContext& rContext) noexcept
     : m_rContext(rContext),
-      m_nSentBefore(rContext.rStatistics.getSent()) {
+      m_nSentBefore(rContext.rStatistics.getSent()),
+      m_nBeginUs(monotonicUs()) {
+    m_rContext.rSocket.takeWaits();
     m_rContext.nStatus = 0;
     m_rContext.tOrigin.reset();
     m_rContext.tId.reset();
@@ -26,20 +29,32 @@ RequestWatch::RequestWatch(RequestContext& rContext) noexcept
 }
 
 RequestWatch::~RequestWatch() {
-    const std::int64_t nNow = monotonicUs();
-    const std::int64_t nDuration = nNow - m_rContext.rnArrivedUs;
+    const std::int64_t nNowUs = monotonicUs();
+    const RequestTimes tTimes = readTimes(nNowUs);
     // A request that is here already has waited only for this one.
-    m_rContext.rnArrivedUs = nNow;
-    m_rContext.rStatistics.endRequest(m_rContext.nStatus, nDuration);
+    m_rContext.rArrival = {nNowUs, 0};
+    m_rContext.rStatistics.endRequest(m_rContext.nStatus, tTimes);
     if (!m_rContext.rBuffers.tAccess.isWanted()) return;
     try {
-        writeLine(nDuration);
+        writeLine(tTimes);
     } catch (const std::exception&) {
         m_rContext.rBuffers.tAccess.countLost();
     }
 }
 
-void RequestWatch::writeLine(std::int64_t nDurationUs) const {
+RequestTimes RequestWatch::readTimes(std::int64_t nNowUs) const noexcept {
+    const RequestArrival& rArrival = m_rContext.rArrival;
+    const ClientSocket::Waits tWaits = m_rContext.rSocket.takeWaits();
+    RequestTimes tTimes;
+    // A piece that came while others waited has waited at the same time as they did.
+    tTimes.nWaitingUs = std::min(rArrival.nWaitingUs, m_nBeginUs - rArrival.nFirstByteUs);
+    tTimes.nReceivingUs = m_nBeginUs - rArrival.nFirstByteUs - tTimes.nWaitingUs + tWaits.nForInputUs;
+    tTimes.nSendingUs = tWaits.nForRoomUs;
+    tTimes.nRunningUs = nNowUs - m_nBeginUs - tWaits.nForInputUs - tWaits.nForRoomUs;
+    return tTimes;
+}
+
+void RequestWatch::writeLine(const RequestTimes& rTimes) const {
     RequestContext& r = m_rContext;
     const ServerVariables tVariables = r.variables();
     NarrowStringBuffer tStorage[3];
@@ -51,11 +66,11 @@ void RequestWatch::writeLine(std::int64_t nDurationUs) const {
     tRecord.sMethod = r.rInput.text(rHead.tMethod);
     tRecord.sTarget = r.rInput.text(rHead.tTarget);
     if (!tRecord.sMethod.empty()) tRecord.sProtocol = toText(rHead.eVersion);
-    tRecord.nTimeMs = nowMs() - nDurationUs / 1000;
+    tRecord.nTimeMs = nowMs() - rTimes.sum() / 1000;
     tRecord.nStatus = r.nStatus;
     tRecord.nReceivedBytes = r.rInput.getBodyReceived();
     tRecord.nSentBytes = r.rStatistics.getSent() - m_nSentBefore;
-    tRecord.nDurationUs = nDurationUs;
+    tRecord.tTimes = rTimes;
     tRecord.sRequestId = r.tId.get(r.rInput);
     tRecord.bCut = m_bCut;
     r.rBuffers.tAccess.add(tRecord);

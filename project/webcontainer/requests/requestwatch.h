@@ -19,10 +19,12 @@ public:
     void setWhole() noexcept { m_bCut = false; }
 
 private:
-    void writeLine(std::int64_t nDurationUs) const;
+    RequestTimes readTimes(std::int64_t nNowUs) const noexcept;
+    void writeLine(const RequestTimes& rTimes) const;
 
     RequestContext& m_rContext;
     const std::uint64_t m_nSentBefore;
+    const std::int64_t m_nBeginUs;
     bool m_bCut = true;
 };
 

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
+#include <ctime>
 
 #include "base/monotonicclock.h"
 
@@ -54,23 +56,64 @@ ClientSocket::ESent toSent(EWaited eWaited) {
     }
 }
 
+/// Microseconds since the kernel's time stamp; 0: there is none, or somebody has set the clock.
+std::int64_t ageOf(msghdr& rMessage) {
+    const cmsghdr* const p = CMSG_FIRSTHDR(&rMessage);
+    if (!p || p->cmsg_level != SOL_SOCKET || p->cmsg_type != SCM_TIMESTAMPNS) return 0;
+    timespec tStamp{}, tNow{};
+    std::memcpy(&tStamp, CMSG_DATA(p), sizeof tStamp);
+    clock_gettime(CLOCK_REALTIME, &tNow);
+    const std::int64_t nAgeUs =
+        (std::int64_t{tNow.tv_sec} - tStamp.tv_sec) * 1000000 + (tNow.tv_nsec - tStamp.tv_nsec) / 1000;
+    return std::max<std::int64_t>(nAgeUs, 0);
+}
+
+/// As recv(), with the age of the last of the bytes.
+ssize_t recvDated(int nFd, void* pBuffer, std::size_t nSize, int nFlags, std::int64_t& rnAgeUs) {
+    alignas(cmsghdr) char tControl[CMSG_SPACE(sizeof(timespec))];
+    iovec tPiece{pBuffer, nSize};
+    msghdr tMessage{};
+    tMessage.msg_iov = &tPiece;
+    tMessage.msg_iovlen = 1;
+    tMessage.msg_control = tControl;
+    tMessage.msg_controllen = sizeof tControl;
+    const ssize_t nReceived = ::recvmsg(nFd, &tMessage, nFlags);
+    if (nReceived > 0) rnAgeUs = ageOf(tMessage);
+    return nReceived;
+}
+
 }  // namespace
 
 Received ClientSocket::receive(void* pBuffer, std::size_t nSize) noexcept {
-    for (;;) {
-        const ssize_t nReceived = ::recv(m_nFd, pBuffer, nSize, 0);
-        if (nReceived > 0) {
-            m_rStatistics.countReceived(static_cast<std::size_t>(nReceived));
-            return {EReceived::kBytes, static_cast<std::size_t>(nReceived)};
-        }
-        if (nReceived == 0) return {EReceived::kEnd};
-        if (errno == EAGAIN) return {EReceived::kNothingYet};
-        if (errno != EINTR) return {EReceived::kEnd};
-    }
+    return toReceived(::recv(m_nFd, pBuffer, nSize, 0));
+}
+
+Received ClientSocket::receiveDated(void* pBuffer, std::size_t nSize) noexcept {
+    std::int64_t nAgeUs = 0;
+    Received tReceived = toReceived(recvDated(m_nFd, pBuffer, nSize, 0, nAgeUs));
+    tReceived.nAgeUs = nAgeUs;
+    return tReceived;
+}
+
+std::int64_t ClientSocket::peekAgeUs(int nFd) noexcept {
+    char c;
+    std::int64_t nAgeUs = 0;
+    return recvDated(nFd, &c, 1, MSG_PEEK | MSG_DONTWAIT, nAgeUs) > 0 ? nAgeUs : -1;
+}
+
+/// A socket that does not block is not interrupted either.
+Received ClientSocket::toReceived(ssize_t nReceived) noexcept {
+    if (nReceived < 0) return {errno == EAGAIN ? EReceived::kNothingYet : EReceived::kEnd};
+    if (nReceived == 0) return {EReceived::kEnd};
+    m_rStatistics.countReceived(static_cast<std::size_t>(nReceived));
+    return {EReceived::kBytes, static_cast<std::size_t>(nReceived)};
 }
 
 EWaited ClientSocket::waitForInput(Patience& rPatience) noexcept {
-    return wait(POLLIN, rPatience);
+    const EWaited eWaited = wait(POLLIN, rPatience);
+    if (eWaited == EWaited::kTooSlow) m_rStatistics.countCutOff(ECutOff::kSendsTooSlowly);
+    if (eWaited == EWaited::kOverdue) m_rStatistics.countCutOff(ECutOff::kOverdue);
+    return eWaited;
 }
 
 EWaited ClientSocket::wait(short nEvents, Patience& rPatience) noexcept {
@@ -79,7 +122,9 @@ EWaited ClientSocket::wait(short nEvents, Patience& rPatience) noexcept {
     if (nLeft <= 0) return EWaited::kOverdue;
     if (m_pObserver) m_pObserver->beforeWait();
     const std::int64_t nSlow = std::min<std::int64_t>(rPatience.nTimeoutMs, rPatience.tRate.patienceMs());
+    const std::int64_t nStartUs = monotonicUs();
     const EWaited eWaited = waitAtMost(nEvents, std::min(nLeft, nSlow), rPatience.tRate.deficitMs());
+    (nEvents == POLLIN ? m_tWaits.nForInputUs : m_tWaits.nForRoomUs) += monotonicUs() - nStartUs;
     const std::int64_t nWaited = monotonicMs() - nStart;
     rPatience.tRate.countWait(nWaited);
     return eWaited == EWaited::kTooSlow && nWaited >= nLeft ? EWaited::kOverdue : eWaited;
@@ -132,8 +177,11 @@ ClientSocket::ESent ClientSocket::send(std::span<iovec> tPieces, Patience& rPati
             tPieces = skipSent(tPieces, static_cast<std::size_t>(nSent));
         } else if (errno == EAGAIN) {
             const EWaited eWaited = waitForRoom(rPatience);
+            if (eWaited == EWaited::kTooSlow) m_rStatistics.countCutOff(ECutOff::kTakesTooSlowly);
+            if (eWaited == EWaited::kOverdue) m_rStatistics.countCutOff(ECutOff::kOverdue);
             if (eWaited != EWaited::kReady) return toSent(eWaited);
         } else if (errno != EINTR) {
+            m_rStatistics.countCutOff(ECutOff::kGone);
             return ESent::kGone;
         }
     }

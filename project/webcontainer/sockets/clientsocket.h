@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <span>
+#include <utility>
 
 #include "base/statistics.h"
 #include "sockets/rateguard.h"
@@ -19,6 +20,8 @@ enum class EReceived { kBytes, kNothingYet, kEnd };
 struct Received {
     EReceived eKind;
     std::size_t nBytes = 0;
+    std::int64_t nAgeUs =
+        0;  ///< how long ago the kernel received the last of the bytes, if that was asked for
 };
 
 /// What came of waiting for the client.
@@ -55,6 +58,11 @@ public:
     int getFd() const noexcept { return m_nFd; }
     /// A broken connection is an end too.
     Received receive(void* pBuffer, std::size_t nSize) noexcept;
+    /// The same with the bytes' age, which TCP connections of a Listener know (SO_TIMESTAMPNS).
+    Received receiveDated(void* pBuffer, std::size_t nSize) noexcept;
+    /// How many microseconds ago the kernel received the first byte that nobody has read; below 0: there is
+    /// none.
+    static std::int64_t peekAgeUs(int nFd) noexcept;
     /// Waits until bytes, or the end, can be received.
     EWaited waitForInput(Patience& rPatience) noexcept;
 
@@ -65,9 +73,18 @@ public:
     /// Sends all pieces, with one system call when the kernel takes them; changes them. Waits when it must.
     ESent send(std::span<iovec> tPieces, Patience& rPatience) noexcept;
 
+    /// How long the client was waited for, in microseconds.
+    struct Waits {
+        std::int64_t nForInputUs = 0;
+        std::int64_t nForRoomUs = 0;
+    };
+    /// Since the last call.
+    Waits takeWaits() noexcept { return std::exchange(m_tWaits, {}); }
+
 private:
     static constexpr std::int64_t s_knStepMs = 25;
 
+    Received toReceived(ssize_t nReceived) noexcept;
     EWaited wait(short nEvents, Patience& rPatience) noexcept;
     EWaited waitForRoom(Patience& rPatience) noexcept;
     EWaited waitAtMost(short nEvents, std::int64_t nMs, std::int64_t nDeficitMs) noexcept;
@@ -79,6 +96,7 @@ private:
     WorkerStatistics& m_rStatistics;
     WaitObserver* m_pObserver;
     ClientAccount* m_pAccount;
+    Waits m_tWaits;
 };
 
 }  // namespace webcontainer

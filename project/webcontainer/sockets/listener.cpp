@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/filter.h>
+#include <linux/sock_diag.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -67,6 +68,8 @@ Listener::Listener(const ListenAddress& rAddress, unsigned nBacklog, mode_t nUni
     m_tAddress = SocketAddress::ofSocket(getFd());
     // Accepted sockets inherit it: a response goes out in one piece, so waiting to fill packets only delays.
     if (!isUnix()) setOption(getFd(), IPPROTO_TCP, TCP_NODELAY);
+    // This too: how long a request has waited is known only from when the kernel received it.
+    if (!isUnix()) setOption(getFd(), SOL_SOCKET, SO_TIMESTAMPNS);
     m_sPlace = isUnix() ? "unix:" + unixPathOf(getFd()) : "http://" + m_tAddress.text() + "/";
 }
 
@@ -97,6 +100,15 @@ void Listener::adopt() {
                         "ListenStream= with Accept=no in the .socket unit");
     ::fcntl(getFd(), F_SETFD, FD_CLOEXEC);
     ::fcntl(getFd(), F_SETFL, ::fcntl(getFd(), F_GETFL) | O_NONBLOCK);
+}
+
+Listener::Queue Listener::readQueue() const noexcept {
+    tcp_info tInfo{};
+    std::uint32_t tMemory[SK_MEMINFO_VARS]{};
+    socklen_t nInfo = sizeof tInfo, nMemory = sizeof tMemory;
+    if (isUnix() || ::getsockopt(getFd(), IPPROTO_TCP, TCP_INFO, &tInfo, &nInfo) != 0) return {};
+    ::getsockopt(getFd(), SOL_SOCKET, SO_MEMINFO, tMemory, &nMemory);
+    return {tInfo.tcpi_unacked, tMemory[SK_MEMINFO_DROPS]};  // of a listening socket, that is its queue
 }
 
 void Listener::refuse() noexcept {

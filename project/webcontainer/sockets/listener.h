@@ -29,6 +29,13 @@ public:
     const std::string& getPlace() const noexcept { return m_sPlace; }
     bool isHandedOver() const noexcept { return m_bHandedOver; }
 
+    /// What the kernel knows of clients whose connections are complete but not accepted.
+    struct Queue {
+        unsigned nWaiting = 0;
+        unsigned nDropped = 0;  ///< since the socket was made: there were too many
+    };
+    Queue readQueue() const noexcept;
+
     void refuse() noexcept;
     /// The descriptor stays open, because a worker may be about to use it.
     void close() noexcept;

@@ -40,6 +40,9 @@ public:
           m_nMostOfClient(r.nMaxWorkersPerClient != 0 ? r.nMaxWorkersPerClient : halfOf(nWorkers)),
           m_nPauseMs(r.nSlowClientMs) {}
 
+    /// How many workers wait for clients now.
+    unsigned countWaits() const noexcept { return m_nWaiting.load(std::memory_order_relaxed); }
+
     /// A worker's wait; ends with the object.
     class Wait {
     public:

@@ -1,12 +1,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <fstream>
 #include <future>
 #include <nlohmann/json.hpp>
 
 #include "admin/adminserver.h"
 #include "admin/metricspage.h"
 #include "admin/shownnumbers.h"
+#include "support/temporarydirectory.h"
 #include "testserver.h"
 
 namespace test {
@@ -23,13 +26,15 @@ struct Observed {
     Server m_tServer;
     web::AdminServer m_tAdmin;
 
-    explicit Observed(ScriptedHandler::Answer fAnswer)
-        : m_tServer(std::move(fAnswer)),
-          m_tAdmin(*web::readAdminSettings(
-                       ConfigReader(ConfigReaderInstance::fromText(
-                           "[Admin]\nListen = \"127.0.0.1:0\"\nHostName = \"Admin.example\"", "c")),
-                       {}),
-                   {m_tServer.m_tContainer, nullptr, "1\"<&", "m", std::chrono::system_clock::now()}) {
+    explicit Observed(ScriptedHandler::Answer fAnswer, const web::Limits& rLimits = quickLimits(),
+                      const std::string& sSettings = {}, web::AccessLog* pAccessLog = nullptr)
+        : m_tServer(std::move(fAnswer), rLimits, 2, pAccessLog),
+          m_tAdmin(
+              *web::readAdminSettings(
+                  ConfigReader(ConfigReaderInstance::fromText(
+                      "[Admin]\nListen = \"127.0.0.1:0\"\nHostName = \"Admin.example\"\n" + sSettings, "c")),
+                  {}),
+              {m_tServer.m_tContainer, nullptr, "1\"<&", "m", std::chrono::system_clock::now()}) {
         m_tAdmin.start();
     }
     std::string get(const std::string& sPath) {
@@ -82,19 +87,23 @@ TEST(Admin, CountsEveryRequestOnce) {
     while (statistics().nAccepted != 6 || statistics().nConnections != 1)
         ::usleep(1000);
     const std::string sMetrics = t.get("/metrics");
-    EXPECT_THAT(sMetrics, AllOf(HasSubstr("\r\nContent-Type: text/plain; version=0.0.4; charset=utf-8\r\n"),
-                                HasSubstr("# TYPE webcontainer_requests_total counter\n"),
-                                HasSubstr("webcontainer_requests_total{class=\"2xx\"} 3\n"),
-                                HasSubstr("webcontainer_requests_total{class=\"4xx\"} 1\n"),
-                                HasSubstr("webcontainer_requests_total{class=\"5xx\"} 1\n"),
-                                HasSubstr("webcontainer_requests_refused_total 1\n"),
-                                HasSubstr("webcontainer_requests_in_flight 0\n"),
-                                HasSubstr("webcontainer_connections_accepted_total 6\n"),
-                                HasSubstr("webcontainer_connections_open 1\n"),
-                                HasSubstr("webcontainer_connections_refused_total 0\n"),
-                                HasSubstr("webcontainer_clients 1\n"),
-                                HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"0.1\"} 4\n"),
-                                HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"+Inf\"} 5\n")));
+    EXPECT_THAT(
+        sMetrics,
+        AllOf(HasSubstr("\r\nContent-Type: text/plain; version=0.0.4; charset=utf-8\r\n"),
+              HasSubstr("# TYPE webcontainer_requests_total counter\n"),
+              HasSubstr("webcontainer_requests_total{class=\"2xx\"} 3\n"),
+              HasSubstr("webcontainer_requests_total{class=\"4xx\"} 1\n"),
+              HasSubstr("webcontainer_requests_total{class=\"5xx\"} 1\n"),
+              HasSubstr("webcontainer_requests_refused_total 1\n"),
+              HasSubstr("webcontainer_refusals_total{status=\"400\",reason=\"no Host field\"} 1\n"),
+              HasSubstr("webcontainer_connections{state=\"fresh\"} 1\n"),
+              HasSubstr("webcontainer_cut_off_total{reason=\"gone\"} 0\n"),
+              HasSubstr("process_resident_memory_bytes"), HasSubstr("webcontainer_requests_in_flight 0\n"),
+              HasSubstr("webcontainer_connections_accepted_total 6\n"),
+              HasSubstr("webcontainer_connections_open 1\n"),
+              HasSubstr("webcontainer_connections_refused_total 0\n"), HasSubstr("webcontainer_clients 1\n"),
+              HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"0.1\"} 4\n"),
+              HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"+Inf\"} 5\n")));
     EXPECT_EQ(statistics().nReceivedBytes, nReceived);
     EXPECT_EQ(statistics().nSentBytes, nSent);
     const std::string sJson = t.get("/status.json");
@@ -104,6 +113,64 @@ TEST(Admin, CountsEveryRequestOnce) {
     EXPECT_THAT(t.get("/"),
                 AllOf(HasSubstr("data-t=\"requests\">5</span>"), HasSubstr("webcontainer 1&#34;&#60;&#38;"),
                       testing::Not(HasSubstr("{{")), EndsWith("</html>\n")));
+}
+
+TEST(Admin, ShowsHowManyRequestsWaitForAWorkerAndHowLong) {
+    using std::chrono::milliseconds, std::chrono::steady_clock;
+    for (const bool bReady : {true, false}) {
+        std::promise<void> tGo;
+        const std::shared_future<void> tGate = tGo.get_future();
+        web::Limits tLimits = quickLimits();
+        tLimits.nNoProgressMs = 50;
+        TemporaryDirectory tDirectory;
+        web::AccessLog tLog({tDirectory.path("log"), web::EAccessFormat::kJson});
+        Observed t(
+            [&](Request& r, Response& rResponse) {
+                if (variable(r, "URL") == "/") tGate.wait();
+                answer(rResponse, "ok");
+            },
+            tLimits, std::string("ReadyWhileSaturated = \"") + (bReady ? "on\"" : "off\""), &tLog);
+        const auto statistics = [&] { return t.m_tServer.m_tContainer.readStatistics(); };
+        Client tIdle(t.m_tServer), tKept(t.m_tServer), tBusy[2] = {Client(t.m_tServer), Client(t.m_tServer)};
+        tKept.send("GET /quick HTTP/1.1\r\nHost: h\r\n\r\n");
+        EXPECT_THAT(tKept.readResponse(), EndsWith("ok"));
+        EXPECT_THAT(t.get("/ready"), EndsWith("\r\n\r\nready"));
+        for (Client& r : tBusy)
+            r.send("GET / HTTP/1.0\r\n\r\n");
+        while (statistics().nInFlight != 2)
+            ::usleep(1000);
+        const auto tSent = steady_clock::now();
+        Client tFresh(t.m_tServer);
+        for (Client* const p : {&tFresh, &tKept})
+            p->send("GET /waiting HTTP/1.1\r\nHost: h\r\n\r\n");
+        while (statistics().nQueued != 2 || statistics().nOldestQueuedMs < 100)
+            ::usleep(1000);
+        EXPECT_LE(milliseconds(statistics().nOldestQueuedMs), steady_clock::now() - tSent + milliseconds(10));
+        EXPECT_THAT(t.get("/ready"), AllOf(StartsWith(bReady ? "HTTP/1.1 200" : "HTTP/1.1 503"),
+                                           HasSubstr("\r\n\r\nsaturated since 20"),
+                                           HasSubstr("Z: 2 requests wait, the oldest for ")));
+        EXPECT_THAT(t.get("/live"), StartsWith("HTTP/1.1 503"));
+        EXPECT_THAT(t.get("/metrics"), AllOf(HasSubstr("webcontainer_saturated 1\n"),
+                                             HasSubstr("webcontainer_connections{state=\"serving\"} 2\n")));
+        EXPECT_THAT(t.get("/status.json"), HasSubstr("{\"state\":\"saturated\""));
+        tGo.set_value();
+        for (Client* const p : {&tFresh, &tKept})
+            EXPECT_THAT(p->readResponse(), EndsWith("ok"));
+        while (statistics().nQueued != 0)
+            ::usleep(1000);
+        EXPECT_THAT(t.get("/ready"), EndsWith("\r\n\r\nready"));
+        EXPECT_THAT(t.get("/live"), StartsWith("HTTP/1.1 200"));
+        EXPECT_THAT(t.get("/metrics"),
+                    AllOf(HasSubstr("webcontainer_request_waiting_seconds_bucket{le=\"0.05\"} 3\n"),
+                          HasSubstr("webcontainer_request_waiting_seconds_bucket{le=\"+Inf\"} 5\n")));
+        tLog.flush();
+        std::ifstream tLines(tDirectory.path("log"));
+        for (std::string sLine; std::getline(tLines, sLine);) {
+            const auto tRecord = nlohmann::json::parse(sLine);
+            EXPECT_EQ(tRecord["waiting_us"] > 90000, tRecord["target"] == "/waiting") << sLine;
+            EXPECT_EQ(tRecord["running_us"] > 90000, tRecord["target"] == "/") << sLine;
+        }
+    }
 }
 
 TEST(Admin, SaysThatTheServerDrainsWhileItDoes) {
@@ -133,12 +200,12 @@ TEST(Admin, MakesNamesAndNumbersReadable) {
     EXPECT_EQ(web::makeMetricName("9/a b\xC3\xA9"), "_9_a_b__");
     EXPECT_EQ(web::makeMetricName(""), "_");
     web::Statistics t;
-    EXPECT_EQ(t.guessLatencyUs(0.5), 0);
-    t.tByLatency = {90, 0, 10};
-    EXPECT_EQ(t.guessLatencyUs(0.5), 1000);
-    EXPECT_EQ(t.guessLatencyUs(0.95), 3750);
-    t.tByLatency.back() = 1000;
-    EXPECT_EQ(t.guessLatencyUs(0.99), 10000000);
+    EXPECT_EQ(t.tWhole.guessUs(0.5), 0);
+    t.tWhole.tCounts = {90, 0, 10};
+    EXPECT_EQ(t.tWhole.guessUs(0.5), 1000);
+    EXPECT_EQ(t.tWhole.guessUs(0.95), 3750);
+    t.tWhole.tCounts.back() = 1000;
+    EXPECT_EQ(t.tWhole.guessUs(0.99), 10000000);
     EXPECT_EQ(web::showCount(1234567) + web::showCount(999), "1,234,567999");
     EXPECT_EQ(web::showBytes(999.4) + web::showBytes(1500) + web::showBytes(2e9), "999 B1.5 kB2.0 GB");
     EXPECT_EQ(web::showMicroseconds(350) + web::showMicroseconds(999600), "0.35 ms1.00 s");

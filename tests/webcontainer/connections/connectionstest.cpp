@@ -242,8 +242,10 @@ TEST(Connections, WithoutDescriptorsAcceptingPausesAndRecovers) {
     Client tClient(tServer);  // takes the last one
     tClient.send(s_ksGet);
     EXPECT_FALSE(tClient.hasInput(100));
+    EXPECT_TRUE(tServer.m_tContainer.isOutOfResources());
     ::setrlimit(RLIMIT_NOFILE, &tBefore);
     EXPECT_THAT(tClient.readResponse(), HasSubstr("ok"));
+    EXPECT_FALSE(tServer.m_tContainer.isOutOfResources());
     const auto tEntries = tLog.takeEntries();
     EXPECT_THAT(tEntries, Contains(HasSubstr("clients have to wait: too many open files")));
     EXPECT_LT(tEntries.size(), 10u);

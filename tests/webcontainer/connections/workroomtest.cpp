@@ -1,3 +1,4 @@
+#include "connections/queuedelay.h"
 #include "connections/workroom.h"
 
 #include <gmock/gmock.h>
@@ -153,6 +154,50 @@ TEST(WorkRoom, AConnectionThatHasMoreRequestsGoesBehindThoseThatWait) {
         tOrder.resize(3 + std::size_t{bKept});
         EXPECT_THAT(tOrder, testing::Contains("/b"));
     }
+}
+
+TEST(QueueDelay, RefusesTheOldestAndInAnOverloadSooner) {
+    const struct {
+        std::int64_t nNowMs, nWaitedMs;
+        bool bTooLong;
+    } tCases[] = {
+        {0, 10000, false},   {0, 10001, true},                           // the bound
+        {4000, 9999, false}, {5000, 9999, false},                        // a burst
+        {5001, 1999, false}, {5001, 2000, false},  {5001, 2001, true},   // the queue has stood for long
+        {9000, 1000, false}, {9000, 2001, true},   {9001, 999, false},   // nobody waits long any more
+        {9002, 2001, false}, {14002, 2001, false}, {14003, 2001, true},  // nor again at once
+    };
+    webcontainer::QueueDelay tDelay(10000), tNever(0);
+    for (const auto& r : tCases) {
+        EXPECT_EQ(tDelay.isTooLong(r.nWaitedMs, r.nNowMs), r.bTooLong) << r.nNowMs << " " << r.nWaitedMs;
+        EXPECT_FALSE(tNever.isTooLong(r.nWaitedMs, r.nNowMs));
+    }
+}
+
+TEST(QueueDelay, WhoHasWaitedTooLongIsToldWithoutTheApplication) {
+    webcontainer::Limits tLimits = quickLimits();
+    tLimits.nQueueTimeoutMs = 100;
+    std::promise<void> tGo;
+    std::vector<std::string> tUrls;
+    Server tServer(
+        [&](Request& r, Response& rResponse) {
+            tUrls.push_back(variable(r, "URL"));
+            if (tUrls.size() == 1) tGo.get_future().wait();
+            answer(rResponse, "ok");
+        },
+        tLimits, 1);
+    Client tBusy(tServer), tLate(tServer);
+    tBusy.send("GET /busy HTTP/1.1\r\nHost: h\r\n\r\nGET /pipelined HTTP/1.1\r\nHost: h\r\n\r\n");
+    while (tServer.m_tContainer.readStatistics().nInFlight == 0)
+        ::usleep(1000);
+    tLate.send("GET /late HTTP/1.1\r\nHost: h\r\n\r\n");
+    ::usleep(150000);
+    tGo.set_value();
+    EXPECT_THAT(tLate.readAll(),
+                testing::AllOf(testing::StartsWith("HTTP/1.1 503"), HasSubstr("\r\nRetry-After: 5\r\n")));
+    for (int n = 0; n < 2; ++n)
+        EXPECT_THAT(tBusy.readResponse(), HasSubstr("ok"));
+    EXPECT_THAT(tUrls, testing::ElementsAre("/busy", "/pipelined"));
 }
 
 /// How often threads of this process have gone to sleep.

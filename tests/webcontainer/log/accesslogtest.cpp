@@ -65,7 +65,7 @@ webcontainer::AccessRecord recordOf(const std::string& sHostile) {
     r.sTarget = r.sReferer = r.sUserAgent = sHostile;
     r.sProtocol = "HTTP/1.1";
     r.sRequestId = "0af7651916cd43dd8448eb211c80319c";
-    r.nDurationUs = 815;
+    r.tTimes = {28, 100, 667, 20};
     r.bCut = true;
     return r;
 }
@@ -90,7 +90,11 @@ std::string expectedJson(const webcontainer::AccessRecord& r) {
                                   {"status", orNull(r.nStatus)},
                                   {"received", r.nReceivedBytes},
                                   {"sent", r.nSentBytes},
-                                  {"duration_us", r.nDurationUs},
+                                  {"duration_us", 815},
+                                  {"waiting_us", 28},
+                                  {"receiving_us", 100},
+                                  {"running_us", 667},
+                                  {"sending_us", 20},
                                   {"referer", orNull(r.sReferer)},
                                   {"user_agent", orNull(r.sUserAgent)},
                                   {"request_id", r.sRequestId},
@@ -104,10 +108,10 @@ TEST(AccessLine, NoClientByteForgesALine) {
     const std::string sCombined = format(EAccessFormat::kCombined, recordOf(sBytes));
     const auto isPrintable = [](char c) { return c >= ' ' && c < '\x7f'; };
     EXPECT_EQ(std::ranges::find_if_not(sCombined, isPrintable), sCombined.end() - 1);
-    EXPECT_THAT(
-        parseCombined(sCombined.substr(0, sCombined.size() - 1)),
-        ElementsAre("127.0.0.1", "-", "-", "30/Oct/2031:01:54:56 +0000", "PO\"T " + sBytes + " HTTP/1.1", "-",
-                    "0", sBytes, sBytes, "815", "0", "0af7651916cd43dd8448eb211c80319c", "cut"));
+    EXPECT_THAT(parseCombined(sCombined.substr(0, sCombined.size() - 1)),
+                ElementsAre("127.0.0.1", "-", "-", "30/Oct/2031:01:54:56 +0000",
+                            "PO\"T " + sBytes + " HTTP/1.1", "-", "0", sBytes, sBytes, "815", "0",
+                            "0af7651916cd43dd8448eb211c80319c", "cut", "28", "100", "667", "20"));
     EXPECT_EQ(format(EAccessFormat::kJson, recordOf(sBytes)), expectedJson(recordOf(sBytes)));
     EXPECT_EQ(format(EAccessFormat::kJson, recordOf("")), expectedJson(recordOf("")));
     // The bounds of what is UTF-8, and bytes that need no escape in all positions between others.
