@@ -30,9 +30,9 @@ struct AccessRecord {
 
 /// Makes one line after the other. Belongs to one thread.
 ///
-/// Combined: the NCSA combined format, then microseconds, bytes of the request body, the request's id, "whole"
-/// or "cut", and what the time was spent on (RequestTimes); "-" stands for what is not there. In texts,
-/// quotes, backslashes and all bytes that are no printable ASCII become \xHH:
+/// Combined: the NCSA combined format, then microseconds, bytes of the request body, the request's id,
+/// "whole" or "cut", and what the time was spent on (RequestTimes); "-" stands for what is not there. In
+/// texts, quotes, backslashes and all bytes that are no printable ASCII become \xHH:
 ///
 ///     127.0.0.1 - - [22/Nov/2031:23:55:47 +0000] "POST /a?b HTTP/1.1" 200 1234 "-" "curl/7.88.1" 815 52
 ///     0af7651916cd43dd8448eb211c80319c whole 28 0 787 0
