@@ -61,12 +61,13 @@ class Server:
         self.process.wait()
 
 
-def ours(build, access_log=None, application="pageapplication", under=()):
-    """access_log: its format, if there is to be one; under: the words of a command that runs the server."""
+def ours(build, access_log=None, application="pageapplication", settings="", under=()):
+    """access_log: its format, if there is to be one; settings: more of [WebContainer]; under: the words of a command
+    that runs the server."""
     port = free_port()
     log = f'[AccessLog]\nFile = "{in_folder("access.log")}"\nFormat = "{access_log}"\n' if access_log else ""
     config = in_folder(f"{port}.toml", "[WebContainer]\nMaxConnections = 20000\nMaxConnectionsPerClient = 0\n"
-                                       "MaxRequestsPerConnection = 1000000000\n"
+                                       f"MaxRequestsPerConnection = 1000000000\n{settings}"
                                        f'[Admin]\nListen = ""\n{log}')
     return Server(port, [*under, f"{build}/bin/webcontainer", "--config", config, "--app",
                          f"{build}/lib/lib{application}.so", "--listen", f"127.0.0.1:{port}"])
