@@ -3,6 +3,7 @@
 
 #include "log/containerlog.h"
 #include "process/commandline.h"
+#include "process/crashreport.h"
 #include "process/serverprocess.h"
 #include "zq/webhttpserver/kivmakelibloaded.h"
 
@@ -13,6 +14,7 @@ int main(int nArguments, char** pArguments) {
     CommandLine tCommandLine;
     int nExitCode = kExitOrderly;
     if (!parseCommandLine(nArguments, pArguments, sVersion, tCommandLine, nExitCode)) return nExitCode;
+    reportCrashes();
     try {
         if (!tCommandLine.bCheck) return ServerProcess(tCommandLine).serve();
         checkOnly(tCommandLine);

@@ -52,7 +52,7 @@ int Program::wait() {
     int nStatus = 0;
     ::waitpid(m_nPid, &nStatus, 0);
     m_nPid = -1;
-    return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
+    return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -WTERMSIG(nStatus);
 }
 
 std::string Program::readAll(int nFd) {

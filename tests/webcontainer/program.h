@@ -20,7 +20,7 @@ public:
 
     /// The first line on standard output; empty when the program ends without one.
     std::string readLine();
-    /// Waits for the end; returns the exit code, or -1 for a death by a signal.
+    /// Waits for the end; returns the exit code, or the negative number of the signal that ended it.
     int wait();
     /// What it writes to standard output, from here to its end, and to standard error.
     std::string output() { return readAll(m_nOut); }

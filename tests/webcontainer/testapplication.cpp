@@ -1,12 +1,30 @@
 #include <unistd.h>
 
+#include <cstdlib>
 #include <stdexcept>
+#include <thread>
 
 #include "zq/httpextension/httpapplication.h"
 
 // The build makes several libraries of this file: a good one, and for each fault one that has it.
 
 namespace {
+
+/// Uses up the stack.
+int recurse(int n) {  // NOLINT(misc-no-recursion)
+    volatile char tUsed[4096];
+    tUsed[0] = static_cast<char>(n);
+    return n < 0 ? n : recurse(n + 1) + tUsed[0];
+}
+
+/// Ends the process in the way that the query names, if it does.
+__attribute__((no_sanitize("undefined"))) void misbehave(std::string_view sHow) {
+    static int* volatile s_pNowhere = nullptr;
+    if (sHow == "null") *s_pNowhere = 1;
+    if (sHow == "abort") std::abort();
+    if (sHow == "thread") std::thread([] { throw std::runtime_error("lost"); }).join();
+    if (sHow == "recurse") recurse(0);
+}
 
 class TestApplication final : public HttpApplication {
 public:
@@ -15,6 +33,7 @@ public:
     }
 
     EStatus get(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
+        misbehave(rRequest.sQueryString.view().substr(0, rRequest.sQueryString.view().find('&')));
         if (rRequest.sQueryString.view() == "throw") throw std::runtime_error("no luck");
         rStream.addText(L"hello");
         if (rRequest.sQueryString.view() == "hang") {

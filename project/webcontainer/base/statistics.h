@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/activity.h"
 #include "base/requesttimes.h"
 
 namespace webcontainer {
@@ -97,8 +98,8 @@ inline constexpr NumberInfo s_tNumbers[] = {
      &Statistics::nClients, false},
 };
 
-/// One thread's part of the statistics, in cache lines of its own. Only the owner changes it, without a lock
-/// prefix but for refusals; anybody may read it at any time.
+/// One thread's part of the statistics, and what the thread does now, in cache lines of its own. Only the
+/// owner changes it, without a lock prefix but for refusals; anybody may read it at any time.
 class alignas(64) WorkerStatistics {
 public:
     void countReceived(std::size_t nBytes) noexcept { raise(m_nReceivedBytes, nBytes); }
@@ -115,6 +116,8 @@ public:
 
     void addTo(Statistics& rSum) const noexcept;
     void addTo(RefusalCounts& rSum) const;
+    Activity& activity() noexcept { return m_tActivity; }
+    Activity::Seen lookAtActivity() const noexcept { return m_tActivity.look(); }
 
 private:
     using Count = std::atomic<std::uint64_t>;
@@ -123,6 +126,7 @@ private:
         r.store(r.load(std::memory_order_relaxed) + n, std::memory_order_relaxed);
     }
 
+    Activity m_tActivity;
     Count m_nReceivedBytes{0};
     Count m_nSentBytes{0};
     Count m_nInFlight{0};

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/alternatestack.h"
 #include "base/monotonicclock.h"
 #include "base/starterror.h"
 #include "connections/sweeper.h"
@@ -78,6 +79,7 @@ void Container::start() {
         ++m_nRunning;
         try {
             m_tThreads.emplace_back([this, f] {
+                const AlternateStack tStack;
                 f();
                 --m_nRunning;
             });

@@ -1,6 +1,7 @@
 #include "connections/worker.h"
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -25,6 +26,7 @@ Worker::Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics)
       m_tBuffers(rShared.pAccessLog) {}
 
 void Worker::run() {
+    m_rStatistics.activity().setThread(::gettid());
     for (;;) {
         const Event tEvent = m_tShared.rWorkRoom.next(m_tSeat);
         if (tEvent.nFd == m_tShared.nStopFd) return;

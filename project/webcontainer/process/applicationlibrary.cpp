@@ -6,6 +6,7 @@
 
 #include "base/starterror.h"
 #include "log/containerlog.h"
+#include "process/crashreport.h"
 
 namespace webcontainer {
 
@@ -35,6 +36,7 @@ ApplicationLibrary::ApplicationLibrary(const std::string& sPath)
         throwStartError("the library " + sPath +
                         " is no application: it lacks the factory " ZQ_HTTP_APPLICATION_FACTORY
                         "; build it with ZQ_HTTP_APPLICATION(...)");
+    reportApplication(reinterpret_cast<const void*>(m_pFactory));
 }
 
 std::unique_ptr<HttpApplication> ApplicationLibrary::create() const {

@@ -11,6 +11,7 @@
 #include "log/containerlog.h"
 #include "process/applicationlibrary.h"
 #include "process/containersettings.h"
+#include "process/crashreport.h"
 #include "process/settings.h"
 #include "process/trialopening.h"
 #include "zq/foundation/messagefilesregistry.h"
@@ -115,6 +116,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(r
     m_pErrorPages = tOptions.tRules.pErrorPages;
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
     m_tLog.start();
+    reportCrashesTo(getLogFile(tReader));
     useHandedOver(tOptions, tHandedOver);
     std::optional<AdminSettings> tAdmin = readAdminSettings(tReader, tOptions.tListen);
     checkSettingValues(tReader);

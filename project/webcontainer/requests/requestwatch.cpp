@@ -9,10 +9,20 @@ namespace webcontainer {
 
 namespace {
 
+thread_local RequestContext* t_pCurrent = nullptr;
+
 std::int64_t nowMs() {
     timespec tNow{};
     clock_gettime(CLOCK_REALTIME, &tNow);
     return std::int64_t{tNow.tv_sec} * 1000 + tNow.tv_nsec / 1000000;
+}
+
+/// Method and target, and what stands between them.
+std::string_view getLine(const RequestInput& rInput) noexcept {
+    const std::string_view sMethod = rInput.text(rInput.getHead().tMethod);
+    const std::string_view sTarget = rInput.text(rInput.getHead().tTarget);
+    if (sTarget.empty()) return sMethod;
+    return {sMethod.data(), static_cast<std::size_t>(sTarget.data() + sTarget.size() - sMethod.data())};
 }
 
 }  // namespace
@@ -26,6 +36,10 @@ RequestWatch::RequestWatch(RequestContext& rContext) noexcept
     m_rContext.tOrigin.reset();
     m_rContext.tId.reset();
     m_rContext.rStatistics.beginRequest();
+    m_rContext.rStatistics.activity().begin(getLine(m_rContext.rInput), m_rContext.rArrival.nFirstByteUs);
+    t_pCurrent = &m_rContext;
+    // Which costs nothing: the line in the access log needs it too.
+    if (m_rContext.rBuffers.tAccess.isWanted()) m_rContext.publishId();
 }
 
 RequestWatch::~RequestWatch() {
@@ -33,6 +47,8 @@ RequestWatch::~RequestWatch() {
     const RequestTimes tTimes = readTimes(nNowUs);
     // A request that is here already has waited only for this one.
     m_rContext.rArrival = {nNowUs, 0};
+    t_pCurrent = nullptr;
+    m_rContext.rStatistics.activity().end();
     m_rContext.rStatistics.endRequest(m_rContext.nStatus, tTimes);
     if (!m_rContext.rBuffers.tAccess.isWanted()) return;
     try {
@@ -40,6 +56,10 @@ RequestWatch::~RequestWatch() {
     } catch (const std::exception&) {
         m_rContext.rBuffers.tAccess.countLost();
     }
+}
+
+RequestContext* RequestWatch::getCurrent() noexcept {
+    return t_pCurrent;
 }
 
 RequestTimes RequestWatch::readTimes(std::int64_t nNowUs) const noexcept {

@@ -4,8 +4,8 @@
 
 namespace webcontainer {
 
-/// Sees one request from its beginning to its end: counts it, and writes its line in the access log, however
-/// the scope ends.
+/// Sees one request from its beginning to its end: counts it, lets others see it (Activity), and writes its
+/// line in the access log, however the scope ends.
 class RequestWatch {
 public:
     /// The context's input is ready, or what was received of the request is refused. It must outlive the
@@ -17,6 +17,8 @@ public:
 
     /// The client has got the whole response; otherwise it counts as cut.
     void setWhole() noexcept { m_bCut = false; }
+    /// What the calling thread runs; null: no request. For signal handlers too.
+    static RequestContext* getCurrent() noexcept;
 
 private:
     RequestTimes readTimes(std::int64_t nNowUs) const noexcept;

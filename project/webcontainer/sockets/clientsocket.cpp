@@ -121,10 +121,13 @@ EWaited ClientSocket::wait(short nEvents, Patience& rPatience) noexcept {
     const std::int64_t nLeft = rPatience.nDeadline - nStart;
     if (nLeft <= 0) return EWaited::kOverdue;
     if (m_pObserver) m_pObserver->beforeWait();
+    m_rStatistics.activity().setWaiting(nEvents == POLLIN ? Activity::EWaiting::kForInput
+                                                          : Activity::EWaiting::kForRoom);
     const std::int64_t nSlow = std::min<std::int64_t>(rPatience.nTimeoutMs, rPatience.tRate.patienceMs());
     const std::int64_t nStartUs = monotonicUs();
     const EWaited eWaited = waitAtMost(nEvents, std::min(nLeft, nSlow), rPatience.tRate.deficitMs());
     (nEvents == POLLIN ? m_tWaits.nForInputUs : m_tWaits.nForRoomUs) += monotonicUs() - nStartUs;
+    m_rStatistics.activity().setWaiting(Activity::EWaiting::kNothing);
     const std::int64_t nWaited = monotonicMs() - nStart;
     rPatience.tRate.countWait(nWaited);
     return eWaited == EWaited::kTooSlow && nWaited >= nLeft ? EWaited::kOverdue : eWaited;

@@ -2,9 +2,13 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <array>
 #include <csignal>
+#include <cstdio>
 #include <deque>
 #include <fstream>
+#include <memory>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -274,6 +278,52 @@ TEST(Program, ASecondSignalEndsItAtOnce) {
     EXPECT_EQ(t.m_tProgram.wait(), 3);
     EXPECT_THAT(t.m_tProgram.errors(), HasSubstr("1 connections are given up"));
     EXPECT_THAT(tLogs.read("access"), HasSubstr("GET /before "));
+}
+
+/// What stands at a place that a crash report names: "MODULE 0xOFFSET".
+std::string describeCode(const std::string& sPlace) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> p(
+        ::popen(("addr2line -Cfie " + sPlace).c_str(), "r"), &::pclose);
+    std::array<char, 1000> tText{};
+    return {tText.data(), std::fread(tText.data(), 1, tText.size(), p.get())};
+}
+
+TEST(Program, SaysWhatItDiesOf) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "they report crashes themselves";
+#endif
+    const std::string sFault = "crash: [0-9]{4}(-[0-9]{2}){2}T[0-9:]{8}Z SIG";
+    const std::string sId = "0af7651916cd43dd8448eb211c80319c";
+    const std::string sRequest = "crash: request " + sId + ": GET /[?]";
+    const std::string sRest = "&.x5cx{";  // of the first 48 bytes
+    const std::tuple<std::string, int, std::string, std::string> tCases[] = {
+        {"null", SIGSEGV, sFault + "SEGV at address 0x0 in thread [0-9]+\n",
+         sRequest + "null" + sRest + "36}\n"},
+        {"abort", SIGABRT, sFault + "ABRT in thread [0-9]+\n", sRequest + "abort" + sRest + "35}\n"},
+        {"thread", SIGABRT, "what\\(\\):  lost\n", "crash: the thread runs no request\n"},
+        {"recurse", SIGSEGV, sFault + "SEGV at address 0x[0-9a-f]{6,}",
+         sRequest + "recurse" + sRest + "33}\n"},
+    };
+    for (const auto& [sHow, nSignal, sReason, sWork] : tCases) {
+        TemporaryDirectory tLogs;
+        RunningProgram t(s_ksAnyPort + ("[Log]\nFile = \"" + tLogs.path("log") + "\"\n"));
+        const std::string sAnswer =
+            ask(t.m_tAddress, "GET /?" + sHow + "&\\" + std::string(100, 'x') +
+                                  " HTTP/1.0\r\ntraceparent: 00-" + sId + "-b7ad6b7169203331-01\r\n\r\n");
+        const std::string sErrors = t.m_tProgram.errors();
+        EXPECT_EQ(t.m_tProgram.wait(), -nSignal) << sHow;
+        EXPECT_THAT(sAnswer, testing::AnyOf("", "<reset>"));
+        std::smatch tPlace;
+        for (const std::string& s : std::initializer_list<std::string>{
+                 sReason, sWork,
+                 "crash: application (" TEST_APPLICATION ") at 0x[0-9a-f]+000\nwebcontainer: crash: in " +
+                     std::string(nSignal == SIGSEGV ? TEST_APPLICATION : ".*/libc.so.6") + " 0x",
+                 "crash: in (" TEST_APPLICATION " 0x[0-9a-f]+)\n"})
+            EXPECT_TRUE(std::regex_search(sErrors, tPlace, std::regex(s))) << s << " is not in\n" << sErrors;
+        EXPECT_THAT(describeCode(tPlace[1]), HasSubstr("testapplication.cpp")) << sErrors;
+        EXPECT_THAT(tLogs.read("log"),
+                    testing::EndsWith(sErrors.substr(sErrors.find("webcontainer: crash"))));
+    }
 }
 
 }  // namespace
