@@ -23,12 +23,15 @@ __attribute__((no_sanitize("undefined"))) void misbehave(std::string_view sHow) 
     if (sHow == "null") *s_pNowhere = 1;
     if (sHow == "abort") std::abort();
     if (sHow == "thread") std::thread([] { throw std::runtime_error("lost"); }).join();
+    if (sHow == "exit") std::exit(0);
+    if (sHow == "quick_exit") std::quick_exit(0);
     if (sHow == "recurse") recurse(0);
 }
 
 class TestApplication final : public HttpApplication {
 public:
     TestApplication() {
+        if (::getenv("TEST_EXIT")) std::exit(0);  // NOLINT(concurrency-mt-unsafe)
         if constexpr (TEST_APPLICATION_THROWS) throw std::runtime_error("no database");
     }
 

@@ -10,6 +10,7 @@ enum EExitCode {
     kExitStartFailed = 1,  ///< the reason stands on standard error
     kExitBadCommand = 2,   ///< the command line means nothing
     kExitCutOff = 3,  ///< after a signal, but some requests were cut off: time was up, or a second signal
+    kExitByApplication = 4,  ///< the application called exit(); the reason stands in the log
 };
 
 struct CommandLine {

@@ -138,8 +138,9 @@ _Unwind_Reason_Code writeFrame(_Unwind_Context* pFrame, void* pTrace) {
     const std::uintptr_t nNext = _Unwind_GetIPInfo(pFrame, &nInterrupted);
     rTrace.bReached = rTrace.bReached || nInterrupted != 0;
     if (!rTrace.bReached) return _URC_NO_REASON;
+    if (nNext == 0 && rTrace.nFrames > 0) return _URC_END_OF_STACK;
     // A call stands before the place that it returns to.
-    const std::uintptr_t nPlace = nNext - (nInterrupted != 0 || nNext == 0 ? 0 : 1);
+    const std::uintptr_t nPlace = nNext - (nInterrupted != 0 ? 0 : 1);
     rTrace.rReport << "in ";
     const link_map* const pLibrary = findLibrary(reinterpret_cast<const void*>(nPlace));
     if (pLibrary) addPath(rTrace.rReport, *pLibrary);

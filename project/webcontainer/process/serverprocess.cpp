@@ -87,7 +87,9 @@ std::unique_ptr<HttpApplication> makeApplication(const std::string& sLibrary) {
     if (sLibrary.empty()) return std::make_unique<NoApplication>();
     // Before its code runs, which may end the process.
     logText(kSevInfo, s_lsContainer, "loading the application " + sLibrary);
-    return ApplicationLibrary(sLibrary).create();
+    const ApplicationLibrary tLibrary(sLibrary);
+    ExitGuard::renew();
+    return tLibrary.create();
 }
 
 void loadMessages() {
@@ -109,7 +111,11 @@ private:
 
 }  // namespace
 
-ServerProcess::ServerProcess(const CommandLine& rCommandLine) : m_tCommandLine(rCommandLine) {
+ServerProcess::ServerProcess(const CommandLine& rCommandLine)
+    : m_tCommandLine(rCommandLine),
+      m_tExitGuard([this] {
+          if (m_pAccessLog) m_pAccessLog->flush();
+      }) {
     const std::vector<HandedOverSocket> tHandedOver = takeHandedOverSockets();
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
@@ -198,6 +204,7 @@ void ServerProcess::reload() {
 
 void checkOnly(const CommandLine& rCommandLine) {
     const WarningsShown tWarnings;
+    const ExitGuard tExitGuard;
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);

@@ -7,6 +7,7 @@
 #include "log/accesslog.h"
 #include "log/logsetup.h"
 #include "process/commandline.h"
+#include "process/exitguard.h"
 #include "process/heap.h"
 #include "process/modulehandler.h"
 #include "process/servicemanager.h"
@@ -32,15 +33,16 @@ private:
     void startAdmin();
 
     const CommandLine m_tCommandLine;
+    ExitGuard m_tExitGuard;
     Heap m_tHeap;
     Signals m_tSignals;
     ServiceManager m_tManager;
     LogSetup m_tLog;
+    std::unique_ptr<AccessLog> m_pAccessLog;  ///< null: not wanted; outlives the application
     std::unique_ptr<HttpApplication> m_pApplication;
     std::unique_ptr<kiv::KIVHttpServer> m_pServer;
     std::unique_ptr<ModuleHandler> m_pHandler;
     std::shared_ptr<ErrorPages> m_pErrorPages;
-    std::unique_ptr<AccessLog> m_pAccessLog;  ///< null: not wanted
     std::unique_ptr<Container> m_pContainer;
     std::unique_ptr<AdminServer> m_pAdmin;  ///< null: not wanted
 };

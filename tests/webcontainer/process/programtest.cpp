@@ -296,34 +296,51 @@ TEST(Program, SaysWhatItDiesOf) {
     const std::string sId = "0af7651916cd43dd8448eb211c80319c";
     const std::string sRequest = "crash: request " + sId + ": GET /[?]";
     const std::string sRest = "&.x5cx{";  // of the first 48 bytes
+    const std::string sExit = "the application has ended the process by exit[(][)], in GET / from 127.0.0.1:";
     const std::tuple<std::string, int, std::string, std::string> tCases[] = {
-        {"null", SIGSEGV, sFault + "SEGV at address 0x0 in thread [0-9]+\n",
+        {"null", -SIGSEGV, sFault + "SEGV at address 0x0 in thread [0-9]+\n",
          sRequest + "null" + sRest + "36}\n"},
-        {"abort", SIGABRT, sFault + "ABRT in thread [0-9]+\n", sRequest + "abort" + sRest + "35}\n"},
-        {"thread", SIGABRT, "what\\(\\):  lost\n", "crash: the thread runs no request\n"},
-        {"recurse", SIGSEGV, sFault + "SEGV at address 0x[0-9a-f]{6,}",
+        {"abort", -SIGABRT, sFault + "ABRT in thread [0-9]+\n", sRequest + "abort" + sRest + "35}\n"},
+        {"thread", -SIGABRT, "what\\(\\):  lost\n", "crash: the thread runs no request\n"},
+        {"recurse", -SIGSEGV, sFault + "SEGV at address 0x[0-9a-f]{6,}",
          sRequest + "recurse" + sRest + "33}\n"},
+        {"exit", 4, sExit, "[(]request " + sId + "[)]\n"},
+        {"quick_exit", 4, sExit, ""},
     };
-    for (const auto& [sHow, nSignal, sReason, sWork] : tCases) {
+    for (const auto& [sHow, nExitCode, sReason, sWork] : tCases) {
         TemporaryDirectory tLogs;
-        RunningProgram t(s_ksAnyPort + ("[Log]\nFile = \"" + tLogs.path("log") + "\"\n"));
+        RunningProgram t(s_ksAnyPort +
+                         ("[Log]\nFile = \"" + tLogs.path("log") + "\"\n[AccessLog]\nFile = \"") +
+                         tLogs.path("access") + "\"\n");
+        ask(t.m_tAddress, "GET /before HTTP/1.0\r\n\r\n");
         const std::string sAnswer =
             ask(t.m_tAddress, "GET /?" + sHow + "&\\" + std::string(100, 'x') +
                                   " HTTP/1.0\r\ntraceparent: 00-" + sId + "-b7ad6b7169203331-01\r\n\r\n");
         const std::string sErrors = t.m_tProgram.errors();
-        EXPECT_EQ(t.m_tProgram.wait(), -nSignal) << sHow;
+        const std::string sSaid = sErrors + tLogs.read("log");
+        EXPECT_EQ(t.m_tProgram.wait(), nExitCode) << sHow;
         EXPECT_THAT(sAnswer, testing::AnyOf("", "<reset>"));
-        std::smatch tPlace;
-        for (const std::string& s : std::initializer_list<std::string>{
-                 sReason, sWork,
-                 "crash: application (" TEST_APPLICATION ") at 0x[0-9a-f]+000\nwebcontainer: crash: in " +
-                     std::string(nSignal == SIGSEGV ? TEST_APPLICATION : ".*/libc.so.6") + " 0x",
-                 "crash: in (" TEST_APPLICATION " 0x[0-9a-f]+)\n"})
-            EXPECT_TRUE(std::regex_search(sErrors, tPlace, std::regex(s))) << s << " is not in\n" << sErrors;
-        EXPECT_THAT(describeCode(tPlace[1]), HasSubstr("testapplication.cpp")) << sErrors;
+        for (const std::string& s : {sReason, sWork})
+            EXPECT_TRUE(std::regex_search(sSaid, std::regex(s))) << s << " is not in\n" << sSaid;
+        if (nExitCode > 0) {
+            EXPECT_THAT(tLogs.read("access"), HasSubstr("GET /before "));
+            continue;
+        }
+        std::smatch tPlaces;
+        EXPECT_TRUE(std::regex_search(
+            sErrors, tPlaces,
+            std::regex("crash: application " TEST_APPLICATION " at 0x[0-9a-f]+000\nwebcontainer: crash: in " +
+                       std::string(nExitCode == -SIGSEGV ? "" : ".*/libc.so.6 [^]*crash: in ") +
+                       "(" TEST_APPLICATION " 0x[0-9a-f]+)\n")))
+            << sErrors;
+        EXPECT_THAT(describeCode(tPlaces[1]), HasSubstr("testapplication.cpp")) << sErrors;
         EXPECT_THAT(tLogs.read("log"),
                     testing::EndsWith(sErrors.substr(sErrors.find("webcontainer: crash"))));
     }
+    Program tCheck({"--check", "--config", TEST_SAMPLE_CONFIGURATION, "--app", TEST_APPLICATION},
+                   [] { ::setenv("TEST_EXIT", "", 1); });
+    EXPECT_THAT(tCheck.errors(), HasSubstr("the application has ended the process by exit(), in no request"));
+    EXPECT_EQ(tCheck.wait(), 4);
 }
 
 }  // namespace
