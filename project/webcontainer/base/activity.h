@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <thread>
 
 namespace webcontainer {
 
@@ -50,7 +51,7 @@ public:
     void setWaiting(EWaiting e) noexcept { m_eWaiting.store(e, std::memory_order_relaxed); }
     void end() noexcept { m_nSinceUs.store(0, std::memory_order_relaxed); }
 
-    /// One request's, unless the thread went from one to the next all the time meanwhile.
+    /// One request's. Without its id and its line when the thread lost its processor while it wrote them.
     Seen look() const noexcept {
         constexpr int knTries = 100;
         Seen tSeen{};
@@ -61,9 +62,12 @@ public:
             tSeen.eWaiting = m_eWaiting.load(std::memory_order_relaxed);
             get(m_tId, tSeen.tId.data());
             get(m_tLine, tSeen.tLine.data());
-            if (nVersion % 2 == 0 && m_nVersion.load(std::memory_order_relaxed) == nVersion) break;
+            std::replace(tSeen.tLine.data(), tSeen.tLine.data() + tSeen.line().size(), '\0', ' ');
+            if (nVersion % 2 == 0 && m_nVersion.load(std::memory_order_relaxed) == nVersion) return tSeen;
+            std::this_thread::yield();
         }
-        std::replace(tSeen.tLine.data(), tSeen.tLine.data() + tSeen.line().size(), '\0', ' ');
+        tSeen.tId = {};
+        tSeen.tLine = {};
         return tSeen;
     }
 

@@ -27,6 +27,16 @@ FileDescriptor makeStopSignal() {
     return tEvent;
 }
 
+std::string describeWork(const Activity::Seen& r) {
+    std::string sText = "worker " + std::to_string(r.nThread) + ": request ";
+    sText.append(r.id().empty() ? "without an id yet" : r.id()).append(", for ");
+    sText.append(std::to_string((monotonicUs() - r.nSinceUs) / 1000)).append(" ms, ");
+    if (r.eWaiting == Activity::EWaiting::kNothing) sText.append("in the application: ");
+    if (r.eWaiting == Activity::EWaiting::kForInput) sText.append("waiting for the client to send: ");
+    if (r.eWaiting == Activity::EWaiting::kForRoom) sText.append("waiting for the client to take: ");
+    return sText.append(r.line());
+}
+
 }  // namespace
 
 Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler, AccessLog* pAccessLog)
@@ -107,9 +117,11 @@ bool Container::drain(int nInterruptFd) {
     m_bDraining = true;
     m_rHandler.startShutdown();
     const bool bIdle = waitUntilIdle(nInterruptFd);
-    if (!bIdle)
+    if (!bIdle) {
         logText(kSevWarning, s_lsContainer,
                 std::to_string(m_tConnections.count()) + " connections are given up before they have ended");
+        logWork();
+    }
     stopThreads();
     return waitForThreads() && bIdle;
 }
@@ -155,6 +167,19 @@ bool Container::isStuck() const {
 bool Container::isOutOfResources() const noexcept {
     return std::any_of(m_tAcceptors.begin(), m_tAcceptors.end(),
                        [](const Acceptor& r) { return r.isOutOfResources(); });
+}
+
+void Container::logWork() const {
+    unsigned nIdle = 0;
+    for (unsigned n = 0; n < m_tOptions.nWorkers; ++n) {
+        const Activity::Seen tSeen = m_tStatistics[n].lookAtActivity();
+        if (tSeen.nSinceUs == 0)
+            ++nIdle;
+        else
+            logText(kSevWarning, s_lsContainer, describeWork(tSeen));
+    }
+    logText(kSevWarning, s_lsContainer,
+            std::to_string(nIdle) + " of " + std::to_string(m_tOptions.nWorkers) + " workers run no request");
 }
 
 void Container::stopAccepting() noexcept {

@@ -14,7 +14,8 @@ namespace {
 
 constexpr char s_ksFooter[] =
     "\nSignals: TERM and INT end the server once the requests in flight are answered, a second one at once;\n"
-    "HUP reads the configuration again, as far as it may change while requests run, and reopens the log.\n"
+    "HUP reads the configuration again, as far as it may change while requests run, and reopens the log;\n"
+    "QUIT writes to the log, as warnings, what every worker does.\n"
     "\nExit codes: 0 orderly end, 1 start failed, 2 wrong command line, 3 ended with requests cut off,\n"
     "4 ended by the application.";
 

@@ -15,8 +15,8 @@ public:
     ExitGuard(const ExitGuard&) = delete;
     ExitGuard& operator=(const ExitGuard&) = delete;
 
-    /// To be called when a library has been loaded: the process then ends before exit() destroys the library's
-    /// objects, which other threads use.
+    /// To be called when a library has been loaded: the process then ends before exit() destroys the
+    /// library's objects, which other threads use.
     static void renew();
 
 private:

@@ -154,8 +154,8 @@ int ServerProcess::serve() {
     logText(kSevInfo, s_lsContainer, "serving " + m_pContainer->getPlaces());
     if (m_pAdmin) startAdmin();
     sayReady();
-    while (m_tSignals.wait() == Signals::ESignal::kReload)
-        reload();
+    for (auto e = m_tSignals.wait(); e != Signals::ESignal::kEnd; e = m_tSignals.wait())
+        e == Signals::ESignal::kReload ? reload() : m_pContainer->logWork();
     m_tManager.stopping(s_ksEnding);
     logText(kSevInfo, s_lsContainer, s_ksEnding);
     m_tSignals.watchEndOnly();

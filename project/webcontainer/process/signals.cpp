@@ -11,12 +11,14 @@ namespace webcontainer {
 
 namespace {
 
-sigset_t makeSet(bool bWithReload) {
+sigset_t makeSet(bool bWithOthers) {
     sigset_t tSet;
     sigemptyset(&tSet);
     sigaddset(&tSet, SIGTERM);
     sigaddset(&tSet, SIGINT);
-    if (bWithReload) sigaddset(&tSet, SIGHUP);
+    if (!bWithOthers) return tSet;
+    sigaddset(&tSet, SIGHUP);
+    sigaddset(&tSet, SIGQUIT);
     return tSet;
 }
 
@@ -34,6 +36,7 @@ Signals::ESignal Signals::wait() {
     signalfd_siginfo tInfo{};
     while (::read(m_tSignals.get(), &tInfo, sizeof tInfo) != sizeof tInfo) {
     }
+    if (tInfo.ssi_signo == SIGQUIT) return ESignal::kShowWork;
     return tInfo.ssi_signo == SIGHUP ? ESignal::kReload : ESignal::kEnd;
 }
 

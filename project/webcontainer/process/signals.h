@@ -8,9 +8,9 @@ namespace webcontainer {
 /// are blocked in all threads started after the construction.
 class Signals {
 public:
-    enum class ESignal { kEnd, kReload };
+    enum class ESignal { kEnd, kReload, kShowWork };
 
-    /// Blocks TERM, INT and HUP, and ignores PIPE. Before any thread starts. Throws StartError.
+    /// Blocks TERM, INT, HUP and QUIT, and ignores PIPE. Before any thread starts. Throws StartError.
     Signals();
 
     /// Waits for the next one.

@@ -265,18 +265,47 @@ TEST(Program, ReadsItsConfigurationAgain) {
     EXPECT_THAT(tLogs.read("access"), testing::AllOf(HasSubstr("GET /new "), testing::Not(HasSubstr("old"))));
 }
 
-TEST(Program, ASecondSignalEndsItAtOnce) {
+TEST(Program, TellsWhatItDoesAndASecondSignalEndsItAtOnce) {
     TemporaryDirectory tLogs;
-    RunningProgram t(s_ksAnyPort + ("[AccessLog]\nFile = \"" + tLogs.path("access") + "\"\n"));
+    RunningProgram t(s_ksAnyPort +
+                     ("[AccessLog]\nFile = \"" + tLogs.path("access") + "\"\n[Log]\nFile = \"") +
+                     tLogs.path("log") + "\"\n");
     ask(t.m_tAddress, "GET /before HTTP/1.0\r\n\r\n");
-    Client tHanging(t.m_tAddress);
-    tHanging.send("GET /?hang HTTP/1.1\r\nHost: h\r\n\r\n");
+    const auto post = [](const char* pTarget, std::size_t nDeclared, std::size_t nSent) {
+        return std::string("POST ") + pTarget +
+               " HTTP/1.1\r\nHost: h\r\nContent-Length: " + std::to_string(nDeclared) + "\r\n\r\n" +
+               std::string(nSent, 'b');
+    };
+    Client tHanging(t.m_tAddress), tSending(t.m_tAddress), tTaking(t.m_tAddress, 4096);
+    tHanging.send(
+        "GET /?hang HTTP/1.1\r\nHost: h\r\n"
+        "traceparent: 00-0af7651916cd43dd8448eb211c80319c-b7ad6b7169203331-01\r\n\r\n");
+    tSending.send(post("/sent", 100000, 90000));
+    tTaking.send(post("/taken", 9000000, 9000000));
     EXPECT_THAT(tHanging.readUntil("hello"), HasSubstr("hello"));
+    EXPECT_THAT(ask(t.m_tAddress, "GET / HTTP/1.0\r\n\r\n"), HasSubstr("hello"));
+    const std::string sWorker = ".* warning webcontainer .* worker [0-9]+: request ";
+    const std::string sId = "[0-9a-f]{32}, for [0-9]+ ms, ";
+    const std::initializer_list<std::string> tExpected = {
+        sWorker +
+            "0af7651916cd43dd8448eb211c80319c, for [1-9][0-9]{0,3} ms, in the application: GET /.hang\n",
+        sWorker + sId + "waiting for the client to send: POST /sent\n",
+        sWorker + sId + "waiting for the client to take: POST /taken\n", " 1 of 4 workers run no request\n"};
+    const auto isSaid = [&](const std::string& sLog) {
+        return std::all_of(tExpected.begin(), tExpected.end(),
+                           [&](const std::string& s) { return std::regex_search(sLog, std::regex(s)); });
+    };
+    for (int n = 0; n < 100 && !isSaid(tLogs.read("log")); ++n) {
+        t.m_tProgram.signal(SIGQUIT);
+        ::usleep(30000);
+    }
+    EXPECT_TRUE(isSaid(tLogs.read("log"))) << tLogs.read("log");
     t.m_tProgram.signal(SIGTERM);
     ::usleep(50000);
     t.m_tProgram.signal(SIGINT);
     EXPECT_EQ(t.m_tProgram.wait(), 3);
-    EXPECT_THAT(t.m_tProgram.errors(), HasSubstr("1 connections are given up"));
+    EXPECT_THAT(tLogs.read("log"),
+                testing::ContainsRegex("[1-3] connections are given up [^:]*\n[^\n]* (worker|[1-3] of) "));
     EXPECT_THAT(tLogs.read("access"), HasSubstr("GET /before "));
 }
 
