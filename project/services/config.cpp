@@ -1,6 +1,10 @@
 #include "zq/services/config.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -21,6 +25,13 @@ Registry& registry() {
 }
 
 const LogSourceHandle s_lsConfiguration("services.configuration");
+
+/// As it stands in the source.
+std::string getName(const std::type_info& rType) {
+    const std::unique_ptr<char, void (*)(void*)> pName(
+        abi::__cxa_demangle(rType.name(), nullptr, nullptr, nullptr), &std::free);
+    return pName ? pName.get() : rType.name();
+}
 
 void report(const ZQWString& sReason) {
     StringBuffer tText;
@@ -50,8 +61,14 @@ ConfigBase::LoadResult ConfigBase::loadAll(const ConfigReader& rReader) {
         tObjects = registry().m_tObjects;
     }
     LoadResult tResult;
-    for (const ConfigBase* pObject : tObjects)
-        ++(pObject->load(rReader) ? tResult.nLoaded : tResult.nRefused);
+    for (const ConfigBase* pObject : tObjects) {
+        if (pObject->load(rReader)) {
+            ++tResult.nLoaded;
+        } else {
+            ++tResult.nRefused;
+            tResult.tRefused.push_back(getName(pObject->getOwnerType()));
+        }
+    }
     return tResult;
 }
 

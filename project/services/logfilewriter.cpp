@@ -1,16 +1,22 @@
 #include "zq/services/logfilewriter.h"
 
+#include <fcntl.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <exception>
 #include <mutex>
 #include <string>
 
 #include "logline.h"
 #include "zq/foundation/utf8text.h"
+#include "zq/services/performancecounters.h"
 
 namespace {
 
@@ -22,7 +28,18 @@ constexpr char s_ksOwnSource[] = "services.log";
 /// whoever logs waits.
 constexpr std::chrono::seconds s_knRest{1};
 
+performance::PerfCounterT<performance::Atomic32Policy> s_tLost(
+    "Log/LostEntries", "Lost Log Entries", "The number of log entries that could not be written.");
+
+/// To open a pipe that nobody reads would wait for a reader, and keep everybody waiting who logs.
+void refuseUnreadPipe(const std::string& sPath) {
+    const int nFd = ::open(sPath.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (nFd >= 0) ::close(nFd);
+    if (nFd < 0 && errno == ENXIO) throw spdlog::spdlog_ex("nobody reads the pipe " + sPath);
+}
+
 SinkPtr openSink(const LogFileSettings& rSettings) {
+    refuseUnreadPipe(rSettings.sPath);
     SinkPtr pSink;
     if (rSettings.sPath.empty())
         pSink = std::make_unique<spdlog::sinks::stderr_sink_st>();
@@ -78,13 +95,14 @@ private:
     }
     /// Every entry is flushed: one system call for each, but nothing waits in this process when it is killed.
     void put(std::string_view sLine) noexcept {
-        if (!m_pSink) {
-            ++m_nLost;
-            return;
-        }
+        if (!m_pSink) return countLost();
         try {
             m_pSink->log({s_ksOwnSource, spdlog::level::info, {sLine.data(), sLine.size()}});
             m_pSink->flush();
+            // Which the sink of standard error does not look at.
+            if (!m_tSettings.sPath.empty() || std::ferror(stderr) == 0) return;
+            std::clearerr(stderr);
+            fail();
         } catch (const std::exception&) {
             fail();
         }
@@ -94,7 +112,11 @@ private:
     void fail() noexcept {
         m_pSink.reset();
         m_tNextAttempt = Clock::now() + s_knRest;
+        countLost();
+    }
+    void countLost() noexcept {
         ++m_nLost;
+        s_tLost.increment();
     }
     void openAgain() noexcept {
         if (Clock::now() < m_tNextAttempt) return;

@@ -5,12 +5,14 @@
 #include <strings.h>
 
 #include <limits>
+#include <string>
 
 #include "kivserverstream.h"
 #include "zq/foundation/autobuffer.h"
 #include "zq/foundation/messageformatter.h"
 #include "zq/foundation/posixstrsupport.h"
 #include "zq/httpstream/maliciousinputexception.h"
+#include "zq/services/logger.h"
 #include "zq/services/performancecounters.h"
 #include "zq/services/setting.h"
 #include "zq/services/systemutils.h"
@@ -39,6 +41,8 @@ TotalRequests s_tTotalRequests("HttpServer/CompletedRequests", "Completed Reques
 performance::PerfCounterT<performance::NonAtomic32Policy> s_tBadRequests("HttpServer/BadRequests",
                                                                          "Bad Requests",
                                                                          "The total number of bad requests.");
+
+const LogSourceHandle s_lsHttpServer("kiv.httpserver");
 
 /// The first body length, in bytes, that is too long.
 constexpr std::size_t knPOSTLimit = 10485760;
@@ -183,6 +187,12 @@ HttpServerExtension::EStatus dispatch(KIVHttpServer& rServer, KIVServerHttpStrea
     return HttpServerExtension::kBadRequest;
 }
 
+void reportUnknownStatus(HttpServerExtension::EStatus eStatus) {
+    const std::wstring sText = L"An entry point returned " + std::to_wstring(static_cast<int>(eStatus)) +
+                               L", which is no status; 500 is sent";
+    TWLogger::getLogger().logMessage(kSevError, s_lsHttpServer, GDStringRef(sText), ZQ_LOG_LOCATION);
+}
+
 /// Sets the status that an entry point's result stands for, and counts the request as bad or failed.
 void applyStatus(KIVHttpServer& rServer, ZQHttpStream& rStream, HttpServerExtension::EStatus eStatus) {
     switch (eStatus) {
@@ -205,6 +215,8 @@ void applyStatus(KIVHttpServer& rServer, ZQHttpStream& rStream, HttpServerExtens
         case HttpServerExtension::kNoStream:
         case HttpServerExtension::kMissingParams:
         default:
+            if (eStatus < HttpServerExtension::kOK || eStatus > HttpServerExtension::kMaliciousInput)
+                reportUnknownStatus(eStatus);
             rServer.incrementFailedRequestsCounter();
             rStream.setErrorStatusCode(500);
             return;

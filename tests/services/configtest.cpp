@@ -95,6 +95,7 @@ TEST(Config, IsLoadedInTheOrderOfConstruction) {
     const auto tResult = ConfigBase::loadAll(reader(""));
     EXPECT_EQ(tResult.nLoaded, 1u);
     EXPECT_EQ(tResult.nRefused, 2u);
+    EXPECT_EQ(tResult.tRefused, std::vector<std::string>(2, "(anonymous namespace)::Owner"));
     EXPECT_EQ(sOrder, "1232");
     tSecond.m_fOnLoad = [] { throw std::runtime_error("no"); };
     EXPECT_THROW(ConfigBase::loadAll(reader("")), std::runtime_error);

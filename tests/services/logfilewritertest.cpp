@@ -1,7 +1,10 @@
 #include "zq/services/logfilewriter.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -12,6 +15,7 @@
 #include "support/asserttext.h"
 #include "support/manythreads.h"
 #include "support/temporarydirectory.h"
+#include "zq/services/performancecounters.h"
 
 namespace {
 
@@ -104,6 +108,8 @@ TEST_F(LogFile, IsReopenedUnderItsNameOnceItCanBe) {
 }
 
 TEST_F(LogFile, MustBeWritableAtTheStart) {
+    ::mkfifo(m_tDirectory.path("pipe").c_str(), 0600);
+    EXPECT_THROW(LogFileWriter({m_tDirectory.path("pipe")}), ConfigError) << "nobody reads it";
     std::filesystem::create_directory(m_tDirectory.path("x.log"));
     const auto fTextOf = [](const ConfigError& e) { return toUtf8(e.getMessageText()); };
     EXPECT_THAT([this] { LogFileWriter tWriter(settings()); },
@@ -112,7 +118,13 @@ TEST_F(LogFile, MustBeWritableAtTheStart) {
 }
 
 TEST_F(LogFile, OutlivesARotationWithoutAFreeDescriptor) {
-    LogFileWriter tWriter(settings(EFormat::kText, 500));
+    LogFileWriter tWriter(settings(EFormat::kText, 500)), tConsole{LogFileSettings()};
+    const auto tLost = performance::CounterRegistry::find("Log/LostEntries");
+    const int nLostBefore = tLost.getValue(), nConsole = ::dup(2);
+    ::dup2(::open("/dev/full", O_WRONLY), 2);
+    write(tConsole, L"nobody gets this");
+    ::dup2(nConsole, 2);
+    EXPECT_EQ(tLost.getValue(), nLostBefore + 1);
     rlimit tLimit{};
     getrlimit(RLIMIT_NOFILE, &tLimit);
     const rlimit tNone{0, tLimit.rlim_max};
@@ -123,6 +135,7 @@ TEST_F(LogFile, OutlivesARotationWithoutAFreeDescriptor) {
     EXPECT_LT(std::chrono::steady_clock::now() - tStart,
               std::chrono::seconds(5));  // no attempt for each
     setrlimit(RLIMIT_NOFILE, &tLimit);
+    EXPECT_GE(tLost.getValue(), nLostBefore + 101);
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     write(tWriter, L"back again");
     const auto tLines = lines("x.log");

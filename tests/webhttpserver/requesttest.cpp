@@ -71,6 +71,7 @@ TEST(Request, ResultBecomesStatusAndCounter) {
     for (int n = 0; n < 12; ++n) {
         ServerFixture t;
         const RequestCounters tCounters;
+        LogRecorder tLog(kSevError);
         t.fAct = [n](auto&) { return static_cast<ServerFixture::EStatus>(n); };
         t.run();
         const char *pSet = n == 0 ? "setStatusCode " : "setErrorStatusCode ",
@@ -79,6 +80,7 @@ TEST(Request, ResultBecomesStatusAndCounter) {
                                                     : "bad 1, failed 0";
         EXPECT_EQ(t.tLog[4], pSet + std::to_string(ktStatus[n])) << n;
         EXPECT_EQ(tCounters.rise(), "completed 1, " + std::string(pCounted) + ", current 0") << n;
+        EXPECT_EQ(tLog.takeEntries().size(), n == 11 ? 1u : 0u) << n;
     }
 }
 

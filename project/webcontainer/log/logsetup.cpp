@@ -1,5 +1,6 @@
 #include "log/logsetup.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -19,10 +20,16 @@ const Setting s_tMaxBytes(numberSetting(L"Log/MaxBytes", "bytes", 0, 0, SettingI
 const Setting s_tMaxFiles(numberSetting(L"Log/MaxFiles", "files", 5, 0, LogFileSettings::s_knMostFiles,
                                         "that were set aside and are kept; 0: what was set aside is gone",
                                         "the oldest is gone"));
-const Setting s_tLevel(textSetting(L"Log/Level", L"info", "the least severity that is written",
-                                   L"debug|infominor|info|warning|error"));
+const Setting s_tLevel(
+    textSetting(L"Log/Level", L"info",
+                "the least severity that is written; the bodies of responses are only where `Log/Sources` "
+                "turns `\"kiv.httpserver.response\"` up to `infominor`",
+                L"debug|infominor|info|warning|error"));
 const Setting s_tSources(namesSetting(
     L"Log/Sources/*", "the least severity of one source, such as `\"kiv.httpserver.response.headers\"`"));
+
+/// Writes what clients get, secrets and all, as entries of little severity.
+constexpr char s_ksBodies[] = "kiv.httpserver.response";
 
 ELogSeverity readSeverity(const ConfigReader& rReader, const PathFilter& rKey) {
     ELogSeverity eSeverity = kSevInfo;
@@ -73,9 +80,12 @@ bool LogSetup::loadConfig(const ConfigReader& rReader, EConfig) {
     const Thresholds tThresholds = readThresholds(rReader);
     if (m_pWriter)
         LogRegistry::removeWriter(*m_pWriter);
-    else
+    else {
         m_pWriter = openFile(rReader);
+        m_bFile = !getLogFile(rReader).empty();
+    }
     LogRegistry::addWriter(*m_pWriter, tThresholds.eLeast);
+    LogRegistry::setThreshold(*m_pWriter, s_ksBodies, std::max(tThresholds.eLeast, kSevInfo));
     for (const auto& [sSource, eLeast] : tThresholds.tSources)
         LogRegistry::setThreshold(*m_pWriter, sSource, eLeast);
     return true;

@@ -21,12 +21,15 @@ public:
     void start() { m_tConfig.init(this); }
     /// For the configuration machinery.
     bool loadConfig(const ConfigReader& rReader, EConfig eConfig);
+    /// False: it goes to standard error.
+    bool hasFile() const noexcept { return m_bFile; }
     /// Opens the file anew, after an outside tool has moved it away.
     void reopen() noexcept;
 
 private:
     Config<LogSetup> m_tConfig{kConfigSupportReload};
     std::unique_ptr<LogFileWriter> m_pWriter;
+    bool m_bFile = false;
 };
 
 /// The file that start() would open; empty: standard error.

@@ -92,6 +92,14 @@ std::unique_ptr<HttpApplication> makeApplication(const std::string& sLibrary) {
     return tLibrary.create();
 }
 
+/// The objects that have refused, and what is read without any.
+std::string describeKept(const ConfigBase::LoadResult& rResult) {
+    std::string sNames;
+    for (const std::string& s : rResult.tRefused)
+        sNames.append(s).append(", ");
+    return sNames + "and the tables WebContainer, AccessLog, Admin and Features";
+}
+
 void loadMessages() {
     const std::string sProblems = MessageFilesRegistry::getInstance().loadMessages();
     if (!sProblems.empty()) logText(kSevWarning, s_lsContainer, sProblems);
@@ -150,8 +158,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine)
 
 int ServerProcess::serve() {
     m_pContainer->start();
-    std::cout << "webcontainer: serving " << m_pContainer->getPlaces() << std::endl;
-    logText(kSevInfo, s_lsContainer, "serving " + m_pContainer->getPlaces());
+    announce("serving " + m_pContainer->getPlaces());
     if (m_pAdmin) startAdmin();
     sayReady();
     for (auto e = m_tSignals.wait(); e != Signals::ESignal::kEnd; e = m_tSignals.wait())
@@ -176,8 +183,13 @@ void ServerProcess::sayReady() const {
 
 void ServerProcess::startAdmin() {
     m_pAdmin->start();
-    std::cout << "webcontainer: status at " << m_pAdmin->getPlaces() << std::endl;
-    logText(kSevInfo, s_lsContainer, "status at " + m_pAdmin->getPlaces());
+    announce("status at " + m_pAdmin->getPlaces());
+}
+
+/// Once: who reads the log on standard error sees standard output too.
+void ServerProcess::announce(const std::string& sWhat) const {
+    std::cout << "webcontainer: " << sWhat << std::endl;
+    if (m_tLog.hasFile()) logText(kSevInfo, s_lsContainer, sWhat);
 }
 
 void ServerProcess::reload() {
@@ -187,9 +199,11 @@ void ServerProcess::reload() {
     const auto hBefore = ConfigReader::getGlobalInstance();
     try {
         const auto tResult = ConfigBase::loadAll(readConfiguration(m_tCommandLine.sConfig));
-        logText(kSevInfo, s_lsContainer,
-                "configuration read again: " + std::to_string(tResult.nLoaded) + " objects took it, " +
-                    std::to_string(tResult.nRefused) + " keep their values until a restart");
+        logText(
+            kSevInfo, s_lsContainer,
+            "configuration read again: the severities of the log are as it says; until a restart keep their "
+            "values: " +
+                describeKept(tResult));
     } catch (const Exception& e) {
         ConfigReader::setGlobalInstance(hBefore);
         logText(kSevError, s_lsContainer, "the configuration is kept as it was: " + describe(e));

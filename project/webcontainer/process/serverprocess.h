@@ -31,6 +31,7 @@ private:
     void reload();
     void sayReady() const;
     void startAdmin();
+    void announce(const std::string& sWhat) const;
 
     const CommandLine m_tCommandLine;
     ExitGuard m_tExitGuard;
