@@ -1,4 +1,4 @@
-# Sourced: sets up two instances of the server with HAProxy and the shipped haproxy.cfg before them, on loopback,
+# Sourced: sets up two instances of the server with HAProxy and the shipped haproxy.cfg ($proxy_config) before them, on loopback,
 # in a folder $stage that goes with the script. The caller sets $program and $application.
 
 deploy=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
@@ -57,7 +57,7 @@ start_proxy() {
     openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localhost -addext subjectAltName=DNS:localhost \
         -keyout "$stage/key.pem" -out "$stage/certificate.pem" 2>/dev/null
     cat "$stage/certificate.pem" "$stage/key.pem" >"$WEB_CERTIFICATE"
-    haproxy -W -db -f "$deploy/haproxy.cfg" >>"$stage/haproxy.log" 2>&1 &
+    haproxy -W -db -f "$deploy/${proxy_config:-haproxy.cfg}" >>"$stage/haproxy.log" 2>&1 &
     proxy=$!
     until_succeeds "haproxy" ask /request
 }
