@@ -113,7 +113,7 @@ void writeSignal(Report& rReport, int nSignal, const siginfo_t& rInfo) noexcept 
 void writeRequest(Report& rReport) noexcept {
     RequestContext* const pRequest = RequestWatch::getCurrent();
     if (!pRequest) return (rReport << "the thread runs no request").endLine();
-    pRequest->publishId();
+    pRequest->tId.get(pRequest->rInput);
     const Activity::Seen tSeen = pRequest->rStatistics.lookAtActivity();
     (rReport << "request " << tSeen.id() << ": " << tSeen.line()).endLine();
 }

@@ -74,8 +74,6 @@ struct RequestContext {
     bool keepsConnection() const noexcept {
         return rInput.getHead().bKeepAlive && !bLastRequest && !rbAnnounced.load(std::memory_order_relaxed);
     }
-    /// Lets others see the id (Activity); signal handlers of this thread may call it.
-    void publishId() noexcept { rStatistics.activity().setId(tId.get(rInput)); }
     Patience patience() const noexcept {
         return {{rLimits.nMinimumBytesPerSecond, rLimits.nRateGraceMs}, rLimits.nWriteTimeoutMs, nDeadline};
     }

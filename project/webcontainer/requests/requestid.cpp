@@ -87,8 +87,7 @@ std::string_view findTraceId(std::string_view s) noexcept {
 }
 
 std::string_view RequestId::get(const RequestInput& rInput) noexcept {
-    if (!m_bKnown && !take(rInput)) writeRandom(m_tDigits);
-    m_bKnown = true;
+    if (m_tDigits[0] == '\0' && !take(rInput)) writeRandom(m_tDigits);
     return {m_tDigits, sizeof m_tDigits};
 }
 

@@ -13,15 +13,17 @@ namespace webcontainer {
 class RequestId {
 public:
     /// Forgets it, for the next request.
-    void reset() noexcept { m_bKnown = false; }
+    void reset() noexcept { m_tDigits[0] = '\0'; }
     /// rInput: the request, as far as it has been received. The text is valid until reset().
     std::string_view get(const RequestInput& rInput) noexcept;
+
+    /// Where it stands, or will, until the object goes.
+    const char* data() const noexcept { return m_tDigits; }
 
 private:
     bool take(const RequestInput& rInput) noexcept;
 
-    char m_tDigits[32];
-    bool m_bKnown = false;
+    char m_tDigits[32] = {};  ///< the first one is NUL: it is not known yet
 };
 
 /// A text like an id, made anew.

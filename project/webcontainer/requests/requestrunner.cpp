@@ -29,13 +29,14 @@ std::int64_t deadlineAfter(std::size_t nTimeoutMs) {
 
 EOutcome RequestRunner::run(RequestContext& rContext) {
     RequestWatch tWatch(rContext);
+    rContext.rInput.settle();
+    tWatch.show();
     const EOutcome eOutcome = serve(rContext);
     if (eOutcome != EOutcome::kAbort) tWatch.setWhole();
     return eOutcome;
 }
 
 EOutcome RequestRunner::serve(RequestContext& rContext) {
-    rContext.rInput.settle();
     rContext.nDeadline = deadlineAfter(m_rHandler.getResponseTimeoutMilliSeconds());
     BodyReader tBody(rContext.rInput, rContext.rSocket, rContext.rLimits);
     const RequestHead& rHead = rContext.rInput.getHead();
@@ -91,6 +92,7 @@ void RequestRunner::logFailure(RequestContext& rContext, const Failure& rFailure
 
 EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal) {
     RequestWatch tWatch(rContext);
+    tWatch.show();
     rContext.nDeadline = std::numeric_limits<std::int64_t>::max();
     const EOutcome eOutcome = refuse(rContext, rRefusal, false);
     if (eOutcome != EOutcome::kAbort) tWatch.setWhole();

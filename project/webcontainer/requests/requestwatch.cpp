@@ -36,10 +36,15 @@ RequestWatch::RequestWatch(RequestContext& rContext) noexcept
     m_rContext.tOrigin.reset();
     m_rContext.tId.reset();
     m_rContext.rStatistics.beginRequest();
-    m_rContext.rStatistics.activity().begin(getLine(m_rContext.rInput), m_rContext.rArrival.nFirstByteUs);
+}
+
+void RequestWatch::show() noexcept {
+    m_rContext.rStatistics.activity().begin(getLine(m_rContext.rInput), m_rContext.tId.data(),
+                                            m_rContext.rArrival.nFirstByteUs);
     t_pCurrent = &m_rContext;
+    m_bShown = true;
     // Which costs nothing: the line in the access log needs it too.
-    if (m_rContext.rBuffers.tAccess.isWanted()) m_rContext.publishId();
+    if (m_rContext.rBuffers.tAccess.isWanted()) m_rContext.tId.get(m_rContext.rInput);
 }
 
 RequestWatch::~RequestWatch() {
@@ -47,8 +52,7 @@ RequestWatch::~RequestWatch() {
     const RequestTimes tTimes = readTimes(nNowUs);
     // A request that is here already has waited only for this one.
     m_rContext.rArrival = {nNowUs, 0};
-    t_pCurrent = nullptr;
-    m_rContext.rStatistics.activity().end();
+    hide();
     m_rContext.rStatistics.endRequest(m_rContext.nStatus, tTimes);
     if (!m_rContext.rBuffers.tAccess.isWanted()) return;
     try {
@@ -56,6 +60,12 @@ RequestWatch::~RequestWatch() {
     } catch (const std::exception&) {
         m_rContext.rBuffers.tAccess.countLost();
     }
+}
+
+void RequestWatch::hide() noexcept {
+    if (!m_bShown) return;
+    t_pCurrent = nullptr;
+    m_rContext.rStatistics.activity().end();
 }
 
 RequestContext* RequestWatch::getCurrent() noexcept {

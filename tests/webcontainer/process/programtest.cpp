@@ -344,9 +344,9 @@ TEST(Program, SaysWhatItDiesOf) {
     };
     for (const auto& [sHow, nExitCode, sReason, sWork] : tCases) {
         TemporaryDirectory tLogs;
-        RunningProgram t(s_ksAnyPort +
-                         ("[Log]\nFile = \"" + tLogs.path("log") + "\"\n[AccessLog]\nFile = \"") +
-                         tLogs.path("access") + "\"\n");
+        const std::string sAccess = "[AccessLog]\nFile = \"" + tLogs.path("access") + "\"\n";
+        RunningProgram t((nExitCode > 0 ? sAccess : "") + s_ksAnyPort + "[Log]\nFile = \"" +
+                         tLogs.path("log") + "\"\n");
         ask(t.m_tAddress, "GET /before HTTP/1.0\r\n\r\n");
         const std::string sAnswer =
             ask(t.m_tAddress, "GET /?" + sHow + "&\\" + std::string(100, 'x') +
