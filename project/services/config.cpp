@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <string_view>
+#include <typeinfo>
 #include <vector>
 
 #include "zq/foundation/utf8text.h"
@@ -26,11 +28,15 @@ Registry& registry() {
 
 const LogSourceHandle s_lsConfiguration("services.configuration");
 
-/// As it stands in the source.
-std::string getName(const std::type_info& rType) {
+/// The T of a Config<T>, as it stands in the source.
+std::string getOwnerType(const ConfigBase& rConfig) {
+    const char* const pMangled = typeid(rConfig).name();
     const std::unique_ptr<char, void (*)(void*)> pName(
-        abi::__cxa_demangle(rType.name(), nullptr, nullptr, nullptr), &std::free);
-    return pName ? pName.get() : rType.name();
+        abi::__cxa_demangle(pMangled, nullptr, nullptr, nullptr), &std::free);
+    const std::string_view sName(pName ? pName.get() : pMangled);
+    constexpr std::string_view ksTemplate = "Config<";
+    if (!sName.starts_with(ksTemplate)) return std::string(sName);
+    return std::string(sName.substr(ksTemplate.size(), sName.size() - ksTemplate.size() - 1));
 }
 
 void report(const ZQWString& sReason) {
@@ -66,7 +72,7 @@ ConfigBase::LoadResult ConfigBase::loadAll(const ConfigReader& rReader) {
             ++tResult.nLoaded;
         } else {
             ++tResult.nRefused;
-            tResult.tRefused.push_back(getName(pObject->getOwnerType()));
+            tResult.tRefused.push_back(getOwnerType(*pObject));
         }
     }
     return tResult;

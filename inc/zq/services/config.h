@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <exception>
 #include <string>
-#include <typeinfo>
 #include <vector>
 
 #include "zq/foundation/assertion.h"
@@ -33,14 +32,12 @@ public:
 
     /// Reads the object's values. False: it refuses to be read again. What it throws it has reported.
     virtual bool load(const ConfigReader& rReader) const = 0;
-    /// The type of the object that the values belong to.
-    virtual const std::type_info& getOwnerType() const noexcept = 0;
 
     /// What a round of loadAll() came to.
     struct LoadResult {
         std::size_t nLoaded = 0;
         std::size_t nRefused = 0;
-        std::vector<std::string> tRefused;  ///< the types of those that refused, in the same order
+        std::vector<std::string> tRefused;  ///< the owners' types, in the same order
     };
     /// Offers the configuration to every object, in the order of their construction: the first time after the
     /// process-wide reader exists, and on every reload. The first exception ends the round and leaves. Not to
@@ -75,7 +72,6 @@ public:
         if (!hInstance.isNull()) m_pT->loadConfig(ConfigReader(hInstance), kConfigInitialize);
     }
 
-    const std::type_info& getOwnerType() const noexcept override { return typeid(T); }
     bool load(const ConfigReader& rReader) const override {
         if (!m_pT)
             debug_tools::Assertion::handleFailure(debug_tools::Assertion::kAssert, L"m_pT", ZQ_WFILE,

@@ -247,7 +247,7 @@ TEST(Program, ReadsItsConfigurationAgain) {
             ::usleep(10000);
         return tLogs.read("log");
     };
-    EXPECT_THAT(reload(config("info"), "read again"),
+    EXPECT_THAT(reload(config("debug"), "read again"),
                 HasSubstr("until a restart keep their values: MultipartLimits, "
                           "kiv::KIVServerHttpStreamSettings, kiv::KIVHttpServer, and the tables"));
     std::filesystem::rename(tLogs.path("pages"), tLogs.path("gone"));
