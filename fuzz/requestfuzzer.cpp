@@ -17,13 +17,14 @@ void require(bool bHolds) {
 
 /// So small that a few bytes reach them.
 webcontainer::Limits smallLimits() {
-    webcontainer::Limits tLimits;
+    using webcontainer::Limits;
+    Limits tLimits;
     tLimits.nMaxRequestLineBytes = 64;
     tLimits.nMaxHeadBytes = 256;
     tLimits.nMaxHeaderFields = 6;
-    tLimits.nMaxChunkExtensionBytes = 20;
-    tLimits.nMaxTrailerBytes = 30;
-    tLimits.nPrefetchBytes = 30;
+    for (unsigned Limits::*pFew :
+         {&Limits::nMaxChunkExtensionBytes, &Limits::nMaxTrailerBytes, &Limits::nPrefetchBytes})
+        tLimits.*pFew = 30;
     return tLimits;
 }
 

@@ -11,17 +11,16 @@ const Setting s_tListen(textSetting(
     L"Admin/Listen", L"127.0.0.1:9180",
     "address and port, or `unix:/path`, of `/`, `/status.json`, `/metrics`, `/live` and `/ready`; empty: "
     "no admin listener"));
-const Setting s_tHostName(textSetting(
-    L"Admin/HostName", L"",
-    "a name beside the address and the loopback names under which the admin listener answers; under "
-    "any other it does not, so that no page of another site can read what stands there by pointing "
-    "its own name to this machine"));
-
 const Setting s_tReadyWhileSaturated(textSetting(
     L"Admin/ReadyWhileSaturated", L"on",
     "whether `/ready` says 200 while requests wait for a worker: a balancer that takes every overloaded "
     "instance out leaves the others even more; `off`: 503, for balancers that keep one",
     L"on|off"));
+const Setting s_tHostName(textSetting(
+    L"Admin/HostName", L"",
+    "a name beside the address and the loopback names under which the admin listener answers; under "
+    "any other it does not, so that no page of another site can read what stands there by pointing "
+    "its own name to this machine"));
 
 /// One worker answers while another waits for a slow client; heads and bodies are as small as the pages need.
 /// Idle connections end soon, or for a new client, so that they keep no health check out.

@@ -90,10 +90,10 @@ inline constexpr NumberInfo s_tNumbers[] = {
     {"workers_waiting_for_clients", "Threads that wait for a client to send or take something",
      &Statistics::nWaitingForClients, false},
     {"requests_waiting", "Requests that wait for a worker, while all are busy", &Statistics::nQueued, false},
+    {"connections_open", "Connections that are open", &Statistics::nConnections, false},
     {"requests_waiting_oldest_milliseconds", "How long the oldest of them has waited",
      &Statistics::nOldestQueuedMs, false},
     {"requests_in_flight", "Requests that are being answered", &Statistics::nInFlight, false},
-    {"connections_open", "Connections that are open", &Statistics::nConnections, false},
     {"clients", "Clients that have connections, without trusted proxies and unix sockets",
      &Statistics::nClients, false},
 };

@@ -36,12 +36,9 @@ void respond(Request& rRequest, Response& r) {
     if (is("/thrown")) throw std::runtime_error("no luck");
     r.setStatusCode(200);
     if (is("/framed")) {
-        addHeader(r, "Content-Length", "7");
-        addHeader(r, "transfer-encoding", "chunked");
-        addHeader(r, "Connection", "close");
-        addHeader(r, "Keep-Alive", "x");
-        addHeader(r, "Upgrade", "h2c");
-        addHeader(r, "Fine", "1");
+        for (const char* pName :
+             {"Content-Length", "transfer-encoding", "Connection", "Keep-Alive", "Upgrade", "Fine"})
+            addHeader(r, pName, "1");
     } else if (is("/split")) {
         addHeader(r, "A", "b\r\nSet-Cookie: evil");
         addHeader(r, "B\r\nC: d", "e");

@@ -132,10 +132,10 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
          ".toml:3: there is no key WebContainer/Wokers; did you mean Workers?"},
         {check("DefaultTimeoutMinutes = 1\n[WebContainer]\nmaxheadbytes = 1"), 1,
          ":3: there is no key WebContainer/maxheadbytes; did you mean MaxHeadBytes?"},
-        {check("[WebContaner]"), 1, ":1: there is no key WebContaner; did you mean WebContainer?"},
         {check("[Log]\nSource = 1"), 1, ":2: there is no key Log/Source; did you mean Sources?"},
         {check("[ClientSideCaching.CacheControlHttpHeader]\nNoCahce = 1"), 1,
          ":2: there is no key ClientSideCaching/CacheControlHttpHeader/NoCahce; did you mean NoCache?"},
+        {check("[WebContaner]"), 1, ":1: there is no key WebContaner; did you mean WebContainer?"},
         {check("[URL.x]"), 1, ":1: there is no key URL/x; known are MaxContentDispositionFilenameLength"},
         {check("[HTTP]\nThreads = 1"), 1,
          ":2: there is no key HTTP/Threads; known are DefaultTimeoutMinutes and "
