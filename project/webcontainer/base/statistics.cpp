@@ -21,6 +21,8 @@ Statistics Statistics::since(const Statistics& rBefore) const noexcept {
     Statistics tChange = *this;
     for (std::size_t n = 0; n < tByClass.size(); ++n)
         tChange.tByClass[n] -= rBefore.tByClass[n];
+    for (std::size_t n = 0; n < tByCutOff.size(); ++n)
+        tChange.tByCutOff[n] -= rBefore.tByCutOff[n];
     tChange.tWhole = tWhole.since(rBefore.tWhole);
     tChange.tWaiting = tWaiting.since(rBefore.tWaiting);
     for (const NumberInfo& r : s_tNumbers)

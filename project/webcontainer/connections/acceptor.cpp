@@ -87,9 +87,10 @@ int Acceptor::acceptOne() noexcept {
 int Acceptor::refuse(int nFd, const ConnectionEnds& rEnds) noexcept {
     ::close(nFd);
     if (m_tStranger.isTime())
-        logText(kSevWarning, s_lsConnection,
-                "a connection is refused: with ProxyProtocol, only TrustedProxies may connect, not " +
-                    rEnds.tClient.host());
+        logMade(kSevWarning, s_lsConnection, [&] {
+            return "a connection is refused: with ProxyProtocol, only TrustedProxies may connect, not " +
+                   rEnds.tClient.host();
+        });
     errno = EUSERS;
     return -1;
 }
@@ -102,7 +103,8 @@ bool Acceptor::handleError(int nError) noexcept {
         case ENOMEM:
         case ENOBUFS:
             if (m_tShortage.isTime())
-                logText(kSevWarning, s_lsConnection, "clients have to wait: " + describeError(nError));
+                logMade(kSevWarning, s_lsConnection,
+                        [&] { return "clients have to wait: " + describeError(nError); });
             m_bOutOfResources.store(true, std::memory_order_relaxed);
             pause(monotonicMs() + m_rOptions.tLimits.nAcceptPauseMs);
             return false;

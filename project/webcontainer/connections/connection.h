@@ -38,7 +38,7 @@ enum class EPhase : std::uint8_t {
     kIdle,     ///< the first byte of the next request
     kHead,     ///< the rest of a head
     kBody,     ///< the rest of a body that is received in advance
-    kTurn,     ///< its turn: the next request has come already
+    kTurn,     ///< its turn: the next request has come already, and the client must take the last response
     kLinger,   ///< the client's end, after the last response
     kServing,  ///< nothing: a worker is busy with it
 };

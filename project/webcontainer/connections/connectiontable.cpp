@@ -1,5 +1,6 @@
 #include "connections/connectiontable.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -94,9 +95,7 @@ bool ConnectionTable::introduce(Connection& r, const ConnectionEnds& rEnds) {
 void ConnectionTable::leaveToPoller(int nFd) noexcept {
     Connection* const p = claimForEvent(nFd);
     if (!p) return;
-    p->bPolled = true;
-    putBack(*p);  // before the first event, which may come at once
-    if (!m_rPoller.add(nFd) && p->tOwnership.claim()) close(*p, true);
+    if (rearm(*p)) putBack(*p);
 }
 
 Connection* ConnectionTable::claimForEvent(int nFd) noexcept {
@@ -110,6 +109,8 @@ unsigned ConnectionTable::timeoutOf(EPhase ePhase) const noexcept {
             return m_rLimits.nIdleTimeoutMs;
         case EPhase::kBody:
             return m_rLimits.nPrefetchTimeoutMs;
+        case EPhase::kTurn:
+            return m_rLimits.nWriteTimeoutMs;
         case EPhase::kLinger:
             return m_rLimits.nLingerTimeoutMs;
         default:
@@ -120,8 +121,7 @@ unsigned ConnectionTable::timeoutOf(EPhase ePhase) const noexcept {
 void ConnectionTable::setPhase(Connection& r, EPhase ePhase) noexcept {
     r.ePhase.store(ePhase, std::memory_order_relaxed);
     r.nPhaseStart = monotonicMs();
-    r.nDeadline.store(ePhase == EPhase::kTurn ? s_knNever : r.nPhaseStart + timeoutOf(ePhase),
-                      std::memory_order_relaxed);
+    r.nDeadline.store(r.nPhaseStart + timeoutOf(ePhase), std::memory_order_relaxed);
 }
 
 /// Gives a body so much time as a client with the minimum rate needs for what has come of it.
@@ -166,9 +166,27 @@ void ConnectionTable::mute(const Connection& r) noexcept {
     if (r.bPolled) m_rPoller.mute(r.nFd);
 }
 
+bool ConnectionTable::rearm(Connection& r) noexcept {
+    if (!r.bPolled) {
+        if (enterPoller(r)) return true;
+        close(r, true);
+        return false;
+    }
+    if (r.ePhase.load(std::memory_order_relaxed) == EPhase::kTurn)
+        m_rPoller.enqueue(r.nFd);
+    else
+        m_rPoller.arm(r.nFd);
+    return true;
+}
+
 void ConnectionTable::putBack(Connection& r) noexcept {
     while (!r.tOwnership.release())
-        arm(r);
+        if (!rearm(r)) return;
+}
+
+bool ConnectionTable::isReady(const Connection& r) noexcept {
+    pollfd tPoll{r.nFd, POLLIN | POLLOUT, 0};
+    return ::poll(&tPoll, 1, 0) > 0;
 }
 
 /// On the monotonic clock; s_knNever: it has a request, or waits for something else.

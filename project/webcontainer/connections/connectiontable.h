@@ -51,6 +51,9 @@ public:
     void parkForTurn(Connection& r) noexcept;
     /// Owner only: from here on somebody gets an event when there is something to read, also if it is now.
     void arm(Connection& r) noexcept;
+    /// Owner only: an event has come that nobody follows, so there will be another. False: it has been
+    /// closed, because the kernel has no memory.
+    bool rearm(Connection& r) noexcept;
     /// Owner only: nobody gets an event until arm().
     void mute(const Connection& r) noexcept;
     /// Owner only: leaves a connection waiting that was claimed without an event.
@@ -61,6 +64,8 @@ public:
     /// Closes the connections that have waited longest without a request, at most a sixteenth of what there
     /// may be and 16, and returns how many that were.
     unsigned giveUpOldest() noexcept;
+    /// Owner only: whether the client can be sent something, or has sent something.
+    static bool isReady(const Connection& r) noexcept;
     /// Owner only: whether the client has sent what nobody has looked at.
     static bool hasUnreadInput(const Connection& r) noexcept;
 

@@ -9,8 +9,9 @@
 
 namespace webcontainer {
 
-/// Events that one thread, its owner, has taken from the poller and that wait for their turn. Any thread may
-/// take them, in their order; which of two takes one is decided by a single word, without a lock.
+/// Events that one thread, its owner, has taken from the poller or made of new connections, and that wait
+/// for their turn. Any thread may take them, in their order; which of two takes one is decided by a single
+/// word, without a lock.
 class EventBatch {
 public:
     static constexpr unsigned s_knMost = 64;

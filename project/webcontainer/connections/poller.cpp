@@ -65,13 +65,13 @@ bool Poller::hasReady() const noexcept {
     return ::poll(&tPoll, 1, 0) > 0;
 }
 
-unsigned Poller::wait(std::span<Event> tEvents, bool bWait) noexcept {
+unsigned Poller::wait(std::span<Event> tEvents, int nMs) noexcept {
     epoll_event tReady[16];
     const int nMost = static_cast<int>(std::min(tEvents.size(), std::size(tReady)));
     int nReady = 0;
     do {
-        nReady = epoll_wait(m_tEpoll.get(), tReady, nMost, bWait ? -1 : 0);
-    } while (bWait && nReady < 1);
+        nReady = epoll_wait(m_tEpoll.get(), tReady, nMost, nMs);
+    } while (nMs < 0 && nReady < 1);
     for (int n = 0; n < nReady; ++n)
         tEvents[static_cast<std::size_t>(n)] = {
             tReady[n].data.fd, (tReady[n].events & (EPOLLPRI | EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0};

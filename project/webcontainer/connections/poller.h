@@ -37,8 +37,8 @@ public:
     /// Whether wait() would find something now.
     bool hasReady() const noexcept;
     /// Gets descriptors that are ready, at most 16 and as many as there is room for, and returns their
-    /// number; if wanted waits for the first one.
-    unsigned wait(std::span<Event> tEvents, bool bWait) noexcept;
+    /// number; waits for the first one so many milliseconds, or below 0 as long as it takes.
+    unsigned wait(std::span<Event> tEvents, int nMs) noexcept;
 
 private:
     FileDescriptor m_tEpoll;

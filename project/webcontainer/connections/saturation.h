@@ -12,12 +12,12 @@ public:
     /// Of the requests that wait for a worker; at most some tenths of a second old.
     struct Queue {
         std::uint64_t nRequests = 0;
-        std::int64_t nOldestMs = 0;  ///< when the one arrived that has waited longest
+        std::int64_t nOldestMs = 0;  ///< when the one arrived that has waited longest, if there is one
     };
 
     void setQueue(const Queue& r, std::int64_t nNowMs) noexcept {
+        if (r.nRequests != 0) m_nOldestMs = r.nOldestMs;  // before who reads it can count on it
         m_nRequests = r.nRequests;
-        m_nOldestMs = r.nOldestMs;
         if (r.nRequests == 0)
             m_nSinceMs = 0;
         else if (m_nSinceMs == 0)

@@ -45,7 +45,8 @@ void Sweeper::sweep(std::int64_t nNowMs) {
         // It may have changed hands before the claim.
         if (isDue(r, nNowMs)) {
             if (!waitsForWorker(r)) return end(r);
-            m_tShared.rConnections.arm(r);  // nobody was told when a read stopped in front of it
+            // Nobody was told when a read stopped in front of it.
+            if (!m_tShared.rConnections.rearm(r)) return;
         }
         m_tShared.rConnections.putBack(r);
     });
@@ -79,7 +80,7 @@ Saturation::Queue Sweeper::lookAtQueue(std::int64_t nNowMs) noexcept {
         const EPhase ePhase = r.ePhase.load(std::memory_order_relaxed);
         std::int64_t nAgeUs = -1;
         if (ePhase == EPhase::kTurn)
-            nAgeUs = (nNowMs - r.nPhaseStart) * 1000;
+            nAgeUs = ConnectionTable::isReady(r) ? (nNowMs - r.nPhaseStart) * 1000 : -1;
         else if (ePhase != EPhase::kLinger && ePhase != EPhase::kPreface)
             nAgeUs = ClientSocket::peekAgeUs(r.nFd);
         m_tShared.rConnections.putBack(r);
@@ -96,14 +97,17 @@ void Sweeper::complain(const Saturation::Queue& rQueue, std::int64_t nNowMs) noe
     constexpr std::int64_t nIntervalMs = 60000;
     if (nNowMs < m_nNextComplaintMs) return;
     m_nNextComplaintMs = nNowMs + nIntervalMs;
-    logText(kSevWarning, s_lsRequest,
-            "no worker is free: " + std::to_string(rQueue.nRequests) + " requests wait, the oldest for " +
-                std::to_string(nNowMs - rQueue.nOldestMs) + " ms");
+    logMade(kSevWarning, s_lsRequest, [&] {
+        return "no worker is free: " + std::to_string(rQueue.nRequests) + " requests wait, the oldest for " +
+               std::to_string(nNowMs - rQueue.nOldestMs) + " ms";
+    });
 }
 
 /// What has arrived makes no client late, unless it is only to be dropped: all workers may be busy.
 bool Sweeper::waitsForWorker(const Connection& r) noexcept {
-    return r.ePhase.load(std::memory_order_relaxed) != EPhase::kLinger && ConnectionTable::hasUnreadInput(r);
+    const EPhase ePhase = r.ePhase.load(std::memory_order_relaxed);
+    if (ePhase == EPhase::kTurn) return ConnectionTable::isReady(r);
+    return ePhase != EPhase::kLinger && ConnectionTable::hasUnreadInput(r);
 }
 
 bool Sweeper::isDue(const Connection& r, std::int64_t nNowMs) const noexcept {
@@ -119,8 +123,9 @@ bool Sweeper::isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) cons
 }
 
 void Sweeper::end(Connection& r) noexcept {
+    const bool bTurn = r.ePhase.load(std::memory_order_relaxed) == EPhase::kTurn;
     try {
-        if (r.pInput) {
+        if (r.pInput && !bTurn) {
             ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr,
                                  nullptr);
             RequestContext tContext{*r.pInput,
@@ -135,9 +140,10 @@ void Sweeper::end(Connection& r) noexcept {
             m_tRunner.refuse(tContext, r.pInput->isHeadComplete() ? s_tBodyTooSlow : s_tHeadTooSlow);
         }
     } catch (const std::exception& e) {
-        logText(kSevError, s_lsConnection, std::string("a slow client was not told: ") + e.what());
+        logMade(kSevError, s_lsConnection,
+                [&] { return std::string("a slow client was not told: ") + e.what(); });
     }
-    m_tShared.rConnections.close(r, false);
+    m_tShared.rConnections.close(r, bTurn);  // it takes no response, so that nothing can be told
 }
 
 }  // namespace webcontainer

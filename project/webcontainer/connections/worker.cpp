@@ -71,7 +71,8 @@ Worker::Next Worker::advance(Connection& rConnection) {
                     : converse(rConnection, rConnection.pInput ? *rConnection.pInput : m_tInput);
         stowInput(rConnection, tNext);
     } catch (const std::exception& e) {
-        logText(kSevError, s_lsConnection, std::string("a connection was given up: ") + e.what());
+        logMade(kSevError, s_lsConnection,
+                [&] { return std::string("a connection was given up: ") + e.what(); });
         tNext = {Next::kAbort};
         m_tInput.clear();
     }
@@ -165,7 +166,10 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
             rNext = {Next::kWait, EPhase::kTurn};
             return false;
         }
-        if (m_tShared.rQueueDelay.isTooLong(rConnection.tArrival.nWaitingUs / 1000, monotonicMs())) {
+        const bool bTurn = rConnection.ePhase.load(std::memory_order_relaxed) == EPhase::kTurn;
+        // Who waits for a turn may have waited for the client to take the last response.
+        if (!bTurn &&
+            m_tShared.rQueueDelay.isTooLong(rConnection.tArrival.nWaitingUs / 1000, monotonicMs())) {
             rNext = toNext(rConnection, m_tRunner.refuse(rContext, s_tOverloaded));
             return false;
         }

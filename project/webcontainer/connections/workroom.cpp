@@ -20,6 +20,9 @@ constexpr unsigned s_knMostAtOnce = 16;
 /// How long a batch may wait for its only worker.
 constexpr std::int64_t s_knPatienceUs = 200;
 constexpr std::chrono::milliseconds s_knTick(1);
+/// How long who is not alone waits in the poller before it looks at the others' batches again.
+constexpr int s_knLookAroundMs = 5;
+constexpr int s_knForEver = -1;
 /// Ticks without a request after which the lookout goes to sleep; waking it costs more than some of them.
 constexpr int s_knIdleTicks = 10;
 /// Ticks after which a worker loses its place even when it computes, so that the kernel divides the
@@ -67,7 +70,7 @@ Event WorkRoom::next(Seat& rSeat) noexcept {
     for (;;) {
         if (!rSeat.m_pPlace) rSeat.m_pPlace = rest();
         if (!rSeat.m_pPlace) {  // nobody rests any more, and there are more workers than places
-            m_rPoller.wait({&tEvent, 1}, true);
+            m_rPoller.wait({&tEvent, 1}, s_knForEver);
             return tEvent;
         }
         Place& rPlace = *rSeat.m_pPlace;
@@ -143,10 +146,13 @@ bool WorkRoom::refill(Place& rPlace) noexcept {
     std::array<Event, s_knMostAtOnce> tEvents;
     unsigned nEvents = 0;
     if (m_nAwake.load(std::memory_order_relaxed) > 1) {
-        nEvents = m_rPoller.wait(tEvents, false);
+        nEvents = m_rPoller.wait(tEvents, 0);
         if (nEvents == 0 && retire(rPlace)) return false;
     }
-    if (nEvents == 0) nEvents = m_rPoller.wait(tEvents, true);
+    // While others are awake, one of them may come to sleep with events in its batch.
+    if (nEvents == 0)
+        nEvents = m_rPoller.wait(
+            tEvents, m_nAwake.load(std::memory_order_relaxed) > 1 ? s_knLookAroundMs : s_knForEver);
     rPlace.tBatch.fill({tEvents.data(), nEvents});
     if (nEvents > 1) rPlace.nFilledUs = monotonicUs();
     if (nEvents == s_knMostAtOnce) callAnother();
@@ -203,9 +209,13 @@ bool WorkRoom::look(Place& rPlace) noexcept {
             return true;
         if (bComputing) m_nAttentive.fetch_add(1, std::memory_order_relaxed);
         offer(rPlace);
-    } else if (!bComputing && rPlace.nTurn.compare_exchange_strong(nTurn, nBare | kComputing)) {
+    } else if (!bComputing) {
+        m_nAttentive.fetch_sub(1, std::memory_order_relaxed);  // never too many, lest all retire
+        if (!rPlace.nTurn.compare_exchange_strong(nTurn, nBare | kComputing)) {
+            m_nAttentive.fetch_add(1, std::memory_order_relaxed);
+            return true;
+        }
         rPlace.nSeen = nBare | kComputing;
-        m_nAttentive.fetch_sub(1, std::memory_order_relaxed);
         callAnother();
     }
     return true;

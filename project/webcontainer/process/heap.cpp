@@ -19,7 +19,7 @@ constexpr int s_knKeptBytes = 1 << 20;
 Heap::Heap(std::int64_t nIntervalMs) noexcept
     : m_nIntervalMs(nIntervalMs),
       m_nNextMs(monotonicMs() + nIntervalMs) {
-    // No more workers are awake than there are processors. The free end of an arena is all that stays.
+    // Hardly more workers are awake than there are processors. The free end of an arena is all that stays.
     ::mallopt(M_ARENA_MAX, static_cast<int>(std::max(std::thread::hardware_concurrency(), 1u)));
     ::mallopt(M_TRIM_THRESHOLD, s_knKeptBytes);
     ::mallopt(M_MMAP_THRESHOLD, s_knKeptBytes);
