@@ -215,10 +215,10 @@ void applyStatus(KIVHttpServer& rServer, ZQHttpStream& rStream, HttpServerExtens
         case HttpServerExtension::kNoStream:
         case HttpServerExtension::kMissingParams:
         default:
-            if (eStatus < HttpServerExtension::kOK || eStatus > HttpServerExtension::kMaliciousInput)
-                reportUnknownStatus(eStatus);
             rServer.incrementFailedRequestsCounter();
             rStream.setErrorStatusCode(500);
+            if (eStatus < HttpServerExtension::kOK || eStatus > HttpServerExtension::kMaliciousInput)
+                reportUnknownStatus(eStatus);
             return;
     }
     s_tBadRequests.increment();
