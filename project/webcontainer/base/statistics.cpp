@@ -55,7 +55,9 @@ double Latencies::guessUs(double nShare) const noexcept {
 }
 
 void WorkerStatistics::OwnLatencies::count(std::int64_t nUs) noexcept {
-    const auto itBound = std::lower_bound(s_knLatencyBoundsUs.begin(), s_knLatencyBoundsUs.end(), nUs);
+    // Most are in the first class.
+    const auto itBound = std::find_if(s_knLatencyBoundsUs.begin(), s_knLatencyBoundsUs.end(),
+                                      [nUs](std::int64_t nBound) { return nUs <= nBound; });
     raise(tCounts[static_cast<std::size_t>(itBound - s_knLatencyBoundsUs.begin())], 1);
     raise(nSumUs, static_cast<std::uint64_t>(std::max<std::int64_t>(nUs, 0)));
 }

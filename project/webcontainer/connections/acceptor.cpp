@@ -31,7 +31,7 @@ void Acceptor::acceptWaiting(WorkRoom& rRoom, WorkRoom::Seat& rSeat) noexcept {
         if (!makeRoom()) return pause(monotonicMs());
         const int nFd = acceptOne();
         if (nFd >= 0) {
-            if (!rRoom.append(rSeat, {nFd, false})) m_rConnections.leaveToPoller(nFd);
+            if (!rRoom.append(rSeat, {nFd, false, 0})) m_rConnections.leaveToPoller(nFd);
             continue;
         }
         if (!handleError(errno)) return;

@@ -34,8 +34,7 @@ public:
     /// given an event for it. Unless kOpen, it has been closed. Throws std::bad_alloc.
     EOpened open(int nFd, const ConnectionEnds& rEnds, bool bAwaitsProxyHeader);
     /// Owner only: the header that it awaited from a proxy, which is not counted, has come and says who the
-    /// ends are. False: the client has as
-    /// many connections as it may. Throws std::bad_alloc.
+    /// ends are. False: the client has as many connections as it may. Throws std::bad_alloc.
     bool introduce(Connection& r, const ConnectionEnds& rEnds);
     /// For a connection that was just opened, when nobody is given an event for it.
     void leaveToPoller(int nFd) noexcept;

@@ -14,13 +14,13 @@ namespace webcontainer {
 /// word, without a lock.
 class EventBatch {
 public:
-    static constexpr unsigned s_knMost = 64;
+    static constexpr unsigned s_knMost = Poller::s_knMost + 64;
 
     /// Owner only, and only when the batch is empty.
     void fill(std::span<const Event> tEvents) noexcept {
         std::uint16_t nEnd = 0;
         for (const Event& r : tEvents)
-            m_tEvents[nEnd++].store(pack(r), std::memory_order_relaxed);
+            m_tSlots[nEnd++].put(r);
         const Range tNow = m_tRange.load(std::memory_order_relaxed);
         m_tRange.store({tNow.nFills + 1, 0, nEnd}, std::memory_order_release);
     }
@@ -32,7 +32,7 @@ public:
                 return true;
             }
             if (tNow.nEnd == s_knMost) return false;
-            m_tEvents[tNow.nEnd].store(pack(r), std::memory_order_relaxed);
+            m_tSlots[tNow.nEnd].put(r);
             const Range tNew{tNow.nFills, tNow.nNext, static_cast<std::uint16_t>(tNow.nEnd + 1)};
             if (m_tRange.compare_exchange_weak(tNow, tNew, std::memory_order_acq_rel)) return true;
         }
@@ -40,11 +40,11 @@ public:
     /// The event that has waited longest. False: there is none.
     bool take(Event& rEvent) noexcept {
         for (Range tNow = m_tRange.load(std::memory_order_acquire); tNow.nNext != tNow.nEnd;) {
-            const std::uint64_t nEvent = m_tEvents[tNow.nNext].load(std::memory_order_relaxed);
+            const Event tEvent = m_tSlots[tNow.nNext].get();
             const Range tNew{tNow.nFills, static_cast<std::uint16_t>(tNow.nNext + 1), tNow.nEnd};
             // Of a batch that was filled anew meanwhile, the number of fills differs.
             if (!m_tRange.compare_exchange_weak(tNow, tNew, std::memory_order_acq_rel)) continue;
-            rEvent = {static_cast<int>(static_cast<std::uint32_t>(nEvent)), (nEvent >> 32) != 0};
+            rEvent = tEvent;
             return true;
         }
         return false;
@@ -61,12 +61,24 @@ private:
         std::uint16_t nEnd;
     };
 
-    static std::uint64_t pack(const Event& r) noexcept {
-        return static_cast<std::uint32_t>(r.nFd) | std::uint64_t{r.bReadOn} << 32;
-    }
+    struct Slot {  // may be read while it is written, by a thread that does not get the event then
+        std::atomic<int> nFd;
+        std::atomic<bool> bReadOn;
+        std::atomic<std::int64_t> nReadyUs;
+
+        void put(const Event& r) noexcept {
+            nFd.store(r.nFd, std::memory_order_relaxed);
+            bReadOn.store(r.bReadOn, std::memory_order_relaxed);
+            nReadyUs.store(r.nReadyUs, std::memory_order_relaxed);
+        }
+        Event get() const noexcept {
+            return {nFd.load(std::memory_order_relaxed), bReadOn.load(std::memory_order_relaxed),
+                    nReadyUs.load(std::memory_order_relaxed)};
+        }
+    };
 
     std::atomic<Range> m_tRange{Range{0, 0, 0}};
-    std::array<std::atomic<std::uint64_t>, s_knMost> m_tEvents{};
+    std::array<Slot, s_knMost> m_tSlots{};
 };
 
 }  // namespace webcontainer

@@ -66,7 +66,7 @@ bool Poller::hasReady() const noexcept {
 }
 
 unsigned Poller::wait(std::span<Event> tEvents, int nMs) noexcept {
-    epoll_event tReady[16];
+    epoll_event tReady[s_knMost];
     const int nMost = static_cast<int>(std::min(tEvents.size(), std::size(tReady)));
     int nReady = 0;
     do {
@@ -74,7 +74,7 @@ unsigned Poller::wait(std::span<Event> tEvents, int nMs) noexcept {
     } while (nMs < 0 && nReady < 1);
     for (int n = 0; n < nReady; ++n)
         tEvents[static_cast<std::size_t>(n)] = {
-            tReady[n].data.fd, (tReady[n].events & (EPOLLPRI | EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0};
+            tReady[n].data.fd, (tReady[n].events & (EPOLLPRI | EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0, 0};
     return static_cast<unsigned>(std::max(nReady, 0));
 }
 

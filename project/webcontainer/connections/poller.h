@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <span>
 
 #include "base/filedescriptor.h"
@@ -10,6 +11,7 @@ namespace webcontainer {
 struct Event {
     int nFd;
     bool bReadOn;  ///< the client's end, an error or urgent data has come too: a read may stop in front of it
+    std::int64_t nReadyUs;  ///< since when, on the monotonic clock, at most a millisecond late; 0: not known
 };
 
 /// The one list of descriptors that workers wait on (epoll). A connection is reported to one worker when
@@ -17,6 +19,9 @@ struct Event {
 /// only after armListener().
 class Poller {
 public:
+    /// What wait() gets at once. When it gets fewer, nothing else was ready.
+    static constexpr unsigned s_knMost = 128;
+
     /// Throws StartError.
     Poller();
 
@@ -36,7 +41,7 @@ public:
     void watchAlways(int nFd);
     /// Whether wait() would find something now.
     bool hasReady() const noexcept;
-    /// Gets descriptors that are ready, at most 16 and as many as there is room for, and returns their
+    /// Gets descriptors that are ready, at most s_knMost and as many as there is room for, and returns their
     /// number; waits for the first one so many milliseconds, or below 0 as long as it takes.
     unsigned wait(std::span<Event> tEvents, int nMs) noexcept;
 

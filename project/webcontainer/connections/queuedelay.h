@@ -3,7 +3,12 @@
 #include <atomic>
 #include <cstdint>
 
+#include "http/requesthead.h"
+
 namespace webcontainer {
+
+/// What they are told.
+inline constexpr Refusal s_tNoWorkerInTime{503, "no worker was free in time", 5};
 
 /// Decides which requests have waited for a worker so long that they are refused, for nobody may wait for
 /// their answers any more, while fresh ones become old behind them.
@@ -28,7 +33,12 @@ public:
         std::int64_t nSinceMs = s_knNotLong;
         if (m_nLongSinceMs.compare_exchange_strong(nSinceMs, nNowMs)) nSinceMs = nNowMs;
         const bool bStanding = nNowMs - nSinceMs > m_nMostMs / 2;
-        return nWaitedMs > (bStanding ? m_nMostMs / s_knStanding : m_nMostMs);
+        return bStanding ? nWaitedMs > m_nMostMs / s_knStanding : isBeyondBound(nWaitedMs);
+    }
+
+    /// Whether it would be too long for any request, however it stands with the others. Any thread.
+    bool isBeyondBound(std::int64_t nWaitedMs) const noexcept {
+        return m_nMostMs != 0 && nWaitedMs > m_nMostMs;
     }
 
 private:

@@ -1,6 +1,7 @@
 #include "connections/sweeper.h"
 
 #include <poll.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <exception>
@@ -23,6 +24,7 @@ Sweeper::Sweeper(const WorkerShared& rShared, WorkerStatistics& rStatistics)
     : m_tShared(rShared),
       m_rStatistics(rStatistics),
       m_tLimits(rShared.rLimits),
+      m_tInput(rShared.rLimits, RequestInput::fullCapacity(rShared.rLimits)),
       m_tRunner(rShared.rHandler),
       m_tBuffers(rShared.pAccessLog) {
     m_tLimits.nWriteTimeoutMs = 0;
@@ -83,6 +85,8 @@ Saturation::Queue Sweeper::lookAtQueue(std::int64_t nNowMs) noexcept {
             nAgeUs = ConnectionTable::isReady(r) ? (nNowMs - r.nPhaseStart) * 1000 : -1;
         else if (ePhase != EPhase::kLinger && ePhase != EPhase::kPreface)
             nAgeUs = ClientSocket::peekAgeUs(r.nFd);
+        if (ePhase != EPhase::kTurn && m_tShared.rQueueDelay.isBeyondBound(nAgeUs / 1000))
+            return refuseWaiting(r);
         m_tShared.rConnections.putBack(r);
         if (nAgeUs < 0) return;
         tQueue.nOldestMs =
@@ -124,26 +128,58 @@ bool Sweeper::isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) cons
 
 void Sweeper::end(Connection& r) noexcept {
     const bool bTurn = r.ePhase.load(std::memory_order_relaxed) == EPhase::kTurn;
-    try {
-        if (r.pInput && !bTurn) {
-            ClientSocket tSocket(r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr,
-                                 nullptr);
-            RequestContext tContext{*r.pInput,
-                                    tSocket,
-                                    r.tEnds,
-                                    m_tLimits,
-                                    m_tShared.rRules,
-                                    m_tBuffers,
-                                    m_tShared.rbAnnounced,
-                                    m_rStatistics,
-                                    r.tArrival};
+    if (r.pInput && !bTurn)
+        tellClient([&] {
+            ClientSocket tSocket = socketOf(r);
+            RequestContext tContext = contextOf(r, *r.pInput, tSocket);
             m_tRunner.refuse(tContext, r.pInput->isHeadComplete() ? s_tBodyTooSlow : s_tHeadTooSlow);
-        }
-    } catch (const std::exception& e) {
-        logMade(kSevError, s_lsConnection,
-                [&] { return std::string("a slow client was not told: ") + e.what(); });
-    }
+        });
     m_tShared.rConnections.close(r, bTurn);  // it takes no response, so that nothing can be told
+}
+
+/// What a worker would do, when none is there to do it; the request need not be whole.
+void Sweeper::refuseWaiting(Connection& r) noexcept {
+    EOutcome eOutcome = EOutcome::kAbort;
+    tellClient([&] {
+        ClientSocket tSocket = socketOf(r);
+        RequestInput& rInput = r.pInput ? *r.pInput : m_tInput;
+        RequestContext tContext = contextOf(r, rInput, tSocket);
+        const std::span<char> tRoom = rInput.room();
+        const Received tReceived = tSocket.receiveDated(tRoom.data(), tRoom.size());
+        if (tReceived.eKind != EReceived::kBytes) return;
+        if (rInput.isEmpty()) r.tArrival = {tContext.nNowUs - tReceived.nAgeUs, 0};
+        r.tArrival.nWaitingUs += tReceived.nAgeUs;
+        rInput.commit(tReceived.nBytes);
+        const Parsed tParsed = rInput.advance();
+        eOutcome = m_tRunner.refuse(tContext,
+                                    tParsed == Parsed::kRefused ? tParsed.getRefusal() : s_tNoWorkerInTime);
+    });
+    r.pInput.reset();
+    m_tInput.clear();
+    if (eOutcome == EOutcome::kAbort) return m_tShared.rConnections.close(r, true);
+    ::shutdown(r.nFd, SHUT_WR);
+    r.nLingerLeft = m_tLimits.nLingerBytes;
+    do
+        m_tShared.rConnections.arm(r);
+    while (!m_tShared.rConnections.park(r, EPhase::kLinger));
+}
+
+template <class F>
+void Sweeper::tellClient(F f) noexcept {
+    try {
+        f();
+    } catch (const std::exception& e) {
+        logMade(kSevError, s_lsConnection, [&] { return std::string("a client was not told: ") + e.what(); });
+    }
+}
+
+ClientSocket Sweeper::socketOf(const Connection& r) noexcept {
+    return {r.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr, nullptr};
+}
+
+RequestContext Sweeper::contextOf(Connection& r, RequestInput& rInput, ClientSocket& rSocket) noexcept {
+    return {rInput,        rSocket,   r.tEnds, m_tLimits, m_tShared.rRules, m_tBuffers, m_tShared.rbAnnounced,
+            m_rStatistics, r.tArrival};
 }
 
 }  // namespace webcontainer

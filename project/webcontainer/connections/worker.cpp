@@ -12,12 +12,6 @@
 
 namespace webcontainer {
 
-namespace {
-
-constexpr Refusal s_tOverloaded{503, "no worker was free in time", 5};
-
-}  // namespace
-
 Worker::Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics)
     : m_tShared(rShared),
       m_rStatistics(rStatistics),
@@ -34,7 +28,7 @@ void Worker::run() {
         Connection* const p = m_tShared.rConnections.claimForEvent(tEvent.nFd);
         if (!p) continue;
         m_tShared.rWorkRoom.start(m_tSeat);
-        serve(*p, tEvent.bReadOn);
+        serve(*p, tEvent);
     }
 }
 
@@ -48,9 +42,11 @@ bool Worker::acceptFrom(int nFd) noexcept {
     return false;
 }
 
-void Worker::serve(Connection& rConnection, bool bReadOn) {
+void Worker::serve(Connection& rConnection, const Event& rEvent) {
     m_pServed = &rConnection;
-    for (m_bDrain = bReadOn;; m_bDrain = true) {  // what another thread's event said is not known
+    m_bDrain = rEvent.bReadOn;
+    m_nReadyUs = rEvent.nReadyUs;
+    for (;; m_bDrain = true, m_nReadyUs = 0) {  // what another thread's event said is not known
         const Next tNext = advance(rConnection);
         const bool bMuted = std::exchange(m_bMuted, false);
         if (tNext.eKind != Next::kWait)
@@ -129,13 +125,14 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
         rConnection.tArrival.nWaitingUs += (monotonicMs() - rConnection.nPhaseStart) * 1000;
         if (!serveReceived(tContext, rConnection, tNext)) return tNext;
     }
-    for (bool bWaited = true;; bWaited = false) {  // what comes meanwhile has not
+    for (bool bWaited = true;;
+         bWaited = false, tContext.nNowUs = monotonicUs()) {  // what comes meanwhile has not
         const std::span<char> tRoom = rInput.room();
-        const Received tReceived = bWaited ? tSocket.receiveDated(tRoom.data(), tRoom.size())
-                                           : tSocket.receive(tRoom.data(), tRoom.size());
+        const Received tReceived =
+            bWaited ? receiveFirst(tContext, tRoom) : tSocket.receive(tRoom.data(), tRoom.size());
         if (tReceived.eKind == EReceived::kEnd) return handleEnd(tContext, rConnection);
         if (tReceived.eKind == EReceived::kNothingYet) return waitForMore(rConnection, rInput);
-        if (rInput.isEmpty()) rConnection.tArrival = {monotonicUs() - tReceived.nAgeUs, 0};
+        if (rInput.isEmpty()) rConnection.tArrival = {tContext.nNowUs - tReceived.nAgeUs, 0};
         rConnection.tArrival.nWaitingUs += tReceived.nAgeUs;
         rInput.commit(tReceived.nBytes);
         if (!serveReceived(tContext, rConnection, tNext)) return tNext;
@@ -147,6 +144,14 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
             return waitForMore(rConnection, rInput);
         }
     }
+}
+
+/// Asks the kernel for the bytes' age, which costs time, only when the event does not tell it.
+Received Worker::receiveFirst(RequestContext& rContext, std::span<char> tRoom) const noexcept {
+    if (m_nReadyUs == 0) return rContext.rSocket.receiveDated(tRoom.data(), tRoom.size());
+    Received tReceived = rContext.rSocket.receive(tRoom.data(), tRoom.size());
+    tReceived.nAgeUs = rContext.nNowUs - m_nReadyUs;
+    return tReceived;
 }
 
 /// Runs every request that is ready. False: rNext says how the connection goes on.
@@ -162,7 +167,7 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
             rNext = toNext(rConnection, m_tRunner.refuse(rContext, tParsed.getRefusal()));
             return false;
         }
-        if (isTurnOver()) {
+        if (isTurnOver(rContext.nNowUs)) {
             rNext = {Next::kWait, EPhase::kTurn};
             return false;
         }
@@ -170,7 +175,7 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
         // Who waits for a turn may have waited for the client to take the last response.
         if (!bTurn &&
             m_tShared.rQueueDelay.isTooLong(rConnection.tArrival.nWaitingUs / 1000, monotonicMs())) {
-            rNext = toNext(rConnection, m_tRunner.refuse(rContext, s_tOverloaded));
+            rNext = toNext(rConnection, m_tRunner.refuse(rContext, s_tNoWorkerInTime));
             return false;
         }
         rConnection.ePhase.store(EPhase::kServing, std::memory_order_relaxed);
@@ -195,9 +200,8 @@ bool Worker::encourage(RequestContext& rContext) noexcept {
 }
 
 /// Whether others are to be served before the connection's next request. The turn starts with its first one.
-bool Worker::isTurnOver() noexcept {
+bool Worker::isTurnOver(std::int64_t nNowUs) noexcept {
     constexpr std::int64_t nTurnUs = 1000;
-    const std::int64_t nNowUs = monotonicUs();
     if (m_nTurnStartUs == 0) m_nTurnStartUs = nNowUs;
     return nNowUs - m_nTurnStartUs >= nTurnUs;
 }

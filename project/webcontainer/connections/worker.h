@@ -26,15 +26,16 @@ private:
     bool isAnybodyWaiting() noexcept override { return m_tShared.rWorkRoom.isAnybodyWaiting(); }
     void mute() noexcept;
     bool acceptFrom(int nFd) noexcept;
-    void serve(Connection& rConnection, bool bReadOn);
+    void serve(Connection& rConnection, const Event& rEvent);
     Next advance(Connection& rConnection);
     bool introduce(Connection& rConnection, Next& rNext);
+    Received receiveFirst(RequestContext& rContext, std::span<char> tRoom) const noexcept;
     Next converse(Connection& rConnection, RequestInput& rInput);
     bool serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext);
     static bool encourage(RequestContext& rContext) noexcept;
     EOutcome runRequest(RequestContext& rContext);
     EOutcome runReceived(RequestContext& rContext);
-    bool isTurnOver() noexcept;
+    bool isTurnOver(std::int64_t nNowUs) noexcept;
     Next handleEnd(RequestContext& rContext, Connection& rConnection);
     Next toNext(Connection& rConnection, EOutcome eOutcome);
     Next waitForMore(const Connection& rConnection, const RequestInput& rInput) const;
@@ -50,6 +51,7 @@ private:
     const Connection* m_pServed = nullptr;  ///< the last one
     bool m_bMuted = false;                  ///< it is
     bool m_bDrain = false;                  ///< a short read does not mean that there is nothing more
+    std::int64_t m_nReadyUs = 0;            ///< as the event has it that is served; 0: not known
     std::int64_t m_nTurnStartUs = 0;
 };
 

@@ -16,10 +16,13 @@ namespace {
 enum EState : std::uint64_t { kIdle = 0, kAtWork = 1, kComputing = 2, kStates = 3 };
 constexpr std::uint64_t s_knNextTurn = 4;
 
-constexpr unsigned s_knMostAtOnce = 16;
+/// Events that are work for two.
+constexpr unsigned s_knFullBatch = 16;
 /// How long a batch may wait for its only worker.
 constexpr std::int64_t s_knPatienceUs = 200;
 constexpr std::chrono::milliseconds s_knTick(1);
+/// How late an event may be found and yet count as found when it came.
+constexpr std::int64_t s_knPromptUs = 1000;
 /// How long who is not alone waits in the poller before it looks at the others' batches again.
 constexpr int s_knLookAroundMs = 5;
 constexpr int s_knForEver = -1;
@@ -143,7 +146,7 @@ bool WorkRoom::takeFromOthers(const Place& rPlace, Event& rEvent) noexcept {
 
 /// False: there is nothing to do, and the place is retired.
 bool WorkRoom::refill(Place& rPlace) noexcept {
-    std::array<Event, s_knMostAtOnce> tEvents;
+    std::array<Event, Poller::s_knMost> tEvents;
     unsigned nEvents = 0;
     if (m_nAwake.load(std::memory_order_relaxed) > 1) {
         nEvents = m_rPoller.wait(tEvents, 0);
@@ -153,9 +156,13 @@ bool WorkRoom::refill(Place& rPlace) noexcept {
     if (nEvents == 0)
         nEvents = m_rPoller.wait(
             tEvents, m_nAwake.load(std::memory_order_relaxed) > 1 ? s_knLookAroundMs : s_knForEver);
+    rPlace.nFilledUs = monotonicUs();
+    if (rPlace.nFilledUs - m_nEmptiedUs.load(std::memory_order_relaxed) <= s_knPromptUs)
+        for (unsigned n = 0; n < nEvents; ++n)
+            tEvents[n].nReadyUs = rPlace.nFilledUs;
     rPlace.tBatch.fill({tEvents.data(), nEvents});
-    if (nEvents > 1) rPlace.nFilledUs = monotonicUs();
-    if (nEvents == s_knMostAtOnce) callAnother();
+    if (nEvents < Poller::s_knMost) m_nEmptiedUs.store(rPlace.nFilledUs, std::memory_order_relaxed);
+    if (nEvents >= s_knFullBatch) callAnother();
     return true;
 }
 

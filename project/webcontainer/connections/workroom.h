@@ -84,14 +84,15 @@ private:
     Poller& m_rPoller;
     const unsigned m_nPlaces;
     const std::unique_ptr<Place[]> m_pPlaces;
-    std::mutex m_tMutex;                    ///< of the two lists
-    std::vector<Place*> m_tOffered;         ///< for whoever rests and is woken
-    std::vector<Place*> m_tRetired;         ///< that nobody needs now
-    sem_t m_tCall;                          ///< as many as there are in m_tOffered
-    sem_t m_tAlarm;                         ///< wakes the lookout
-    std::atomic<unsigned> m_nAwake{1};      ///< places that are not retired
-    std::atomic<unsigned> m_nAttentive{1};  ///< those among them whose worker does not compute for long
-    std::atomic<bool> m_bUnwatched{true};   ///< the lookout sleeps
+    std::mutex m_tMutex;                        ///< of the two lists
+    std::vector<Place*> m_tOffered;             ///< for whoever rests and is woken
+    std::vector<Place*> m_tRetired;             ///< that nobody needs now
+    sem_t m_tCall;                              ///< as many as there are in m_tOffered
+    sem_t m_tAlarm;                             ///< wakes the lookout
+    std::atomic<unsigned> m_nAwake{1};          ///< places that are not retired
+    std::atomic<unsigned> m_nAttentive{1};      ///< those among them whose worker does not compute for long
+    std::atomic<bool> m_bUnwatched{true};       ///< the lookout sleeps
+    std::atomic<std::int64_t> m_nEmptiedUs{0};  ///< when somebody took all that the poller had
     std::atomic<bool> m_bOpen{false};
 };
 

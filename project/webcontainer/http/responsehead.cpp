@@ -21,10 +21,23 @@ constexpr std::string_view s_ksServer = "Server";
 constexpr std::string_view s_ksColon = ": ";
 constexpr std::string_view s_ksEndOfLine = "\r\n";
 
-bool isFraming(std::string_view sName) {
-    return std::ranges::any_of(s_ksFramingFields, [sName](std::string_view s) {
-        return s.size() == sName.size() && equalsNoCase(s, sName);
-    });
+bool isName(std::string_view sName, std::string_view sKnown) noexcept {
+    return sName.size() == sKnown.size() && equalsNoCase(sName, sKnown);
+}
+
+bool isFraming(std::string_view sName) noexcept {
+    return std::ranges::any_of(s_ksFramingFields, [sName](std::string_view s) { return isName(sName, s); });
+}
+
+/// Whether a name is as long as one that means something here, which tells most of the others apart.
+bool isOfNote(std::string_view sName) noexcept {
+    constexpr unsigned nLengths = [] {
+        unsigned n = 1U << s_ksDate.size() | 1U << s_ksServer.size();
+        for (const std::string_view s : s_ksFramingFields)
+            n |= 1U << s.size();
+        return n;
+    }();
+    return sName.size() < 32 && (nLengths >> sName.size() & 1) != 0;
 }
 
 /// Whether a name is a token (RFC 9110 section 5.6.2); quick for letters and hyphens.
@@ -73,9 +86,12 @@ void appendFraming(NarrowStringBufferBase& rBuffer, const ResponseLine& rLine) {
 }  // namespace
 
 ResponseHead::EAdded ResponseHead::addField(std::string_view sName, std::string_view sValue) {
-    if (!isToken(sName) || isFraming(sName)) return EAdded::kDropped;
-    m_bHasDate = m_bHasDate || (sName.size() == s_ksDate.size() && equalsNoCase(sName, s_ksDate));
-    m_bHasServer = m_bHasServer || (sName.size() == s_ksServer.size() && equalsNoCase(sName, s_ksServer));
+    if (!isToken(sName)) return EAdded::kDropped;
+    if (isOfNote(sName)) {
+        if (isFraming(sName)) return EAdded::kDropped;
+        m_bHasDate = m_bHasDate || isName(sName, s_ksDate);
+        m_bHasServer = m_bHasServer || isName(sName, s_ksServer);
+    }
     m_tFields.getAppendBuffer(sName.size() + s_ksColon.size() + sValue.size() + s_ksEndOfLine.size());
     m_tFields.appendAll(sName, s_ksColon);
     char* const pValue = m_tFields.getAppendBuffer(sValue.size());

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/limits.h"
+#include "base/monotonicclock.h"
 #include "base/requesttimes.h"
 #include "base/statistics.h"
 #include "http/datecache.h"
@@ -53,6 +54,8 @@ struct RequestContext {
     const std::atomic<bool>& rbAnnounced;  ///< true: the response is the last of its connection
     WorkerStatistics& rStatistics;
     RequestArrival& rArrival;
+    /// On the monotonic clock: when the request was ready to run, or the last one had ended.
+    std::int64_t nNowUs = monotonicUs();
     std::int64_t nDeadline = std::numeric_limits<std::int64_t>::max();  ///< when the response must have
                                                                         ///< ended, on that clock, in ms
     bool bLastRequest = false;  ///< the connection has served as many requests as it may

@@ -30,7 +30,7 @@ std::string_view getLine(const RequestInput& rInput) noexcept {
 RequestWatch::RequestWatch(RequestContext& rContext) noexcept
     : m_rContext(rContext),
       m_nSentBefore(rContext.rStatistics.getSent()),
-      m_nBeginUs(monotonicUs()) {
+      m_nBeginUs(rContext.nNowUs) {
     m_rContext.rSocket.takeWaits();
     m_rContext.nStatus = 0;
     m_rContext.tOrigin.reset();
@@ -48,10 +48,10 @@ void RequestWatch::show() noexcept {
 }
 
 RequestWatch::~RequestWatch() {
-    const std::int64_t nNowUs = monotonicUs();
-    const RequestTimes tTimes = readTimes(nNowUs);
+    m_rContext.nNowUs = monotonicUs();
+    const RequestTimes tTimes = readTimes(m_rContext.nNowUs);
     // A request that is here already has waited only for this one.
-    m_rContext.rArrival = {nNowUs, 0};
+    m_rContext.rArrival = {m_rContext.nNowUs, 0};
     hide();
     m_rContext.rStatistics.endRequest(m_rContext.nStatus, tTimes);
     if (!m_rContext.rBuffers.tAccess.isWanted()) return;

@@ -13,6 +13,8 @@
 #include <future>
 #include <thread>
 
+#include "base/filedescriptor.h"
+#include "base/monotonicclock.h"
 #include "testserver.h"
 
 namespace test {
@@ -34,13 +36,14 @@ TEST(EventBatch, GivesEachEventToOneThread) {
         if (!tBatch.take(tEvent)) return;
         ++rTaken[static_cast<std::size_t>(tEvent.nFd)];
         EXPECT_EQ(tEvent.bReadOn, tEvent.nFd % 3 == 0);
+        EXPECT_EQ(tEvent.nReadyUs, tEvent.nFd + 7);
     };
     std::jthread tThief([&] {
         while (!bDone)
             take(tStolen);
     });
     for (int n = 0; n < knEvents; n += 2) {
-        const Event tEvents[] = {{n, n % 3 == 0}, {n + 1, (n + 1) % 3 == 0}};
+        const Event tEvents[] = {{n, n % 3 == 0, n + 7}, {n + 1, (n + 1) % 3 == 0, n + 8}};
         if (tBatch.isEmpty() && n % 4 == 0) {
             tBatch.fill(tEvents);
         } else {
@@ -88,6 +91,27 @@ public:
     WorkRoom::Seat m_tSeat;
     int m_nFirst = -1;
 };
+
+TEST(WorkRoom, KnowsSinceWhenAnEventIsReadyOnlyIfItLookedJustBefore) {
+    webcontainer::Poller tPoller;
+    const webcontainer::FileDescriptor tReady(::eventfd(0, 0));
+    tPoller.add(tReady.get());
+    WorkRoom tRoom(tPoller, 1);
+    WorkRoom::Seat tSeat;
+    const auto find = [&](int nPauseUs) {
+        ::usleep(nPauseUs);
+        ::eventfd_write(tReady.get(), 1);
+        return tRoom.next(tSeat).nReadyUs;
+    };
+    EXPECT_EQ(find(0), 0);
+    bool bKnown = false;
+    for (int n = 0; n < 1000 && !bKnown; ++n) {  // this thread may lack a processor
+        const std::int64_t nBeforeUs = webcontainer::monotonicUs();
+        bKnown = find(0) >= nBeforeUs;
+    }
+    EXPECT_TRUE(bKnown);
+    EXPECT_EQ(find(1001), 0);
+}
 
 TEST(WorkRoom, APlaceThatIsGivenAwayGoesToAnother) {
     OnePlace t;
@@ -175,29 +199,46 @@ TEST(QueueDelay, RefusesTheOldestAndInAnOverloadSooner) {
 }
 
 TEST(QueueDelay, WhoHasWaitedTooLongIsToldWithoutTheApplication) {
-    webcontainer::Limits tLimits = quickLimits();
-    tLimits.nQueueTimeoutMs = 100;
-    std::promise<void> tGo;
-    std::vector<std::string> tUrls;
-    Server tServer(
-        [&](Request& r, Response& rResponse) {
-            tUrls.push_back(variable(r, "URL"));
-            if (tUrls.size() == 1) tGo.get_future().wait();
-            answer(rResponse, "ok");
-        },
-        tLimits, 1);
-    Client tBusy(tServer), tLate(tServer);
-    tBusy.send("GET /busy HTTP/1.1\r\nHost: h\r\n\r\nGET /pipelined HTTP/1.1\r\nHost: h\r\n\r\n");
-    while (tServer.m_tContainer.readStatistics().nInFlight == 0)
-        ::usleep(1000);
-    tLate.send("GET /late HTTP/1.1\r\nHost: h\r\n\r\n");
-    ::usleep(150000);
-    tGo.set_value();
-    EXPECT_THAT(tLate.readAll(),
-                testing::AllOf(testing::StartsWith("HTTP/1.1 503"), HasSubstr("\r\nRetry-After: 5\r\n")));
-    for (int n = 0; n < 2; ++n)
-        EXPECT_THAT(tBusy.readResponse(), HasSubstr("ok"));
-    EXPECT_THAT(tUrls, testing::ElementsAre("/busy", "/pipelined"));
+    for (const bool bByWorker : {true, false}) {
+        webcontainer::Limits tLimits = quickLimits();
+        tLimits.nQueueTimeoutMs = 100;
+        tLimits.nSweepIntervalMs = bByWorker ? 60000 : 20;
+        std::promise<void> tGo;
+        std::vector<std::string> tUrls;
+        Server tServer(
+            [&](Request& r, Response& rResponse) {
+                tUrls.push_back(variable(r, "URL"));
+                if (tUrls.size() == 1) tGo.get_future().wait();
+                answer(rResponse, "ok");
+            },
+            tLimits, 1);
+        Client tBusy(tServer), tLate(tServer), tPart(tServer), tWrong(tServer);
+        tBusy.send("GET /busy HTTP/1.1\r\nHost: h\r\n\r\nGET /pipelined HTTP/1.1\r\nHost: h\r\n\r\n");
+        while (tServer.m_tContainer.readStatistics().nInFlight == 0)
+            ::usleep(1000);
+        tLate.send("GET /late HTTP/1.1\r\nHost: h\r\n\r\n");
+        tPart.send("POST /part HTTP/1.1\r\nHost: h\r\nContent-Length: 4\r\n\r\nabc");
+        tWrong.send("GET wrong HTTP/1.1\r\nHost: h\r\n\r\n");
+        const auto tRefused =
+            testing::AllOf(testing::StartsWith("HTTP/1.1 503"), HasSubstr("\r\nRetry-After: 5\r\n"));
+        if (bByWorker) {
+            tPart.send("d");
+            ::usleep(150000);
+            tGo.set_value();
+        } else {
+            EXPECT_THAT(tLate.readAll(), tRefused);  // while the worker is busy
+        }
+        EXPECT_THAT(tPart.readAll(), tRefused);
+        if (bByWorker) {
+            EXPECT_THAT(tLate.readAll(), tRefused);
+        }
+        EXPECT_THAT(tWrong.readAll(), testing::StartsWith("HTTP/1.1 400"));
+        if (!bByWorker) tGo.set_value();
+        for (int n = 0; n < 2; ++n)
+            EXPECT_THAT(tBusy.readResponse(), HasSubstr("ok"));
+        EXPECT_THAT(tUrls, testing::ElementsAre("/busy", "/pipelined"));
+        EXPECT_EQ(tServer.m_tContainer.readStatistics().nRefused, 3u);
+    }
 }
 
 /// How often threads of this process have gone to sleep.
