@@ -164,7 +164,8 @@ void addProcess(Families& rFamilies, const AdminSubject& rSubject) {
                        rSubject.rContainer.isDraining() ? 1 : 0);
     rFamilies.addGauge("webcontainer_build_info", "Which build this is; always 1", 1,
                        {{"version", rSubject.sVersion}, {"module", rSubject.sModule}});
-    rFamilies.addGauge("webcontainer_saturated", "1 while requests wait because all workers are busy",
+    rFamilies.addGauge("webcontainer_saturated",
+                       "1 while requests wait because no worker or processor is free",
                        rSubject.rContainer.getSaturation().getSinceMs() != 0 ? 1 : 0);
     const ProcessUse tUse = readProcessUse();
     rFamilies.addGauge("process_resident_memory_bytes", "Memory that the process has now",

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "base/requesttimes.h"
 #include "connections/ownership.h"
@@ -58,10 +60,23 @@ struct Connection {
     ConnectionEnds tEnds;
     ClientAccount* pAccount = nullptr;     ///< null: nothing is counted of this client
     std::int64_t nPhaseStart = 0;          ///< on the same clock
+    std::int64_t nUnreadSinceUs = 0;       ///< since when somebody knows of bytes to read; 0: of none
     RequestArrival tArrival;               ///< of the request that is here, or comes next
     std::uint32_t nRequests = 0;           ///< that have been run on it
     std::size_t nLingerLeft = 0;           ///< bytes that may still be dropped
     std::unique_ptr<RequestInput> pInput;  ///< an incomplete request; null while there is none
+
+    /// The unread bytes' age in microseconds, when the kernel has one for the last of them, or 0: its stamps
+    /// are those of TCP, and where pieces have become one, that of the last.
+    std::int64_t noteUnreadUs(std::int64_t nNowUs, std::int64_t nAgeUs) noexcept {
+        nUnreadSinceUs = std::min(nUnreadSinceUs == 0 ? nNowUs : nUnreadSinceUs, nNowUs - nAgeUs);
+        return nNowUs - nUnreadSinceUs;
+    }
+    /// The same when they have been read.
+    std::int64_t takeUnreadAgeUs(std::int64_t nNowUs, std::int64_t nAgeUs) noexcept {
+        const std::int64_t nSinceUs = std::exchange(nUnreadSinceUs, 0);
+        return nSinceUs == 0 ? nAgeUs : std::max(nAgeUs, nNowUs - nSinceUs);
+    }
 };
 
 static_assert(sizeof(Connection) <= 128, "ten thousand idle connections are to cost about a megabyte");

@@ -77,6 +77,7 @@ ConnectionTable::EOpened ConnectionTable::open(int nFd, const ConnectionEnds& rE
     p->tEnds = rEnds;
     p->pAccount = pAccount;
     p->nRequests = 0;
+    p->nUnreadSinceUs = 0;
     setPhase(*p, EPhase::kFresh);
     m_nOpen.fetch_add(1, std::memory_order_relaxed);
     m_nAll.fetch_add(1, std::memory_order_relaxed);

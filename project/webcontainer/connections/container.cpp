@@ -84,20 +84,23 @@ std::string Container::getPlaces() const {
     return sPlaces;
 }
 
-void Container::start() {
-    const auto run = [this](auto f) {
-        ++m_nRunning;
-        try {
-            m_tThreads.emplace_back([this, f] {
-                const AlternateStack tStack;
-                f();
-                --m_nRunning;
-            });
-        } catch (...) {
+/// Calls f on a thread of its own. Throws std::system_error.
+template <class F>
+void Container::run(F f) {
+    ++m_nRunning;
+    try {
+        m_tThreads.emplace_back([this, f] {
+            const AlternateStack tStack;
+            f();
             --m_nRunning;
-            throw;
-        }
-    };
+        });
+    } catch (...) {
+        --m_nRunning;
+        throw;
+    }
+}
+
+void Container::start() {
     for (unsigned n = 0; n < m_tOptions.nWorkers; ++n) {
         Worker* const pWorker =
             m_tWorkers.emplace_back(std::make_unique<Worker>(m_tShared, m_tStatistics[n])).get();
@@ -115,8 +118,10 @@ bool Container::drain(int nInterruptFd) {
     ::poll(&tInterrupt, 1, static_cast<int>(m_tOptions.tLimits.nDrainDelayMs));
     stopAccepting();
     m_bDraining = true;
-    m_rHandler.startShutdown();
+    run([this] { tellHandler(); });  // which may hang
     const bool bIdle = waitUntilIdle(nInterruptFd);
+    if (!m_bHandlerTold)
+        logText(kSevWarning, s_lsContainer, "the application has not begun its shutdown in time");
     if (!bIdle) {
         logText(kSevWarning, s_lsContainer,
                 std::to_string(m_tConnections.count()) + " connections are given up before they have ended");
@@ -124,6 +129,15 @@ bool Container::drain(int nInterruptFd) {
     }
     stopThreads();
     return waitForThreads() && bIdle;
+}
+
+void Container::tellHandler() {
+    try {
+        m_rHandler.startShutdown();
+    } catch (const std::exception& e) {
+        logText(kSevError, s_lsContainer, std::string("the application cannot shut down: ") + e.what());
+    }
+    m_bHandlerTold = true;
 }
 
 Statistics Container::readStatistics() const noexcept {
@@ -192,7 +206,7 @@ bool Container::waitUntilIdle(int nInterruptFd) {
     const std::int64_t nDeadline = monotonicMs() + m_tOptions.tLimits.nDrainTimeoutMs;
     pollfd tInterrupt{nInterruptFd, POLLIN, 0};
     for (;;) {
-        bool bIdle = true;
+        bool bIdle = m_bHandlerTold;
         for (Acceptor& r : m_tAcceptors)
             bIdle = r.finish() && bIdle;
         if (bIdle && m_tConnections.count() == 0) return true;

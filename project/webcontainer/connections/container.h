@@ -72,6 +72,9 @@ public:
     bool haveThreadsEnded() const noexcept { return m_nRunning == 0; }
 
 private:
+    template <class F>
+    void run(F f);
+    void tellHandler();
     void stopAccepting() noexcept;
     bool waitUntilIdle(int nInterruptFd);
     bool waitForThreads() const;
@@ -83,7 +86,8 @@ private:
     FileDescriptor m_tStop;
     std::atomic<bool> m_bAnnounced{false};
     std::atomic<bool> m_bDraining{false};
-    std::atomic<unsigned> m_nRunning{0};  ///< threads that have not returned
+    std::atomic<bool> m_bHandlerTold{false};  ///< of that, and it has returned
+    std::atomic<unsigned> m_nRunning{0};      ///< threads that have not returned
     Poller m_tPoller;
     WorkRoom m_tWorkRoom;
     SlowPaths m_tSlowPaths;

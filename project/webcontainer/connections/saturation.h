@@ -5,11 +5,12 @@
 
 namespace webcontainer {
 
-/// How it stands with a container whose workers are all busy, as its sweeper sees it. Written by that thread,
-/// read by any; times are on the monotonic clock, in milliseconds, and 0 where there is nothing to tell.
+/// How it stands with a container where requests wait for workers or processors, as its sweeper sees it.
+/// Written by that thread, read by any; times are on the monotonic clock, in milliseconds, and 0 where
+/// there is nothing to tell.
 class Saturation {
 public:
-    /// Of the requests that wait for a worker; at most some tenths of a second old.
+    /// Of the requests that wait; at most some tenths of a second old.
     struct Queue {
         std::uint64_t nRequests = 0;
         std::int64_t nOldestMs = 0;  ///< when the one arrived that has waited longest, if there is one

@@ -16,6 +16,8 @@ namespace {
 /// How long the first request of a client may be on its way that connected just before the server began to
 /// refuse clients.
 constexpr std::int64_t s_knFreshGraceMs = 500;
+/// How long a request may wait for a processor without being told of.
+constexpr std::int64_t s_knUsualMs = 100;
 constexpr Refusal s_tHeadTooSlow{408, "the request did not come in time"};
 
 }  // namespace
@@ -56,7 +58,6 @@ void Sweeper::sweep(std::int64_t nNowMs) {
 
 /// Of all threads this one alone is not busy when all workers are.
 void Sweeper::observe(std::int64_t nNowMs) noexcept {
-    constexpr std::int64_t nShare = 20;  // of the time, at most, is spent on looking
     const std::vector<WorkerStatistics>& rAll = m_tShared.rStatistics;
     const bool bAllBusy =
         std::all_of(rAll.begin(), rAll.end() - 1, [](const WorkerStatistics& r) { return r.isBusy(); });
@@ -64,18 +65,22 @@ void Sweeper::observe(std::int64_t nNowMs) noexcept {
     for (const WorkerStatistics& r : rAll)
         r.addTo(tSum);
     m_tShared.rSaturation.setProgress(bAllBusy, tSum.countRequests(), nNowMs);
-    if (!bAllBusy) return m_tShared.rSaturation.setQueue({}, nNowMs);
+    // Where requests compute, fewer workers are awake than there are.
+    if (!bAllBusy && !m_tShared.rWorkRoom.isAnybodyWaiting())
+        return m_tShared.rSaturation.setQueue({}, nNowMs);
     if (nNowMs < m_nNextLookMs) return;
     for (Acceptor& r : m_tShared.rAcceptors)
-        r.acceptInstead();
+        if (bAllBusy) r.acceptInstead();
     const std::int64_t nStartUs = monotonicUs();
-    const Saturation::Queue tQueue = lookAtQueue(nNowMs);
+    const Saturation::Queue tQueue = lookAtQueue(nNowMs, bAllBusy ? 0 : s_knUsualMs);
+    const std::int64_t nShare = bAllBusy ? 20 : 200;  // of the time, at most, is spent on looking
     m_nNextLookMs = nNowMs + (monotonicUs() - nStartUs) * nShare / 1000;
     m_tShared.rSaturation.setQueue(tQueue, nNowMs);
-    if (tQueue.nRequests != 0) complain(tQueue, nNowMs);
+    if (tQueue.nRequests != 0) complain(tQueue, bAllBusy, nNowMs);
 }
 
-Saturation::Queue Sweeper::lookAtQueue(std::int64_t nNowMs) noexcept {
+/// Of the requests that have waited for at least so long.
+Saturation::Queue Sweeper::lookAtQueue(std::int64_t nNowMs, std::int64_t nLeastMs) noexcept {
     Saturation::Queue tQueue;
     m_tShared.rConnections.forEachWaiting([&](Connection& r) {
         if (!r.tOwnership.claim()) return;
@@ -85,10 +90,11 @@ Saturation::Queue Sweeper::lookAtQueue(std::int64_t nNowMs) noexcept {
             nAgeUs = ConnectionTable::isReady(r) ? (nNowMs - r.nPhaseStart) * 1000 : -1;
         else if (ePhase != EPhase::kLinger && ePhase != EPhase::kPreface)
             nAgeUs = ClientSocket::peekAgeUs(r.nFd);
+        if (ePhase != EPhase::kTurn && nAgeUs >= 0) nAgeUs = r.noteUnreadUs(monotonicUs(), nAgeUs);
         if (ePhase != EPhase::kTurn && m_tShared.rQueueDelay.isBeyondBound(nAgeUs / 1000))
             return refuseWaiting(r);
         m_tShared.rConnections.putBack(r);
-        if (nAgeUs < 0) return;
+        if (nAgeUs < nLeastMs * 1000) return;
         tQueue.nOldestMs =
             std::min(tQueue.nRequests == 0 ? nNowMs : tQueue.nOldestMs, nNowMs - nAgeUs / 1000);
         ++tQueue.nRequests;
@@ -97,12 +103,13 @@ Saturation::Queue Sweeper::lookAtQueue(std::int64_t nNowMs) noexcept {
 }
 
 /// Once a minute only.
-void Sweeper::complain(const Saturation::Queue& rQueue, std::int64_t nNowMs) noexcept {
+void Sweeper::complain(const Saturation::Queue& rQueue, bool bAllBusy, std::int64_t nNowMs) noexcept {
     constexpr std::int64_t nIntervalMs = 60000;
     if (nNowMs < m_nNextComplaintMs) return;
     m_nNextComplaintMs = nNowMs + nIntervalMs;
     logMade(kSevWarning, s_lsRequest, [&] {
-        return "no worker is free: " + std::to_string(rQueue.nRequests) + " requests wait, the oldest for " +
+        return (bAllBusy ? "no worker is free: " : "no processor is free: ") +
+               std::to_string(rQueue.nRequests) + " requests wait, the oldest for " +
                std::to_string(nNowMs - rQueue.nOldestMs) + " ms";
     });
 }
@@ -147,8 +154,9 @@ void Sweeper::refuseWaiting(Connection& r) noexcept {
         const std::span<char> tRoom = rInput.room();
         const Received tReceived = tSocket.receiveDated(tRoom.data(), tRoom.size());
         if (tReceived.eKind != EReceived::kBytes) return;
-        if (rInput.isEmpty()) r.tArrival = {tContext.nNowUs - tReceived.nAgeUs, 0};
-        r.tArrival.nWaitingUs += tReceived.nAgeUs;
+        const std::int64_t nAgeUs = r.takeUnreadAgeUs(tContext.nNowUs, tReceived.nAgeUs);
+        if (rInput.isEmpty()) r.tArrival = {tContext.nNowUs - nAgeUs, 0};
+        r.tArrival.nWaitingUs += nAgeUs;
         rInput.commit(tReceived.nBytes);
         const Parsed tParsed = rInput.advance();
         eOutcome = m_tRunner.refuse(tContext,

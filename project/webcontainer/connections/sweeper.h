@@ -21,8 +21,8 @@ public:
 private:
     void sweep(std::int64_t nNowMs);
     void observe(std::int64_t nNowMs) noexcept;
-    Saturation::Queue lookAtQueue(std::int64_t nNowMs) noexcept;
-    void complain(const Saturation::Queue& rQueue, std::int64_t nNowMs) noexcept;
+    Saturation::Queue lookAtQueue(std::int64_t nNowMs, std::int64_t nLeastMs) noexcept;
+    void complain(const Saturation::Queue& rQueue, bool bAllBusy, std::int64_t nNowMs) noexcept;
     static bool waitsForWorker(const Connection& r) noexcept;
     bool isDue(const Connection& r, std::int64_t nNowMs) const noexcept;
     bool isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) const noexcept;

@@ -118,7 +118,7 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
                             m_tShared.rbAnnounced,
                             m_rStatistics,
                             rConnection.tArrival};
-    m_nTurnStartUs = 0;
+    m_nTurnStartUs = m_nWaitedUs = 0;
     Next tNext{Next::kWait};
     const bool bTurn = rConnection.ePhase.load(std::memory_order_relaxed) == EPhase::kTurn;
     if (bTurn) {
@@ -128,12 +128,13 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
     for (bool bWaited = true;;
          bWaited = false, tContext.nNowUs = monotonicUs()) {  // what comes meanwhile has not
         const std::span<char> tRoom = rInput.room();
-        const Received tReceived =
-            bWaited ? receiveFirst(tContext, tRoom) : tSocket.receive(tRoom.data(), tRoom.size());
+        const Received tReceived = bWaited ? receiveFirst(tContext, rConnection, tRoom)
+                                           : tSocket.receive(tRoom.data(), tRoom.size());
         if (tReceived.eKind == EReceived::kEnd) return handleEnd(tContext, rConnection);
         if (tReceived.eKind == EReceived::kNothingYet) return waitForMore(rConnection, rInput);
         if (rInput.isEmpty()) rConnection.tArrival = {tContext.nNowUs - tReceived.nAgeUs, 0};
         rConnection.tArrival.nWaitingUs += tReceived.nAgeUs;
+        m_nWaitedUs += tReceived.nAgeUs;
         rInput.commit(tReceived.nBytes);
         if (!serveReceived(tContext, rConnection, tNext)) return tNext;
         const bool bMore = m_bDrain || tReceived.nBytes == tRoom.size();
@@ -147,10 +148,16 @@ Worker::Next Worker::converse(Connection& rConnection, RequestInput& rInput) {
 }
 
 /// Asks the kernel for the bytes' age, which costs time, only when the event does not tell it.
-Received Worker::receiveFirst(RequestContext& rContext, std::span<char> tRoom) const noexcept {
-    if (m_nReadyUs == 0) return rContext.rSocket.receiveDated(tRoom.data(), tRoom.size());
-    Received tReceived = rContext.rSocket.receive(tRoom.data(), tRoom.size());
-    tReceived.nAgeUs = rContext.nNowUs - m_nReadyUs;
+Received Worker::receiveFirst(RequestContext& rContext, Connection& rConnection,
+                              std::span<char> tRoom) const noexcept {
+    Received tReceived;
+    if (m_nReadyUs == 0) {
+        tReceived = rContext.rSocket.receiveDated(tRoom.data(), tRoom.size());
+    } else {
+        tReceived = rContext.rSocket.receive(tRoom.data(), tRoom.size());
+        tReceived.nAgeUs = rContext.nNowUs - m_nReadyUs;
+    }
+    tReceived.nAgeUs = rConnection.takeUnreadAgeUs(rContext.nNowUs, tReceived.nAgeUs);
     return tReceived;
 }
 
@@ -173,14 +180,14 @@ bool Worker::serveReceived(RequestContext& rContext, Connection& rConnection, Ne
         }
         const bool bTurn = rConnection.ePhase.load(std::memory_order_relaxed) == EPhase::kTurn;
         // Who waits for a turn may have waited for the client to take the last response.
-        if (!bTurn &&
-            m_tShared.rQueueDelay.isTooLong(rConnection.tArrival.nWaitingUs / 1000, monotonicMs())) {
+        if (!bTurn && m_tShared.rQueueDelay.isTooLong(m_nWaitedUs / 1000, monotonicMs())) {
             rNext = toNext(rConnection, m_tRunner.refuse(rContext, s_tNoWorkerInTime));
             return false;
         }
         rConnection.ePhase.store(EPhase::kServing, std::memory_order_relaxed);
         rContext.bLastRequest = ++rConnection.nRequests >= m_tShared.rLimits.nMaxRequestsPerConnection;
         const EOutcome eOutcome = runRequest(rContext);
+        m_nWaitedUs = 0;
         if (eOutcome != EOutcome::kKeep) {
             rNext = toNext(rConnection, eOutcome);
             return false;

@@ -29,7 +29,8 @@ private:
     void serve(Connection& rConnection, const Event& rEvent);
     Next advance(Connection& rConnection);
     bool introduce(Connection& rConnection, Next& rNext);
-    Received receiveFirst(RequestContext& rContext, std::span<char> tRoom) const noexcept;
+    Received receiveFirst(RequestContext& rContext, Connection& rConnection,
+                          std::span<char> tRoom) const noexcept;
     Next converse(Connection& rConnection, RequestInput& rInput);
     bool serveReceived(RequestContext& rContext, Connection& rConnection, Next& rNext);
     static bool encourage(RequestContext& rContext) noexcept;
@@ -53,6 +54,7 @@ private:
     bool m_bDrain = false;                  ///< a short read does not mean that there is nothing more
     std::int64_t m_nReadyUs = 0;            ///< as the event has it that is served; 0: not known
     std::int64_t m_nTurnStartUs = 0;
+    std::int64_t m_nWaitedUs = 0;  ///< for this worker, by what has been received last for a request
 };
 
 }  // namespace webcontainer

@@ -49,8 +49,7 @@ EOutcome RequestRunner::serve(RequestContext& rContext) {
     // What the client did to its own response has been logged, and nobody is left to be told of the rest.
     const bool bClientDead = tResponse.getFailure() == EResponseCode::kRCClientDead;
     if (tFailure.tAnswer.nStatus != 0 && !bClientDead) logFailure(rContext, tFailure);
-    if (tResponse.isEnded()) return tResponse.keepsConnection() ? EOutcome::kKeep : EOutcome::kLinger;
-    if (tResponse.isWhole()) return EOutcome::kLinger;
+    if (tResponse.isWhole()) return tResponse.keepsConnection() ? EOutcome::kKeep : EOutcome::kLinger;
     if (bClientDead || tResponse.isHeadOut()) return EOutcome::kAbort;
     return answer(rContext, tFailure.tAnswer.nStatus != 0 ? tFailure.tAnswer : s_tInternalError, false);
 }

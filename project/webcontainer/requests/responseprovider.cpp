@@ -102,10 +102,6 @@ ResponseProvider::EResponseCode ResponseProvider::transmit(std::string_view sByt
     if (isOverdue()) return fail(kRCResponseTimeout, kSevWarning, "the response ran too long");
     if (breaksLength(sBytes.size(), bFinal))
         return fail(kRCError, kSevError, "the body is not as long as announced");
-    if (isForNobody()) {
-        m_bGone = true;
-        return fail(kRCClientDead, kSevInfoMinor, "the client went away after the head that it asked for");
-    }
     m_rContext.rBuffers.tWire.clear();
     if (m_eState == EState::kHeld) beginHead(sBytes.size(), bFinal);
     const EResponseCode eCode = send(isBodySent() ? sBytes : std::string_view(), bFinal);
@@ -131,9 +127,10 @@ ResponseProvider::EResponseCode ResponseProvider::send(std::string_view sBytes, 
     m_bHeadOut = true;
     const ClientSocket::ESent eSent = m_rContext.send(tPieces, tPatience, m_tLine.nStatus);
     if (eSent != ClientSocket::ESent::kSent) return failSending(eSent);
-    if (m_nHeadOutMs == 0 && m_rContext.rInput.getHead().bHead) m_nHeadOutMs = monotonicMs();
     m_eState = bFinal ? EState::kEnded : EState::kSending;
-    return kRCOK;
+    m_bHeadIsAll = !bFinal && m_rContext.rInput.getHead().bHead;
+    return m_bHeadIsAll ? fail(kRCClientDead, kSevInfoMinor, "the head was all that the client asked for")
+                        : kRCOK;
 }
 
 ResponseProvider::EResponseCode ResponseProvider::failSending(ClientSocket::ESent eSent) {
@@ -159,13 +156,6 @@ ResponseProvider::EResponseCode ResponseProvider::fail(EResponseCode eCode, ELog
 
 bool ResponseProvider::isOverdue() const noexcept {
     return monotonicMs() > m_rContext.nDeadline;
-}
-
-/// Where no bytes go out, no sending tells that the client is gone: a response without an end would go on for
-/// ever. Who has only ended its side may still wait for the next response, so this one may take its time.
-bool ResponseProvider::isForNobody() const noexcept {
-    return m_nHeadOutMs != 0 && monotonicMs() - m_nHeadOutMs > m_rContext.rLimits.nWriteTimeoutMs &&
-           m_rContext.rSocket.hasEnded();
 }
 
 bool ResponseProvider::breaksLength(std::size_t nBytes, bool bFinal) const noexcept {

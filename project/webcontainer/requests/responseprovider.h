@@ -33,16 +33,17 @@ public:
                    std::size_t nValueLength) override;
     void clearHeaders() override;
     EResponseCode commitHeaders() override;
-    /// A client that takes nothing for too long counts as gone.
+    /// A client that takes nothing for too long counts as gone, and so does that of a HEAD as soon as it has
+    /// the head: what follows would be made for nobody.
     EResponseCode writeToBody(const void* pData, std::size_t nLength) override;
     EResponseCode endResponse(const void* pData, std::size_t nLength) override;
 
     /// The client may have seen bytes of the response.
     bool isHeadOut() const noexcept { return m_bHeadOut; }
-    /// The client has got all that it asked for, though the response has not ended.
-    bool isWhole() const noexcept { return m_bGone; }
+    /// The client has got all that it asked for.
+    bool isWhole() const noexcept { return m_eState == EState::kEnded || m_bHeadIsAll; }
     bool isEnded() const noexcept { return m_eState == EState::kEnded; }
-    /// Of an ended response: whether the connection can serve another request.
+    /// Of a whole response: whether the connection can serve another request.
     bool keepsConnection() const noexcept { return m_tLine.bKeepAlive; }
     /// The first result that was not kRCOK.
     EResponseCode getFailure() const noexcept { return m_eFailure; }
@@ -55,7 +56,6 @@ private:
     EResponseCode fail(EResponseCode eCode, ELogSeverity eSeverity, std::string_view sWhy);
     EResponseCode failSending(ClientSocket::ESent eSent);
     bool isOverdue() const noexcept;
-    bool isForNobody() const noexcept;
     bool breaksLength(std::size_t nBytes, bool bFinal) const noexcept;
     bool needsErrorPage(std::size_t nBytes) const noexcept;
     void beginHead(std::size_t nBytes, bool bFinal);
@@ -70,10 +70,9 @@ private:
     EResponseCode m_eFailure = kRCOK;
     bool m_bError = false;
     bool m_bHeadOut = false;
-    bool m_bGone = false;  ///< the client of a HEAD, after the head
+    bool m_bHeadIsAll = false;  ///< that is sent of a response that has not ended
     bool m_bLengthKnown = false;
-    std::int64_t m_nHeadOutMs = 0;  ///< when, on the monotonic clock; of a HEAD
-    std::size_t m_nWritten = 0;     ///< body bytes that the application has written
+    std::size_t m_nWritten = 0;  ///< body bytes that the application has written
 };
 
 }  // namespace webcontainer

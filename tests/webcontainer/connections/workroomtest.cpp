@@ -241,6 +241,52 @@ TEST(QueueDelay, WhoHasWaitedTooLongIsToldWithoutTheApplication) {
     }
 }
 
+TEST(QueueDelay, APieceThatCameWhileOthersWaitedMakesNoRequestLate) {
+    webcontainer::Limits tLimits = quickLimits();
+    tLimits.nQueueTimeoutMs = 400;
+    Server tServer(
+        [&](Request& r, Response& rResponse) {
+            if (variable(r, "URL") == "/busy") ::usleep(150000);
+            answer(rResponse, "ok");
+        },
+        tLimits, 1);
+    Client tBusy(tServer), tPieces(tServer);
+    for (const char* pPiece : {"POST /pieces HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\n\r\n", "a", "b"}) {
+        tBusy.send("GET /busy HTTP/1.1\r\nHost: h\r\n\r\n");
+        while (tServer.m_tContainer.readStatistics().nInFlight == 0)
+            ::usleep(1000);
+        tPieces.send(pPiece);
+        EXPECT_THAT(tBusy.readResponse(), HasSubstr("ok"));
+    }
+    EXPECT_THAT(tPieces.readResponse(), HasSubstr("ok"));
+}
+
+TEST(WorkRoom, WhoWaitsForAProcessorShows) {
+    const unsigned nClients = 30 * std::max(std::thread::hardware_concurrency(), 1U);
+    Server tServer(
+        [&](Request&, Response& rResponse) {
+            for (const std::int64_t nEndUs = webcontainer::monotonicUs() + 20000;
+                 webcontainer::monotonicUs() < nEndUs;) {
+            }
+            answer(rResponse, "ok");
+        },
+        quickLimits(), nClients + 2);
+    std::vector<std::unique_ptr<Client>> tClients(nClients);
+    for (auto& r : tClients) {
+        r = std::make_unique<Client>(tServer);
+        r->send("GET / HTTP/1.1\r\nHost: h\r\n\r\n");
+    }
+    std::uint64_t nOldestMs = 0;
+    while (tServer.m_tContainer.readStatistics().countRequests() < nClients) {
+        if (tServer.m_tContainer.readStatistics().nQueued != 0)
+            nOldestMs = std::max(nOldestMs, tServer.m_tContainer.readStatistics().nOldestQueuedMs);
+        ::usleep(1000);
+    }
+    EXPECT_GE(nOldestMs, 100u);
+    while (tServer.m_tContainer.readStatistics().nQueued != 0)
+        ::usleep(1000);
+}
+
 /// How often threads of this process have gone to sleep.
 long countSleeps() {
     long nSum = 0;
