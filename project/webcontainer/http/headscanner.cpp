@@ -28,7 +28,9 @@ Parsed HeadScanner::scan(const char* pBegin, std::size_t& rnFrom, std::size_t nE
     Parsed tParsed = Parsed::kNeedMore;
     if (m_eState != EState::kFields) {
         tParsed = scanLine(p, pBegin + std::min(nEnd, m_nMaxLine));
-        if (m_eState == EState::kFields) beginFields(pBegin, rHead);
+        // Also of a line that is refused behind it.
+        if (m_eState > EState::kMethod) rHead.bHead = std::string_view(pBegin, m_nMethod) == "HEAD";
+        if (m_eState == EState::kFields) beginFields(rHead);
     }
     if (m_eState == EState::kFields && tParsed == Parsed::kNeedMore) {
         tParsed = m_tScanner.scan(p, pBegin + std::min(nEnd, m_nMaxHead), pBegin, &m_tFields);
@@ -42,11 +44,10 @@ Parsed HeadScanner::scan(const char* pBegin, std::size_t& rnFrom, std::size_t nE
     return Parsed::kNeedMore;
 }
 
-void HeadScanner::beginFields(const char* pBegin, RequestHead& rHead) noexcept {
+void HeadScanner::beginFields(RequestHead& rHead) noexcept {
     rHead.tMethod = {0, m_nMethod};
     rHead.tTarget = {m_nMethod + 1, m_nTarget};
     rHead.eVersion = m_nVersion == 10 ? EVersion::k10 : EVersion::k11;
-    rHead.bHead = std::string_view(pBegin, m_nMethod) == "HEAD";
     m_tFields = std::move(rHead.tFields);
 }
 

@@ -38,7 +38,7 @@ private:
     };
 
     Parsed scanLine(const char*& p, const char* pEnd) noexcept;
-    void beginFields(const char* pBegin, RequestHead& rHead) noexcept;
+    void beginFields(RequestHead& rHead) noexcept;
     Parsed step(const char*& p, const char* pEnd) noexcept;
     Parsed beginPart(char c, EByteClass eClass, EState eState, const Refusal& rRefusal) noexcept;
     Parsed scanMethod(const char*& p, const char* pEnd) noexcept;
