@@ -99,8 +99,10 @@ EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal
 }
 
 EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal, bool bKeep) {
-    rContext.rStatistics.countRefused(rRefusal.nStatus, rRefusal.pReason);
-    if (rRefusal.nStatus >= 400) logFailure(rContext, {rRefusal, rRefusal.pReason, kSevInfo});
+    if (rRefusal.nStatus >= 400) {
+        rContext.rStatistics.countRefused(rRefusal.nStatus, rRefusal.pReason);
+        logFailure(rContext, {rRefusal, rRefusal.pReason, kSevInfo});
+    }
     return answer(rContext, rRefusal, bKeep);
 }
 

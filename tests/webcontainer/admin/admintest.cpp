@@ -78,20 +78,21 @@ TEST(Admin, CountsEveryRequestOnce) {
     for (const std::string& sRequest :
          {std::string("GET /1 HTTP/1.0\r\n\r\n"), std::string("GET /slow HTTP/1.0\r\n\r\n"),
           std::string("GET /500 HTTP/1.0\r\n\r\n"), std::string("GET /no-host HTTP/1.1\r\n\r\n"),
+          std::string("OPTIONS * HTTP/1.0\r\n\r\n"),
           "POST / HTTP/1.0\r\nContent-Length: 5000\r\n\r\n" + std::string(5000, 'x')}) {
         nReceived += sRequest.size();
         nSent += ask(t.m_tServer, sRequest).size();
     }
     Client tIdle(t.m_tServer);
     const auto statistics = [&] { return t.m_tServer.m_tContainer.readStatistics(); };
-    while (statistics().nAccepted != 6 || statistics().nConnections != 1)
+    while (statistics().nAccepted != 7 || statistics().nConnections != 1)
         ::usleep(1000);
     const std::string sMetrics = t.get("/metrics");
     EXPECT_THAT(
         sMetrics,
         AllOf(HasSubstr("\r\nContent-Type: text/plain; version=0.0.4; charset=utf-8\r\n"),
               HasSubstr("# TYPE webcontainer_requests_total counter\n"),
-              HasSubstr("webcontainer_requests_total{class=\"2xx\"} 3\n"),
+              HasSubstr("webcontainer_requests_total{class=\"2xx\"} 4\n"),
               HasSubstr("webcontainer_requests_total{class=\"4xx\"} 1\n"),
               HasSubstr("webcontainer_requests_total{class=\"5xx\"} 1\n"),
               HasSubstr("webcontainer_requests_refused_total 1\n"),
@@ -99,19 +100,19 @@ TEST(Admin, CountsEveryRequestOnce) {
               HasSubstr("webcontainer_connections{state=\"fresh\"} 1\n"),
               HasSubstr("webcontainer_cut_off_total{reason=\"gone\"} 0\n"),
               HasSubstr("process_resident_memory_bytes"), HasSubstr("webcontainer_requests_in_flight 0\n"),
-              HasSubstr("webcontainer_connections_accepted_total 6\n"),
+              HasSubstr("webcontainer_connections_accepted_total 7\n"),
               HasSubstr("webcontainer_connections_open 1\n"),
               HasSubstr("webcontainer_connections_refused_total 0\n"), HasSubstr("webcontainer_clients 1\n"),
-              HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"0.1\"} 4\n"),
-              HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"+Inf\"} 5\n")));
+              HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"0.1\"} 5\n"),
+              HasSubstr("webcontainer_request_duration_seconds_bucket{le=\"+Inf\"} 6\n")));
     EXPECT_EQ(statistics().nReceivedBytes, nReceived);
     EXPECT_EQ(statistics().nSentBytes, nSent);
     const std::string sJson = t.get("/status.json");
     const auto tStatus = nlohmann::json::parse(sJson.substr(sJson.find("\r\n\r\n")));
-    EXPECT_EQ(tStatus["requests"], 5);
-    EXPECT_EQ(tStatus["shown"]["share2"], "60.0");
+    EXPECT_EQ(tStatus["requests"], 6);
+    EXPECT_EQ(tStatus["shown"]["share2"], "66.7");
     EXPECT_THAT(t.get("/"),
-                AllOf(HasSubstr("data-t=\"requests\">5</span>"), HasSubstr("webcontainer 1&#34;&#60;&#38;"),
+                AllOf(HasSubstr("data-t=\"requests\">6</span>"), HasSubstr("webcontainer 1&#34;&#60;&#38;"),
                       testing::Not(HasSubstr("{{")), EndsWith("</html>\n")));
 }
 
