@@ -85,11 +85,6 @@ bool AdminHandler::isOwnHost(std::string_view sHost) const noexcept {
 void AdminHandler::processRequest(HttpRequestProvider& rRequest, HttpResponseProvider& rResponse) {
     if (!isOwnHost(variable(rRequest, "SERVER_NAME")))
         return respond(rResponse, 421, s_ksText, "not answered under this name; see Admin/HostName\n");
-    const std::string sMethod = variable(rRequest, "REQUEST_METHOD");
-    if (sMethod != "GET" && sMethod != "HEAD") {
-        addHeader(rResponse, "Allow", "GET, HEAD");
-        return respond(rResponse, 405, s_ksText, "only GET and HEAD\n");
-    }
     const std::string sPath = variable(rRequest, "URL");
     for (const Page& r : s_tPages)
         if (r.sPath == sPath) return (this->*r.pShow)(rResponse);

@@ -21,7 +21,7 @@ namespace webcontainer {
 ///                   or memory"; "saturated since ..." while requests wait is 200, unless it is wanted
 ///                   otherwise (Admin/ReadyWhileSaturated)
 ///
-/// Only to GET and HEAD, and only to requests that name this machine in one of the ways that are allowed (see
+/// Only to requests with the methods of adminsettings.cpp that name this machine in one of the ways that are allowed (see
 /// adminsettings.h) or, as old clients and health checks do, no host at all.
 class AdminHandler final : public RequestHandler {
 public:

@@ -49,6 +49,7 @@ std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader,
     tSettings.bReadyWhileSaturated = s_tReadyWhileSaturated.readChoice(rReader) == 0;
     tSettings.tOptions.nWorkers = 2;
     tSettings.tOptions.tLimits = adminLimits();
+    tSettings.tOptions.tRules.tMethods = {.bStrict = true, .bPost = false};
     if (sListen.empty()) return std::nullopt;
     ListenAddress& rAddress = tSettings.tOptions.tListen.emplace_back();
     if (!ListenAddress::parse(sListen, rAddress))

@@ -14,9 +14,10 @@ struct MethodRules {
     /// Only allowed methods reach the handler: of the others those that the RFCs define get 405, unknown ones
     /// 501 (RFC 9110 section 9.1).
     bool bStrict = false;
+    bool bPost = true;  ///< POST is among what is allowed
 
     /// As it stands in the field Allow (RFC 9110 section 10.2.1).
-    constexpr std::string_view getAllowed() const noexcept { return bHead ? "GET, HEAD, POST" : "GET, POST"; }
+    std::string_view getAllowed() const noexcept;
 };
 
 /// What the front end answers to a request because of its method; status 0: the handler does. With 200 and

@@ -150,7 +150,8 @@ ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::st
     if (tOptions.nWorkers == 0)
         tOptions.nWorkers =
             std::min(s_knWorkersPerCore * std::thread::hardware_concurrency(), s_tWorkers.nMost);
-    tOptions.tRules.tMethods = {isOn(s_tHead, rReader), isOn(s_tMethodNotAllowed, rReader)};
+    tOptions.tRules.tMethods = {.bHead = isOn(s_tHead, rReader),
+                                .bStrict = isOn(s_tMethodNotAllowed, rReader)};
     tOptions.tRules.pErrorPages = std::make_shared<ErrorPages>(toUtf8(s_tErrorPages.readText(rReader)));
     tOptions.tRules.sServerField = readServerField(rReader);
     for (const LimitInfo& r : s_tLimitInfos)

@@ -63,8 +63,9 @@ TEST(Admin, AnswersOnlyWhatItIsForAndOnlyUnderItsNames) {
         EXPECT_THAT(ask(t.m_tAdmin.getAddress(), r.pRequest),
                     StartsWith(std::string("HTTP/1.1 ") + r.pStatus))
             << r.pRequest;
-    EXPECT_THAT(ask(t.m_tAdmin.getAddress(), "PUT / HTTP/1.0\r\n\r\n"),
-                HasSubstr("\r\nAllow: GET, HEAD\r\n"));
+    for (const char* pRequest : {"PUT /", "POST /", "OPTIONS *"})
+        EXPECT_THAT(ask(t.m_tAdmin.getAddress(), std::string(pRequest) + " HTTP/1.0\r\n\r\n"),
+                    HasSubstr("\r\nAllow: GET, HEAD\r\n"));
 }
 
 TEST(Admin, CountsEveryRequestOnce) {
