@@ -183,17 +183,19 @@ bool Container::isOutOfResources() const noexcept {
                        [](const Acceptor& r) { return r.isOutOfResources(); });
 }
 
-void Container::logWork() const {
+void Container::logWork() const noexcept {
     unsigned nIdle = 0;
     for (unsigned n = 0; n < m_tOptions.nWorkers; ++n) {
         const Activity::Seen tSeen = m_tStatistics[n].lookAtActivity();
         if (tSeen.nSinceUs == 0)
             ++nIdle;
         else
-            logText(kSevWarning, s_lsContainer, describeWork(tSeen));
+            logMade(kSevWarning, s_lsContainer, [&] { return describeWork(tSeen); });
     }
-    logText(kSevWarning, s_lsContainer,
-            std::to_string(nIdle) + " of " + std::to_string(m_tOptions.nWorkers) + " workers run no request");
+    logMade(kSevWarning, s_lsContainer, [&] {
+        return std::to_string(nIdle) + " of " + std::to_string(m_tOptions.nWorkers) +
+               " workers run no request";
+    });
 }
 
 void Container::stopAccepting() noexcept {

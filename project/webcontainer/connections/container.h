@@ -66,8 +66,8 @@ public:
     bool isStuck() const;
     /// Whether clients cannot be accepted for lack of descriptors or memory. On any thread.
     bool isOutOfResources() const noexcept;
-    /// Writes to the log, as warnings, what each worker does now.
-    void logWork() const;
+    /// Writes to the log, as warnings, what each worker does now. On any thread.
+    void logWork() const noexcept;
     /// Whether destruction would not have to wait.
     bool haveThreadsEnded() const noexcept { return m_nRunning == 0; }
 

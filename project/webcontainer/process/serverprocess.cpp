@@ -136,6 +136,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine)
     checkSettingValues(tReader);
     tOptions.fAlive = [this] {
         if (!m_pContainer->isStuck()) m_tManager.alive();
+        if (m_tSignals.hasQuitCome()) m_pContainer->logWork();
         const Statistics tDone = m_pContainer->readStatistics();
         m_tHeap.giveBack(tDone.nReceivedBytes + tDone.nSentBytes + tDone.nAccepted - tDone.nConnections);
     };
@@ -161,8 +162,8 @@ int ServerProcess::serve() {
     announce("serving " + m_pContainer->getPlaces());
     if (m_pAdmin) startAdmin();
     sayReady();
-    for (auto e = m_tSignals.wait(); e != Signals::ESignal::kEnd; e = m_tSignals.wait())
-        e == Signals::ESignal::kReload ? reload() : m_pContainer->logWork();
+    while (m_tSignals.wait() == Signals::ESignal::kReload)
+        reload();
     m_tManager.stopping(s_ksEnding);
     logText(kSevInfo, s_lsContainer, s_ksEnding);
     m_tSignals.watchEndOnly();

@@ -11,24 +11,24 @@ namespace webcontainer {
 
 namespace {
 
-sigset_t makeSet(bool bWithOthers) {
+sigset_t makeSet(std::initializer_list<int> tSignals) {
     sigset_t tSet;
     sigemptyset(&tSet);
-    sigaddset(&tSet, SIGTERM);
-    sigaddset(&tSet, SIGINT);
-    if (!bWithOthers) return tSet;
-    sigaddset(&tSet, SIGHUP);
-    sigaddset(&tSet, SIGQUIT);
+    for (const int n : tSignals)
+        sigaddset(&tSet, n);
     return tSet;
 }
 
 }  // namespace
 
 Signals::Signals() {
-    const sigset_t tSet = makeSet(true);
+    const sigset_t tSet = makeSet({SIGTERM, SIGINT, SIGHUP}), tQuit = makeSet({SIGQUIT});
     pthread_sigmask(SIG_BLOCK, &tSet, nullptr);
+    pthread_sigmask(SIG_BLOCK, &tQuit, nullptr);
     m_tSignals = FileDescriptor(::signalfd(-1, &tSet, SFD_CLOEXEC));
-    if (!m_tSignals.isOpen()) throwStartError("cannot receive signals: " + describeError(errno));
+    m_tQuit = FileDescriptor(::signalfd(-1, &tQuit, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!m_tSignals.isOpen() || !m_tQuit.isOpen())
+        throwStartError("cannot receive signals: " + describeError(errno));
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 }
 
@@ -36,13 +36,17 @@ Signals::ESignal Signals::wait() {
     signalfd_siginfo tInfo{};
     while (::read(m_tSignals.get(), &tInfo, sizeof tInfo) != sizeof tInfo) {
     }
-    if (tInfo.ssi_signo == SIGQUIT) return ESignal::kShowWork;
     return tInfo.ssi_signo == SIGHUP ? ESignal::kReload : ESignal::kEnd;
 }
 
 void Signals::watchEndOnly() {
-    const sigset_t tSet = makeSet(false);
+    const sigset_t tSet = makeSet({SIGTERM, SIGINT});
     ::signalfd(m_tSignals.get(), &tSet, 0);
+}
+
+bool Signals::hasQuitCome() const noexcept {
+    signalfd_siginfo tInfo{};
+    return ::read(m_tQuit.get(), &tInfo, sizeof tInfo) == sizeof tInfo;
 }
 
 }  // namespace webcontainer

@@ -308,6 +308,13 @@ TEST(Program, TellsWhatItDoesAndASecondSignalEndsItAtOnce) {
     EXPECT_THAT(tLogs.read("log"), HasSubstr(" serving http://"));
     t.m_tProgram.signal(SIGTERM);
     ::usleep(50000);
+    std::filesystem::resize_file(tLogs.path("log"), 0);
+    for (const int nSignal : {SIGHUP, SIGQUIT})
+        t.m_tProgram.signal(nSignal);
+    for (int n = 0; n < 500 && tLogs.read("log").find(" workers run no") == std::string::npos; ++n)
+        ::usleep(10000);
+    EXPECT_THAT(tLogs.read("log"),
+                testing::ContainsRegex("worker [^\n]*\n[^\n]* 1 of 4 workers run no request\n$"));
     t.m_tProgram.signal(SIGINT);
     EXPECT_EQ(t.m_tProgram.wait(), 3);
     EXPECT_THAT(tLogs.read("log"),
