@@ -11,6 +11,8 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <fstream>
 #include <mutex>
 #include <string>
 
@@ -52,6 +54,15 @@ SinkPtr openSink(const LogFileSettings& rSettings) {
     return pSink;
 }
 
+/// Whether a file ends within a line, as a full disk leaves it.
+bool isTorn(const std::string& sPath) {
+    std::error_code tError;
+    if (!std::filesystem::is_regular_file(sPath, tError)) return false;
+    std::ifstream tFile(sPath, std::ios::binary);
+    const int nLast = tFile.seekg(-1, std::ios::end).get();
+    return tFile && nLast != '\n';
+}
+
 }  // namespace
 
 struct LogFileWriter::Impl {
@@ -89,6 +100,7 @@ private:
         put(tLine.view());
     }
     void writeLost() {
+        if (isTorn(m_tSettings.sPath.empty() ? "/proc/self/fd/2" : m_tSettings.sPath)) put({});
         writeOwn(kSevWarning,
                  std::to_wstring(m_nLost) + L" entries were lost because the log could not be written.");
         if (m_pSink) m_nLost = 0;

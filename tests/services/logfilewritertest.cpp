@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -127,7 +128,7 @@ TEST_F(LogFile, OutlivesARotationWithoutAFreeDescriptor) {
     EXPECT_EQ(tLost.getValue(), nLostBefore + 1);
     rlimit tLimit{};
     getrlimit(RLIMIT_NOFILE, &tLimit);
-    const rlimit tNone{0, tLimit.rlim_max};
+    const rlimit tNone{0, tLimit.rlim_max}, tSmall{100, RLIM_INFINITY}, tAll{RLIM_INFINITY, RLIM_INFINITY};
     setrlimit(RLIMIT_NOFILE, &tNone);
     const auto tStart = std::chrono::steady_clock::now();
     for (int n = 0; n < 200; ++n)
@@ -136,6 +137,13 @@ TEST_F(LogFile, OutlivesARotationWithoutAFreeDescriptor) {
               std::chrono::seconds(5));  // no attempt for each
     setrlimit(RLIMIT_NOFILE, &tLimit);
     EXPECT_GE(tLost.getValue(), nLostBefore + 101);
+    // And a full disk, which takes the beginning of a line.
+    LogFileWriter tTorn({m_tDirectory.path("torn.log")});
+    std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &tSmall);
+    for (const wchar_t* p : {L"one", L"two", L"three"})
+        write(tTorn, p);
+    setrlimit(RLIMIT_FSIZE, &tAll);
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     write(tWriter, L"back again");
     const auto tLines = lines("x.log");
@@ -143,6 +151,10 @@ TEST_F(LogFile, OutlivesARotationWithoutAFreeDescriptor) {
     EXPECT_THAT(tLines[tLines.size() - 2],
                 ContainsRegex("warning services.log .* 1[0-9][0-9] entries were lost"));
     EXPECT_THAT(tLines.back(), HasSubstr("back again"));
+    write(tTorn, L"four");
+    EXPECT_THAT(lines("torn.log"),
+                ElementsAre(HasSubstr("] one ("), AllOf(HasSubstr("T"), Not(HasSubstr("were"))),
+                            HasSubstr(" 2 entries were lost"), HasSubstr("] four (")));
 }
 
 TEST_F(LogFile, KeepsLinesWholeWhenManyThreadsWrite) {
