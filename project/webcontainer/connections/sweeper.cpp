@@ -128,7 +128,7 @@ bool Sweeper::isDue(const Connection& r, std::int64_t nNowMs) const noexcept {
 bool Sweeper::isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) const noexcept {
     if (!m_tShared.rbDraining.load(std::memory_order_relaxed)) return false;
     const EPhase ePhase = r.ePhase.load(std::memory_order_relaxed);
-    if (ePhase != EPhase::kFresh) return ePhase == EPhase::kIdle;
+    if (ePhase != EPhase::kFresh && ePhase != EPhase::kPreface) return ePhase == EPhase::kIdle;
     const std::int64_t nAcceptedMs = r.nDeadline.load(std::memory_order_relaxed) - m_tLimits.nHeadTimeoutMs;
     return nNowMs - nAcceptedMs >= s_knFreshGraceMs;
 }

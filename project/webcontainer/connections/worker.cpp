@@ -78,6 +78,9 @@ Worker::Next Worker::advance(Connection& rConnection) {
 /// Reads what the proxy says of its client, and nothing behind it: of a header that is not whole, the bytes
 /// stay in the kernel. False: rNext says how the connection goes on.
 bool Worker::introduce(Connection& rConnection, Next& rNext) {
+    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr,
+                         nullptr);
+    const bool bEnded = tSocket.hasEnded();  // then all has come that will
     char tBytes[ProxyHeader::s_knMostBytes];
     const ssize_t nCame = ::recv(rConnection.nFd, tBytes, sizeof tBytes, MSG_PEEK);
     if (nCame <= 0) {
@@ -86,15 +89,14 @@ bool Worker::introduce(Connection& rConnection, Next& rNext) {
         return false;
     }
     ProxyHeader tHeader;
-    const auto eParsed = tHeader.parse({tBytes, static_cast<std::size_t>(nCame)}, m_tShared.eProxyProtocol);
+    auto eParsed = tHeader.parse({tBytes, static_cast<std::size_t>(nCame)}, m_tShared.eProxyProtocol);
+    if (bEnded && eParsed == ProxyHeader::EParsed::kNeedMore) eParsed = ProxyHeader::EParsed::kMalformed;
     if (eParsed == ProxyHeader::EParsed::kNeedMore) rNext = {Next::kWait, EPhase::kPreface};
     if (eParsed == ProxyHeader::EParsed::kMalformed && m_tShared.rNoProxyHeader.isTime())
         logText(kSevWarning, s_lsConnection,
                 "a connection is closed: it begins with no header as ProxyProtocol demands, from " +
                     rConnection.tEnds.tClient.host());
     if (eParsed != ProxyHeader::EParsed::kDone) return false;
-    ClientSocket tSocket(rConnection.nFd, m_tShared.nStopFd, m_tShared.rSlowClients, m_rStatistics, nullptr,
-                         nullptr);
     if (tSocket.receive(tBytes, tHeader.nLength).nBytes != tHeader.nLength) return false;
     ConnectionEnds tEnds = rConnection.tEnds;
     if (tHeader.bIsForClient) {
