@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "kivserverstream.h"
-#include "support/fakerequestprovider.h"
+#include "memoryrequestprovider.h"
 #include "zq/foundation/encodingutf8.h"
 
 namespace {

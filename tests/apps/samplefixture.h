@@ -6,8 +6,8 @@
 #include <map>
 #include <memory>
 
-#include "support/fakerequestprovider.h"
-#include "support/fakeresponseprovider.h"
+#include "memoryrequestprovider.h"
+#include "memoryresponseprovider.h"
 #include "zq/webhttpserver/kivhttpserver.h"
 
 extern "C" HttpApplication* zqCreateHttpApplication();

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "support/fakerequestprovider.h"
-#include "support/fakeresponseprovider.h"
+#include "memoryrequestprovider.h"
+#include "memoryresponseprovider.h"
 #include "support/scriptedapplication.h"
 #include "zq/httpstream/queryparameters.h"
 #include "zq/webhttpserver/kivhttpserver.h"

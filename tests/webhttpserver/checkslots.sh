@@ -8,12 +8,12 @@ trap 'rm -rf "$dump"' EXIT
 cat > "$dump/slots.cpp" <<'SOURCE'
 #include "inputonhttpstream.h"
 #include "kivserverstream.h"
-#include "support/fakerequestprovider.h"
-#include "support/fakeresponseprovider.h"
+#include "memoryrequestprovider.h"
+#include "memoryresponseprovider.h"
 #include "zq/webhttpserver/kivhttpserver.h"
 #include "zq/webhttpserverproxy/multipartstream.h"
 SOURCE
-(cd "$dump" && "$1" -std=c++20 -I"$2/inc" -I"$2/project/webhttpserver" -I"$2/tests" -I"$3" -fdump-lang-class -c slots.cpp -o slots.o)
+(cd "$dump" && "$1" -std=c++20 -I"$2/inc" -I"$2/project/webhttpserver" -I"$2/project/memoryhost" -I"$3" -fdump-lang-class -c slots.cpp -o slots.o)
 
 # Of every class asked for: its name, then its slots in order, without offsets and addresses of thunks.
 slots() {

@@ -3,8 +3,8 @@
 #include <functional>
 
 #include "kivserverstream.h"
-#include "support/fakerequestprovider.h"
-#include "support/fakeresponseprovider.h"
+#include "memoryrequestprovider.h"
+#include "memoryresponseprovider.h"
 #include "support/recorders.h"
 #include "support/scriptedapplication.h"
 #include "zq/services/performancecounters.h"

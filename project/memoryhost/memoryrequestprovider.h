@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/calllog.h"
+#include "memorycalls.h"
 #include "zq/webhttpserverproxy/httprequestprovider.h"
 
 /// A request in memory. The fields are the script; every call is logged with what it was asked.

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "support/calllog.h"
+#include "memorycalls.h"
 #include "zq/webhttpserverproxy/httpresponseprovider.h"
 
 /// Records what a response is made of. The n-th call that returns a result can be told to fail.
