@@ -10,8 +10,8 @@
 #include <thread>
 
 #include "kivserverstream.h"
-#include "memoryrequestprovider.h"
 #include "zq/foundation/encodingutf8.h"
+#include "zq/memoryhost/memoryexchange.h"
 
 namespace {
 
@@ -41,32 +41,13 @@ private:
     std::thread m_tThread;
 };
 
-class SocketResponse final : public kiv::HttpResponseProvider {
-public:
-    explicit SocketResponse(int nSocket) noexcept : m_nSocket(nSocket) {}
-    void setStatusCode(unsigned int) override {}
-    void setErrorStatusCode(unsigned int) override {}
-    void setContentLength(std::size_t) override {}
-    void addHeader(const char*, std::size_t, const char*, std::size_t) override {}
-    void clearHeaders() override {}
-    EResponseCode commitHeaders() override { return kRCOK; }
-    EResponseCode writeToBody(const void* pData, std::size_t nLength) override {
-        const auto* p = static_cast<const char*>(pData);
-        while (nLength != 0) {
-            const ssize_t n = send(m_nSocket, p, nLength, MSG_NOSIGNAL);
-            if (n <= 0) return kRCClientDead;
-            p += n;
-            nLength -= static_cast<std::size_t>(n);
-        }
-        return kRCOK;
+void sendTo(int nSocket, std::string_view sBytes) {
+    while (!sBytes.empty()) {
+        const ssize_t n = send(nSocket, sBytes.data(), sBytes.size(), MSG_NOSIGNAL);
+        if (n <= 0) std::abort();
+        sBytes.remove_prefix(static_cast<std::size_t>(n));
     }
-    EResponseCode endResponse(const void* pData, std::size_t nLength) override {
-        return writeToBody(pData, nLength);
-    }
-
-private:
-    const int m_nSocket;
-};
+}
 
 /// A line of prose with one character in fifty beyond ASCII: 52 bytes of UTF-8.
 constexpr std::wstring_view s_ksLine = L"A line of plain words, then of the caf\u00e9 in a town.\n";
@@ -82,9 +63,12 @@ void sendAll(benchmark::State& rState, WriteT tWriteLine) {
     Drain tDrain;
     double nUser = 0;
     for ([[maybe_unused]] auto _ : rState) {
-        FakeRequestProvider tRequest;
-        SocketResponse tResponse(tDrain.getSocket());
-        kiv::KIVServerHttpStream tStream(tRequest, tResponse, Handle<GDExpressionEvaluator>());
+        const MemoryRequest tRequest{
+            .fOnBody = [&tDrain](std::string_view s) { sendTo(tDrain.getSocket(), s); }, .bRecords = false};
+        MemoryResponse tResponse;
+        MemoryExchange tExchange(tRequest, tResponse);
+        kiv::KIVServerHttpStream tStream(tExchange.getRequest(), tExchange.getResponse(),
+                                         Handle<GDExpressionEvaluator>());
         const double nStart = userSeconds();
         for (std::size_t nSent = 0; nSent < knTotal; nSent += knFlush) {
             for (std::size_t n = 0; n < knFlush; n += tWriteLine(tStream)) {

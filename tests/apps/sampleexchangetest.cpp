@@ -39,15 +39,11 @@ protected:
     /// fHalfway is called once, when half of the content has been read.
     std::string post(const std::string& sType, const std::string& sContent,
                      std::function<void()> fHalfway = nullptr) {
-        const std::size_t nHalf = sContent.size() / 2;
-        FakeRequestProvider tRequest;
-        tRequest.sMethod = "POST";
-        tRequest.tVariables["URL"] = "/files";
-        tRequest.tHeaders = {{"Content-Type", sType}};
-        tRequest.nContentLength = sContent.size();
-        tRequest.tBody = {sContent.substr(0, nHalf), sContent.substr(nHalf)};
-        tRequest.fBeforeRead = [&] {
-            if (fHalfway && tRequest.tBody[0].empty()) std::exchange(fHalfway, nullptr)();
+        MemoryRequest tRequest = MemoryRequest::post("/files", sType, sContent);
+        tRequest.divide((sContent.size() + 1) / 2);
+        int nReads = 0;
+        tRequest.fOnCall = [&](const MemoryRequest::Calls& rCalls) {
+            if (rCalls.back().starts_with("readFromBody") && nReads++ == 1 && fHalfway) fHalfway();
         };
         return run(tRequest);
     }

@@ -1,24 +1,8 @@
-#include <gtest/gtest.h>
-
-#include "memoryrequestprovider.h"
-#include "memoryresponseprovider.h"
-#include "support/scriptedapplication.h"
 #include "zq/httpstream/queryparameters.h"
-#include "zq/webhttpserver/kivhttpserver.h"
+#include "zq/memoryhost/matchers.h"
+#include "zq/memoryhost/memoryhost.h"
 
 namespace {
-
-/// The first call on the response to a POST.
-std::string post(HttpApplication& rApplication, FakeRequestProvider& rRequest, const char* pBody) {
-    HttpServerInitContext tContext(rApplication);
-    kiv::KIVHttpServer tServer(tContext);
-    CallLog tLog;
-    FakeResponseProvider tResponse(&tLog);
-    rRequest.sMethod = "POST";
-    rRequest.declareBody(pBody);
-    tServer.processRequest(rRequest, tResponse);
-    return tLog[0];
-}
 
 /// One POST with a declared body, through the module to the application.
 struct PostCase {
@@ -38,20 +22,18 @@ TEST(HttpServerExtension, TellsTheApplicationTheCharacterSetOfItsParameters) {
         {nullptr, "v=x", L"", L"x"},
     };
     for (const PostCase& c : tCases) {
-        ScriptedApplication tApplication;
-        FakeRequestProvider tRequest;
+        MemoryRequest tRequest{.sMethod = "POST", .tBody = {c.pBody}};
         if (c.pContentType) tRequest.tHeaders = {{"Content-Type", c.pContentType}};
         bool bCalled = false;
-        tApplication.fPost = [&](ZQHttpStream&, const HttpApplicationRequest& r) {
+        MemoryHost tHost([&](ZQHttpStream&, const HttpApplicationRequest& r) {
             bCalled = true;
             const ZQWString sLabel =
                 r.hParameterCharset.isNull() ? ZQWString() : r.hParameterCharset->getEncodingLabel();
             EXPECT_EQ(sLabel, c.pCharset);
             EXPECT_EQ(QueryParameters(r.sBody, r.hParameterCharset).get(L"v"), c.pValue);
-            return ScriptedApplication::kOK;
-        };
-        EXPECT_EQ(post(tApplication, tRequest, c.pBody),
-                  c.pCharset ? "setStatusCode 200" : "setErrorStatusCode 400");
+            return HttpApplication::kOK;
+        });
+        EXPECT_THAT(tHost.run(tRequest), HasStatus(c.pCharset ? 200 : 400));
         EXPECT_EQ(bCalled, c.pCharset != nullptr) << c.pBody;
     }
 }
@@ -61,11 +43,10 @@ TEST(HttpServerExtension, RefusesPostAndSoapOfAnApplicationThatHasNeither) {
     public:
         EStatus get(ZQHttpStream&, const HttpApplicationRequest&) override { return kOK; }
     };
-    for (const char* pQuery : {"", "soap"}) {
+    for (const char* pTarget : {"/", "/?soap"}) {
         OnlyGet tApplication;
-        FakeRequestProvider tRequest;
-        tRequest.sQuery = pQuery;
-        EXPECT_EQ(post(tApplication, tRequest, "x"), "setErrorStatusCode 400") << pQuery;
+        EXPECT_THAT(MemoryHost(tApplication).run(MemoryRequest::form(pTarget, "x")), HasStatus(400))
+            << pTarget;
     }
 }
 

@@ -9,7 +9,7 @@
 namespace {
 
 /// The module's allocations for a request. A GET is answered with a short page, whose making takes none.
-std::size_t allocationsOf(FakeRequestProvider& rRequest) {
+std::size_t allocationsOf(MemoryRequest& rRequest) {
     ScriptedApplication tApplication;
     tApplication.fGet = [sHtml = ZQWString(L"text/html")](ZQHttpStream& rStream, auto&) {
         rStream.SetContentType(sHtml);
@@ -20,16 +20,17 @@ std::size_t allocationsOf(FakeRequestProvider& rRequest) {
     };
     HttpServerInitContext tContext(tApplication);
     kiv::KIVHttpServer tServer(tContext);
-    FakeResponseProvider tResponse;
+    MemoryResponse tResponse;
     tResponse.sBody.reserve(10000);
+    rRequest.bRecords = false;
+    MemoryExchange tExchange(rRequest, tResponse);
     const AllocationCounter tAllocations;
-    tServer.processRequest(rRequest, tResponse);
+    tServer.processRequest(tExchange.getRequest(), tExchange.getResponse());
     return tAllocations.getCount();
 }
 
 TEST(Allocations, ShortPageNeedsOneForTheUrl) {
-    FakeRequestProvider tRequest;
-    tRequest.tVariables["URL"] = "/page";
+    MemoryRequest tRequest{.sTarget = "/page"};
     allocationsOf(tRequest);  // the thread's logger comes into being here
     // The wide text of the URL, for checkValidServerURL(). The response takes none: text, bytes, dates and
     // header values stay in the stream's own storage.
@@ -40,14 +41,13 @@ TEST(Allocations, ShortBodiesNeedNone) {
     struct Case {
         std::size_t nDeclared, nBytes, nAllocations;
     };
-    constexpr std::size_t knUndeclared = FakeRequestProvider::knUndeclared;
+    constexpr std::size_t knUndeclared = MemoryRequest::knUndeclared;
     for (const Case& c :
          {Case{16383, 16383, 0}, {16384, 16384, 1}, {knUndeclared, 8191, 0}, {knUndeclared, 8192, 1}}) {
-        FakeRequestProvider tRequest;
-        tRequest.sMethod = "POST";
-        tRequest.tVariables.clear();
-        tRequest.nContentLength = c.nDeclared;
-        tRequest.tBody = {std::string(c.nBytes, 'x')};
+        MemoryRequest tRequest{.sMethod = "POST",
+                               .sTarget = "",
+                               .tBody = {std::string(c.nBytes, 'x')},
+                               .nContentLength = c.nDeclared};
         EXPECT_EQ(allocationsOf(tRequest), c.nAllocations) << c.nBytes;
     }
 }
@@ -63,10 +63,8 @@ TEST(Allocations, HeadersNeedOneForEachTextThatIsNotUsual) {
                           {40, "Accept", "close", 20},
                           {1, "accept", "1", 1},
                           {20, "Acceptor", "closed", 40}}) {
-        FakeRequestProvider tRequest;
-        tRequest.tHeaders.assign(c.nHeaders, {c.pName, c.pValue});
-        FakeResponseProvider tResponse;
-        kiv::KIVServerHttpStream tStream(tRequest, tResponse, Handle<GDExpressionEvaluator>());
+        StreamFixture t{{.tHeaders{c.nHeaders, {c.pName, c.pValue}}, .bRecords = false}};
+        kiv::KIVServerHttpStream& tStream = t.tStream;
         tl::vector<ZQWString> tValues;
         tValues.reserve(c.nHeaders);
         const ZQWString sName(L"ACCEPTOR", std::strlen(c.pName));
@@ -84,14 +82,12 @@ TEST(Allocations, HeadersNeedOneForEachTextThatIsNotUsual) {
 
 /// The allocations of sending 4000 bytes, whose base64 text does not fit the stream's own storage.
 std::size_t allocationsOfAChunk() {
-    FakeRequestProvider tRequest;
-    FakeResponseProvider tResponse;
-    tResponse.sBody.reserve(4000);
-    kiv::KIVServerHttpStream tStream(tRequest, tResponse, Handle<GDExpressionEvaluator>());
+    StreamFixture t{{.bRecords = false}};
+    t.tResponse.sBody.reserve(4000);
     const std::string sBytes(4000, 'x');
     const AllocationCounter tAllocations;
-    tStream.writeBinary(sBytes.data(), sBytes.size());
-    tStream.Flush();
+    t.tStream.writeBinary(sBytes.data(), sBytes.size());
+    t.tStream.Flush();
     return tAllocations.getCount();
 }
 
@@ -100,11 +96,10 @@ std::size_t allocationsOfAChunk() {
 std::pair<std::size_t, std::size_t> useOfFields(std::size_t nBytes) {
     const std::string sField =
         "--X\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\n" + std::string(nBytes, 'x') + "\r\n";
-    FakeRequestProvider tRequest;
-    tRequest.tHeaders = {{"Content-Type", "multipart/form-data; boundary=X"}};
-    tRequest.tBody = {sField + sField + "--X--\r\n"};
-    FakeResponseProvider tResponse;
-    kiv::KIVServerHttpStream tStream(tRequest, tResponse, Handle<GDExpressionEvaluator>());
+    StreamFixture t{{.tHeaders = {{"Content-Type", "multipart/form-data; boundary=X"}},
+                     .tBody = {sField + sField + "--X--\r\n"},
+                     .bRecords = false}};
+    kiv::KIVServerHttpStream& tStream = t.tStream;
     ZQHttpStream::Param tParam;
     const AllocationCounter tAllocations;
     tStream.getFirstParam(tParam, CharacterSet::utf8());

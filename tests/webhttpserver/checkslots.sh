@@ -23,7 +23,7 @@ slots() {
         found && /^[0-9]+ .*::/ { sub(/^[0-9]+ +(\(int \(\*\)\(\.\.\.\)\))?/, ""); print "    " $0 }' "$dump"/slots.cpp.*.class
 }
 
-for class in FakeRequestProvider FakeResponseProvider kiv::KIVHttpServer kiv::KIVServerHttpStream \
+for class in MemoryRequestProvider MemoryResponseProvider kiv::KIVHttpServer kiv::KIVServerHttpStream \
     kiv::MultipartStream kiv::InputOnHttpStream MultipartReader 'Config<kiv::KIVHttpServer>' Exception; do
     slots "$class"
 done > "$dump/slots.txt"

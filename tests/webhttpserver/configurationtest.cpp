@@ -113,7 +113,7 @@ TEST(ServerConfiguration, RequestsRunUnderItsValues) {
                 setReader(pText);
                 ServerFixture t;
                 t.fAct = [&](ZQHttpStream& r) {
-                    logCall(&t.tLog, TimeoutConfig::getDefaultTimeout());
+                    t.log(std::to_string(TimeoutConfig::getDefaultTimeout()));
                     const ZQWString sName(std::wstring(200, L'x'));
                     r.setContentDisposition(ContentDisposition(ContentDisposition::kInline, sName));
                     return ScriptedApplication::kOK;

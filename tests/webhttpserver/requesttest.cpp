@@ -16,17 +16,17 @@ using testing::ElementsAre;
 namespace {
 
 constexpr const char* s_kpForm = "application/x-www-form-urlencoded";
-constexpr std::size_t knUndeclared = FakeRequestProvider::knUndeclared;
+constexpr std::size_t knUndeclared = MemoryRequest::knUndeclared;
 const std::string s_ksStart = "getServerVariable URL 256, ";
 const std::string s_ksEnd = ", setContentLength 0, commitHeaders, endResponse (null)";
-const std::string s_ksServed = ", setStatusCode 204" + s_ksEnd;
+const std::string s_ksServed = ", setStatusCode 202" + s_ksEnd;
 const std::string s_ksBad = "setErrorStatusCode 400" + s_ksEnd;
 
 TEST(Request, MethodIsComparedWholeAndWithoutCase) {
     for (const std::string& sMethod : {std::string("GET"), std::string("gEt"), std::string("GET\0X", 5)}) {
         ServerFixture t;
         t.tRequest.sMethod = sMethod;
-        t.tRequest.sQuery = "a=1";
+        t.tRequest.sTarget = "/?a=1";
         t.run();
         EXPECT_EQ(t.calls(), s_ksStart + "getMethod, getQueryString, GET 'a=1'" + s_ksServed);
     }
@@ -58,16 +58,16 @@ TEST(Request, UrlIsServedWhenLettersOrDigitsFollowItsSlashes) {
         EXPECT_EQ(kiv::KIVHttpServer::checkValidServerURL(pUrl), bValid) << testing::PrintToString(pUrl);
 
     ServerFixture tBad, tNone;
-    tBad.tRequest.tVariables["URL"] = "/a//b";
+    tBad.tRequest.sTarget = "/a//b";
     tBad.run();
     EXPECT_EQ(tBad.calls(), s_ksStart + s_ksBad) << "the method is not read";
-    tNone.tRequest.tVariables.clear();
+    tNone.tRequest.sTarget.clear();
     tNone.run();
     EXPECT_EQ(tNone.calls(), s_ksStart + "getMethod, getQueryString, GET ''" + s_ksServed);
 }
 
 TEST(Request, ResultBecomesStatusAndCounter) {
-    constexpr int ktStatus[] = {204, 400, 400, 404, 400, 500, 500, 500, 500, 400, 403, 500};
+    constexpr int ktStatus[] = {202, 400, 400, 404, 400, 500, 500, 500, 500, 400, 403, 500};
     for (int n = 0; n < 12; ++n) {
         ServerFixture t;
         const RequestCounters tCounters;
@@ -94,7 +94,7 @@ TEST(Request, ErrorAfterFlushKeepsTheStatusSentAndEndsTheResponse) {
     };
     t.run();
     EXPECT_EQ(t.calls(), s_ksStart +
-                             "getMethod, getQueryString, GET '', setStatusCode 204, commitHeaders, "
+                             "getMethod, getQueryString, GET '', setStatusCode 202, commitHeaders, "
                              "writeToBody half, endResponse rest");
 }
 
@@ -125,12 +125,12 @@ TEST(Request, KindOfPostDecidesWhoReadsItsBody) {
     };
     ServerFixture tBefore;  // leaves a longer body where those of the others will be
     tBefore.tRequest.sMethod = "POST";
-    tBefore.tRequest.declareBody(std::string(1000, 'x'));
+    tBefore.tRequest.tBody = {std::string(1000, 'x')};
     tBefore.run();
     for (const auto& c : tCases) {
         ServerFixture t;
         t.tRequest.sMethod = "pOSt";
-        t.tRequest.sQuery = c.pQuery;
+        t.tRequest.sTarget = std::string("/?") + c.pQuery;
         if (c.pType) t.tRequest.tHeaders = {{"content-type", c.pType}};
         t.tRequest.tBody = {"k=v&x"};
         t.tRequest.nContentLength = c.nLength;
@@ -222,7 +222,7 @@ const struct {
     const char* pName;
     void (*pPrepare)(ServerFixture&);
 } s_tKinds[] = {
-    {"page", [](ServerFixture& t) { t.tRequest.sQuery = "q"; }},
+    {"page", [](ServerFixture& t) { t.tRequest.sTarget = "/?q"; }},
     {"page in pieces",
      [](ServerFixture& t) {
          t.fAct = [](ZQHttpStream& r) {
@@ -239,12 +239,13 @@ const struct {
      [](ServerFixture& t) {
          t.tRequest.sMethod = "POST";
          t.tRequest.tHeaders = {{"Content-Type", s_kpForm}, {"X", "1"}};
-         t.tRequest.declareBody(std::string(20000, 'x'));
+         t.tRequest.tBody = {std::string(20000, 'x')};
          t.fAct = [](ZQHttpStream& r) { return r.SendRedirect(HREFString(L"/")), ScriptedApplication::kOK; };
      }},
     {"undeclared form",
      [](ServerFixture& t) {
          t.tRequest.sMethod = "POST";
+         t.tRequest.nContentLength = knUndeclared;
          t.tRequest.tBody = {std::string(20000, 'x')};
      }},
     {"multipart",
@@ -272,8 +273,7 @@ std::size_t runThrowing(void (*pPrepare)(ServerFixture&), std::size_t n, const s
     const RequestCounters tCounters;
     ServerFixture t;
     pPrepare(t);
-    t.tLog.nThrowing = n;
-    t.tLog.pFailure = pFailure;
+    t.tRequest.fOnCall = throwAt(n, pFailure);
     std::exception_ptr pCaught;
     try {
         t.run();
@@ -329,9 +329,10 @@ TEST(Request, TenAtOnceRaiseThePeakAndRunUnderTheServersTimeout) {
         std::vector<std::jthread> tThreads;
         for (int n = 0; n < knRequests; ++n)
             tThreads.emplace_back([&] {
-                FakeRequestProvider tRequest;
-                FakeResponseProvider tResponse;
-                tServer.processRequest(tRequest, tResponse);
+                const MemoryRequest tRequest;
+                MemoryResponse tResponse;
+                MemoryExchange tExchange(tRequest, tResponse);
+                tServer.processRequest(tExchange.getRequest(), tExchange.getResponse());
             });
     }
     EXPECT_GE(performance::CounterRegistry::find("HttpServer/CurrentRequests").getCompanion(), knRequests);

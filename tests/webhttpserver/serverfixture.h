@@ -1,23 +1,24 @@
 #pragma once
 
+#include <gmock/gmock.h>
+
 #include <functional>
 
 #include "kivserverstream.h"
-#include "memoryrequestprovider.h"
-#include "memoryresponseprovider.h"
 #include "support/recorders.h"
 #include "support/scriptedapplication.h"
+#include "zq/memoryhost/memoryexchange.h"
 #include "zq/services/performancecounters.h"
 #include "zq/webhttpserver/kivhttpserver.h"
 
 /// A server, one request to send through it, and an application that logs how it was called: which entry
-/// point, the query and where the body is. It answers 204 and then does what the test says.
+/// point, the query and where the body is. It answers 202 and then does what the test says.
 struct ServerFixture {
     using EStatus = HttpServerExtension::EStatus;
 
-    CallLog tLog;
-    FakeRequestProvider tRequest{&tLog};
-    FakeResponseProvider tResponse{&tLog};
+    MemoryRequest tRequest;
+    MemoryResponse tResponse;
+    MemoryRequest::Calls& tLog = tResponse.tCalls;
     std::function<EStatus(ZQHttpStream&)> fAct = [](auto&) { return ScriptedApplication::kOK; };
     bool bReturned = false;  ///< the application has
     ScriptedApplication tApplication;
@@ -29,7 +30,17 @@ struct ServerFixture {
         tApplication.fPost = answer("POST '");
         tApplication.fSoap = answer("SOAP '");
     }
-    void run() { tServer.processRequest(tRequest, tResponse); }
+    void run() {
+        MemoryExchange tExchange(tRequest, tResponse);
+        tServer.processRequest(tExchange.getRequest(), tExchange.getResponse());
+        tExchange.finish();
+        EXPECT_THAT(tResponse.tBreaches, testing::IsEmpty());
+    }
+    /// A call of the application's.
+    void log(const std::string& sCall) {
+        tLog.push_back(sCall);
+        if (tRequest.fOnCall) tRequest.fOnCall(tLog);
+    }
     /// All calls, in one line.
     std::string calls() const {
         std::string s;
@@ -46,8 +57,8 @@ private:
                 sBody = " in stream " + std::to_string(static_cast<long>(r.nDeclaredLength));
             else if (r.sBody.m_p)
                 sBody = (*r.sBody.m_pe ? " unterminated '" : " '") + std::string(r.sBody.view()) + "'";
-            logCall(&tLog, pEntry, r.sQueryString.view(), "'", sBody);
-            rStream.setStatusCode(204);
+            log(pEntry + std::string(r.sQueryString.view()) + "'" + sBody);
+            rStream.setStatusCode(202);
             const EStatus eStatus = fAct(rStream);
             bReturned = true;
             return eStatus;
@@ -60,13 +71,24 @@ inline std::string describe(const Exception& r) {
     return typeid(r).name() + (": " + toUtf8(r.getMessageText()));
 }
 
-/// A stream over two test doubles.
+/// A stream between providers in memory.
 struct StreamFixture {
-    CallLog tLog;
-    FakeRequestProvider tRequest{&tLog};
-    FakeResponseProvider tResponse{&tLog};
-    kiv::KIVServerHttpStream tStream{tRequest, tResponse, Handle<GDExpressionEvaluator>()};
+    MemoryRequest tRequest = {};
+    MemoryResponse tResponse = {};
+    MemoryRequest::Calls& tLog = tResponse.tCalls;
+    MemoryExchange tExchange{tRequest, tResponse};
+    kiv::KIVServerHttpStream tStream{tExchange.getRequest(), tExchange.getResponse(),
+                                     Handle<GDExpressionEvaluator>()};
+
+    ~StreamFixture() { EXPECT_THAT(tResponse.tBreaches, testing::IsEmpty()); }
 };
+
+/// Lets the call of index n throw.
+inline auto throwAt(std::size_t n, const std::exception_ptr& pFailure) {
+    return [=](const MemoryRequest::Calls& rCalls) {
+        if (rCalls.size() == n + 1) std::rethrow_exception(pFailure);
+    };
+}
 
 /// By how much the counters of requests have risen since this object was made.
 class RequestCounters {

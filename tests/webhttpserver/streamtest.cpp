@@ -10,17 +10,17 @@ namespace {
 using Texts = tl::vector<ZQWString>;
 
 TEST(Stream, IsSilentUntilItIsFlushedAndWhenItEnds) {
-    CallLog tLog;
-    FakeRequestProvider tRequest(&tLog);
-    FakeResponseProvider tResponse(&tLog);
+    const MemoryRequest tRequest;
+    MemoryResponse tResponse;
     {
-        kiv::KIVServerHttpStream tStream(tRequest, tResponse, Handle<GDExpressionEvaluator>());
+        MemoryExchange tExchange(tRequest, tResponse);
+        kiv::KIVServerHttpStream tStream(tExchange.getRequest(), tExchange.getResponse(), {});
         EXPECT_FALSE(tStream.IsCommitted());
         EXPECT_EQ(tStream.getStatusCode(), 200u);
         tStream.addText(L"never sent");
         tStream.writeBinary("x", 1);
     }
-    EXPECT_THAT(tLog, IsEmpty());
+    EXPECT_THAT(tResponse.tCalls, IsEmpty());
 }
 
 TEST(Stream, ResetTakesBackWhatItsFlagsName) {
@@ -61,6 +61,9 @@ TEST(Stream, ResetTakesBackWhatItsFlagsName) {
         t.tStream.AddHeader(L"X", L"1");
         EXPECT_THAT(tAssertions.takeTexts(), ElementsAre("!m_bFlushed"));
         EXPECT_EQ(t.tLog.back(), "addHeader X: 1") << "sent all the same";
+        auto tBreaches = std::exchange(t.tResponse.tBreaches, {});
+        EXPECT_EQ(tBreaches.size(), c.bHeadersCleared ? 2u : 1u);
+        EXPECT_EQ(tBreaches.back(), "addHeader: X follows the first flush");
     }
 }
 
@@ -70,8 +73,7 @@ TEST(RequestHeaders, NamesMatchInAnyCaseAndKeepEveryValue) {
     ZQWString sValue(L"before");
     Texts tValues{ZQWString(L"there")}, tNames, tMore{ZQWString(L"accept")};
     // The third call of the provider throws: the enumeration starts over.
-    t.tLog.nThrowing = 2;
-    t.tLog.pFailure = std::make_exception_ptr(std::bad_alloc());
+    t.tRequest.fOnCall = throwAt(2, std::make_exception_ptr(std::bad_alloc()));
     EXPECT_THROW(t.tStream.getRequestHeader(L"x-A", sValue), std::bad_alloc);
     EXPECT_TRUE(t.tStream.getRequestHeader(L"x-A", sValue));
     EXPECT_EQ(sValue, L"1");
@@ -112,16 +114,15 @@ TEST(RequestHeaders, FailureEndsTheEnumerationForGood) {
         Texts tNames;
         t.tStream.getRequestHeaderNames(tNames);
         EXPECT_EQ(tNames.size(), nFailing);
-        t.tRequest.nFailingHeader = t.tRequest.knUndeclared;
+        t.tRequest.nFailingHeader = MemoryRequest::knNever;
         t.tStream.getRequestHeaderNames(tNames);
         EXPECT_EQ(tNames.size(), nFailing);
     }
 }
 
 TEST(RequestHeaders, BytesAreWidenedWithTheirSign) {
-    StreamFixture t;
-    t.tRequest.tHeaders = {{"A", std::string("\xE9\x7F\0\x80", 4)}};
-    t.tRequest.sMethod = std::string("G\xC9\0T", 4);
+    StreamFixture t{
+        {.sMethod = std::string("G\xC9\0T", 4), .tHeaders = {{"A", std::string("\xE9\x7F\0\x80", 4)}}}};
     ZQWString sValue;
     t.tStream.getRequestHeader(L"A", sValue);
     EXPECT_THAT(std::vector<int>(sValue.begin(), sValue.end()), ElementsAre(-23, 127, 0, -128));
