@@ -16,6 +16,7 @@ public:
     /// Both must outlive it. Method and target are copied now, the rest is looked at as calls come. rResponse
     /// is filled from now on, and best a new one.
     MemoryExchange(const MemoryRequest& rRequest, MemoryResponse& rResponse);
+    MemoryExchange(MemoryRequest&& rTemporary, MemoryResponse& rResponse) = delete;
     ~MemoryExchange();
 
     /// Valid as long as the exchange.
