@@ -58,6 +58,8 @@ TEST(Guestbook, KeepsNothingOfAClientThatVanishes) {
     tUpload.vanishAfter(tUpload.tBody[0].find("content"));
     EXPECT_THAT(tHost.run(tUpload), IsAborted("The client has vanished."));
     EXPECT_EQ(tGuestbook.sKept, "");
+    EXPECT_THAT(tHost.run(MemoryRequest::form("/", "name=World").vanishAfter(7)),
+                AllOf(IsAborted("The client has vanished."), HasBody("")));
 }
 
 }  // namespace

@@ -42,6 +42,7 @@ const struct {
          Request::hdrenum_t n = 7;
          EXPECT_EQ(askHeader(r, true, n, 8, 1), 0);
          EXPECT_EQ(askHeader(r, true, n, 1, 2), 1);
+         EXPECT_EQ(askHeader(r, false, n, 0), 0);
          EXPECT_EQ(askHeader(r, false, n), 1);
          EXPECT_EQ(askHeader(r, false, n), -1);
          EXPECT_EQ(ask(r, "LONG", 3), std::pair(0, std::size_t{4}));
