@@ -92,6 +92,7 @@ void WorkerStatistics::addTo(Statistics& rSum) const noexcept {
     add(rSum.nSentBytes, m_nSentBytes);
     add(rSum.nInFlight, m_nInFlight);
     add(rSum.nRefused, m_nRefused);
+    add(rSum.nHeaderless, m_nHeaderless);
     for (std::size_t n = 0; n < m_tByClass.size(); ++n)
         add(rSum.tByClass[n], m_tByClass[n]);
     for (std::size_t n = 0; n < m_tByCutOff.size(); ++n)

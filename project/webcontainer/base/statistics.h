@@ -51,6 +51,8 @@ struct Statistics {
     std::uint64_t nSentBytes = 0;
     std::uint64_t nAccepted = 0;     ///< connections
     std::uint64_t nTooMany = 0;      ///< connections that were closed at once: their clients had too many
+    std::uint64_t nStrangers = 0;    ///< the same, because only trusted proxies may connect
+    std::uint64_t nHeaderless = 0;   ///< the same, because their proxies did not introduce their clients
     std::uint64_t nConnections = 0;  ///< open ones
     std::uint64_t nClients = 0;      ///< that have them, as far as their connections are bounded
 
@@ -84,6 +86,12 @@ inline constexpr NumberInfo s_tNumbers[] = {
     {"connections_refused", "Connections that were closed at once because their clients had too many",
      &Statistics::nTooMany, true},
     {"listen_queue_overflows", "Connections that the kernel dropped because its queue of them was full",
+    {"connections_of_strangers",
+     "Connections that were closed at once because they came from no trusted proxy, with ProxyProtocol",
+     &Statistics::nStrangers, true},
+    {"connections_without_header",
+     "Connections that were closed because they began with no header as ProxyProtocol demands",
+     &Statistics::nHeaderless, true},
      &Statistics::nOverflows, true},
     {"listen_queue", "Connections that wait in the kernel to be accepted", &Statistics::nListening, false},
     {"workers", "Threads that run requests", &Statistics::nWorkers, false},
@@ -114,6 +122,7 @@ public:
     void countCutOff(ECutOff e) noexcept { raise(m_tByCutOff[static_cast<unsigned>(e)], 1); }
     /// pReason: a constant text. Throws std::bad_alloc.
     void countRefused(unsigned nStatus, const char* pReason);
+    void countHeaderless() noexcept { raise(m_nHeaderless, 1); }
     bool isBusy() const noexcept { return m_nInFlight.load(std::memory_order_relaxed) != 0; }
 
     void addTo(Statistics& rSum) const noexcept;
@@ -135,6 +144,7 @@ private:
     Count m_nRefused{0};
     std::array<Count, std::tuple_size_v<decltype(Statistics::tByClass)>> m_tByClass{};
     /// Latencies whose only writer is this thread.
+    Count m_nHeaderless{0};
     struct OwnLatencies {
         std::array<Count, std::tuple_size_v<decltype(Latencies::tCounts)>> tCounts{};
         Count nSumUs{0};

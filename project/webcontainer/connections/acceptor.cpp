@@ -86,6 +86,7 @@ int Acceptor::acceptOne() noexcept {
 /// Where proxies introduce their clients, a stranger could claim to be anybody.
 int Acceptor::refuse(int nFd, const ConnectionEnds& rEnds) noexcept {
     ::close(nFd);
+    m_nStrangers.fetch_add(1, std::memory_order_relaxed);
     if (m_tStranger.isTime())
         logMade(kSevWarning, s_lsConnection, [&] {
             return "a connection is refused: with ProxyProtocol, only TrustedProxies may connect, not " +

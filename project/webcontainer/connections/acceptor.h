@@ -33,6 +33,8 @@ public:
     /// Accepts who waits while all workers are busy, so that it shows who waits and nobody is dropped; leaves
     /// the new connections to the poller. Beside the thread that accepts, if there is one.
     void acceptInstead() noexcept;
+    /// How many have been turned away because they are no trusted proxies.
+    std::uint64_t countStrangers() const noexcept { return m_nStrangers.load(std::memory_order_relaxed); }
     bool isOutOfResources() const noexcept { return m_bOutOfResources.load(std::memory_order_relaxed); }
     /// To be called now and then by one thread: goes on accepting when there may be room again.
     void resume(std::int64_t nNowMs) noexcept;
@@ -61,6 +63,7 @@ private:
     Listener m_tListener;
     std::atomic<bool> m_bStopped{false};
     std::atomic<bool> m_bOutOfResources{false};
+    std::atomic<std::uint64_t> m_nStrangers{0};
     std::atomic<std::int64_t> m_nPausedUntilMs{s_knNotPaused};
     Rarely m_tShortage;             ///< of descriptors, memory and room: complaints
     Rarely m_tStranger;             ///< where only proxies may connect: complaints

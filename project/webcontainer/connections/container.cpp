@@ -161,6 +161,7 @@ Statistics Container::readStatistics() const noexcept {
     }
     tSum.nClients = m_tConnections.countClients();
     return tSum;
+        tSum.nStrangers += r.countStrangers();
 }
 
 RefusalCounts Container::countRefusals() const {

@@ -92,6 +92,7 @@ bool Worker::introduce(Connection& rConnection, Next& rNext) {
     auto eParsed = tHeader.parse({tBytes, static_cast<std::size_t>(nCame)}, m_tShared.eProxyProtocol);
     if (bEnded && eParsed == ProxyHeader::EParsed::kNeedMore) eParsed = ProxyHeader::EParsed::kMalformed;
     if (eParsed == ProxyHeader::EParsed::kNeedMore) rNext = {Next::kWait, EPhase::kPreface};
+    if (eParsed == ProxyHeader::EParsed::kMalformed) m_rStatistics.countHeaderless();
     if (eParsed == ProxyHeader::EParsed::kMalformed && m_tShared.rNoProxyHeader.isTime())
         logText(kSevWarning, s_lsConnection,
                 "a connection is closed: it begins with no header as ProxyProtocol demands, from " +

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+
 #include <unistd.h>
+#include <chrono>
 
 #include <set>
 
@@ -93,7 +95,7 @@ webcontainer::ContainerOptions proxied(EProxyProtocol eSpoken,
 const std::string s_ksGet = "GET / HTTP/1.1\r\nHost: h\r\nX-Forwarded-For: 6.6.6.6\r\n\r\n";
 
 TEST(Origin, AProxysHeaderSaysWhoConnected) {
-    const struct {
+    struct {
         std::string sSpoken;
         Server tServer;
     } tServers[] = {{"", {answerOrigin, proxied(EProxyProtocol::kAny)}},
@@ -123,6 +125,14 @@ TEST(Origin, AProxysHeaderSaysWhoConnected) {
                       ProxyHeader::EParsed::kNeedMore)
                 << r.sTitle;
     }
+    auto& rContainer = tServers[0].tServer.m_tContainer;
+    Client tHalf(tServers[0].tServer);
+    tHalf.send("PROXY ");
+    while (rContainer.countPhases()[1] != 1)
+        ::usleep(1000);
+    const auto tStart = std::chrono::steady_clock::now();
+    EXPECT_TRUE(rContainer.drain(-1));
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(2)) << "as of who sent nothing";
 }
 
 TEST(Origin, OnlyProxiesMayConnectAndTheirClientsAreCounted) {
@@ -159,8 +169,15 @@ TEST(Origin, OnlyProxiesMayConnectAndTheirClientsAreCounted) {
         EXPECT_TRUE(std::set<std::string>({"", "<reset>"}).contains(tSlow.readAll()))
             << "the deadline of a head is that of the header too";
     }
-    for (int n = 0; n < 2; ++n)
-        ask(tServer, s_ksGet);
+    Client tHalf(tServer);
+    tHalf.send(sOne.substr(0, 9));
+    ::usleep(10000);
+    tHalf.finish();
+    tHalf.readAll();
+    ask(tServer, s_ksGet);
+    const webcontainer::Statistics tAll = tServer.m_tContainer.readStatistics();
+    EXPECT_EQ(tAll.nHeaderless, 2u) << "too late is not wrong, and half of it is";
+    EXPECT_EQ(tAll.nStrangers, 2u);
     EXPECT_EQ(tLog.takeEntries().size(), 3u) << "one of each kind";
 }
 
