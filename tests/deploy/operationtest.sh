@@ -29,6 +29,7 @@ wait "$load" || die "the load failed"
 
 # Every metric that alerts and dashboard ask for is there, and both are valid.
 curl -fsS "http://$ADMIN_A/metrics" >"$stage/metrics"
+promtool check metrics <"$stage/metrics" || die "the metrics are not well made"
 promtool check rules "$deploy/alerts.yml" >"$stage/rules.log" || die "the alerts are not valid"
 jq -r '.panels[].targets[].expr' "$deploy/dashboard.json" >"$stage/panels"
 sed 's/\$__rate_interval/1m/g' "$stage/panels" |

@@ -148,8 +148,12 @@ void addFrontEnd(Families& rFamilies, const Container& rContainer) {
     addLatencies(rFamilies, "webcontainer_request_waiting_seconds",
                  "What of that requests waited for a worker", r.tWaiting);
     for (const NumberInfo& rNumber : s_tNumbers) {
-        const std::string sName = std::string("webcontainer_") + rNumber.pName;
-        const double nValue = toDouble(r.*rNumber.pMember);
+        std::string sName = std::string("webcontainer_") + rNumber.pName;
+        double nValue = toDouble(r.*rNumber.pMember);
+        if (const std::size_t nUnit = sName.find("milliseconds"); nUnit != std::string::npos) {
+            sName.erase(nUnit, 5);
+            nValue /= 1000;
+        }
         if (rNumber.bGrows)
             rFamilies.addCounter(sName + "_total", rNumber.pHelp, nValue);
         else

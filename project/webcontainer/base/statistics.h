@@ -71,7 +71,7 @@ struct Statistics {
 
 /// A number of the statistics as every page has it.
 struct NumberInfo {
-    /// In /metrics it stands between "webcontainer_" and, of what grows, "_total".
+    /// In /metrics it stands between "webcontainer_" and, of what grows, "_total"; milliseconds are seconds.
     const char* pName;
     const char* pHelp;
     std::uint64_t Statistics::*pMember;

@@ -157,6 +157,7 @@ TEST(Admin, ShowsHowManyRequestsWaitForAWorkerAndHowLong) {
                                            HasSubstr("Z: 2 requests wait, the oldest for ")));
         EXPECT_THAT(t.get("/live"), StartsWith("HTTP/1.1 503"));
         EXPECT_THAT(t.get("/metrics"), AllOf(HasSubstr("webcontainer_saturated 1\n"),
+                                             HasSubstr("webcontainer_requests_waiting_oldest_seconds 0."),
                                              HasSubstr("webcontainer_connections{state=\"serving\"} 2\n")));
         EXPECT_THAT(t.get("/status.json"), HasSubstr("{\"state\":\"saturated\""));
         tGo.set_value();
