@@ -2,15 +2,11 @@
 
 #include <prometheus/metric_family.h>
 #include <prometheus/text_serializer.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
+#include "admin/processuse.h"
 #include "zq/services/performancecounters.h"
 
 namespace webcontainer {
@@ -67,31 +63,6 @@ public:
 private:
     std::vector<MetricFamily> m_tFamilies;
 };
-
-/// What the process takes of the machine, under the names that Prometheus' own libraries have for it.
-struct ProcessUse {
-    std::uint64_t nResidentBytes = 0;
-    std::uint64_t nDescriptors = 0;
-    std::uint64_t nMostDescriptors = 0;
-    double nProcessorSeconds = 0;
-};
-
-ProcessUse readProcessUse() {
-    ProcessUse tUse;
-    std::uint64_t nPages = 0;
-    std::ifstream("/proc/self/statm") >> nPages >> tUse.nResidentBytes;
-    tUse.nResidentBytes *= static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-    std::error_code tError;
-    for (auto it = std::filesystem::directory_iterator("/proc/self/fd", tError);
-         it != std::filesystem::directory_iterator(); it.increment(tError))
-        ++tUse.nDescriptors;
-    rlimit tLimit{};
-    if (::getrlimit(RLIMIT_NOFILE, &tLimit) == 0) tUse.nMostDescriptors = tLimit.rlim_cur;
-    timespec tTime{};
-    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &tTime);
-    tUse.nProcessorSeconds = static_cast<double>(tTime.tv_sec) + static_cast<double>(tTime.tv_nsec) / 1e9;
-    return tUse;
-}
 
 double toDouble(std::uint64_t n) {
     return static_cast<double>(n);
