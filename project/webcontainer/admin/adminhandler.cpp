@@ -111,13 +111,14 @@ void AdminHandler::showMetrics(HttpResponseProvider& rResponse) const {
 
 void AdminHandler::showLive(HttpResponseProvider& rResponse) const {
     const bool bStuck = m_tSubject.rContainer.isStuck();
-    respond(rResponse, bStuck ? 503 : 200, s_ksText, bStuck ? "no worker makes progress" : "live");
+    respond(rResponse, bStuck ? 503 : 200, s_ksText, bStuck ? AdminSubject::s_ksStuck : "live");
 }
 
 void AdminHandler::showReady(HttpResponseProvider& rResponse) const {
-    if (m_tSubject.rContainer.isDraining()) return respond(rResponse, 503, s_ksText, "draining");
+    if (m_tSubject.rContainer.isDraining())
+        return respond(rResponse, 503, s_ksText, AdminSubject::s_ksDraining);
     if (m_tSubject.rContainer.isOutOfResources())
-        return respond(rResponse, 503, s_ksText, "out of descriptors or memory");
+        return respond(rResponse, 503, s_ksText, AdminSubject::s_ksOutOfResources);
     const std::int64_t nSinceMs = m_tSubject.rContainer.getSaturation().getSinceMs();
     if (nSinceMs == 0) return respond(rResponse, 200, s_ksText, "ready");
     const Statistics tNow = m_tSubject.rContainer.readStatistics();

@@ -5,6 +5,7 @@
 
 #include "connections/container.h"
 #include "log/accesslog.h"
+#include "zq/services/performancecounters.h"
 
 namespace webcontainer {
 
@@ -16,7 +17,23 @@ struct AdminSubject {
     std::string sModule;                           ///< name and version of the module that answers
     std::chrono::system_clock::time_point tStart;  ///< of the process
 
+    static constexpr char s_ksDraining[] = "draining";
+    static constexpr char s_ksStuck[] = "no worker makes progress";
+    static constexpr char s_ksOutOfResources[] = "out of descriptors or memory";
+
+    /// In a word or some; of several troubles the worst.
+    const char* getState() const {
+        if (rContainer.isDraining()) return s_ksDraining;
+        if (rContainer.isStuck()) return s_ksStuck;
+        if (rContainer.isOutOfResources()) return s_ksOutOfResources;
+        return rContainer.getSaturation().getSinceMs() != 0 ? "saturated" : "serving";
+    }
     std::uint64_t countLostLines() const noexcept { return pAccessLog ? pAccessLog->getLost() : 0; }
+    /// Of the log.
+    static std::uint64_t countLostEntries() {
+        const auto tCounter = performance::CounterRegistry::find("Log/LostEntries");
+        return tCounter.pValue ? static_cast<std::uint32_t>(tCounter.getValue()) : 0;
+    }
 };
 
 }  // namespace webcontainer

@@ -1,8 +1,10 @@
 #include "admin/statuspage.h"
 
 #include <algorithm>
+#include <functional>
 #include <nlohmann/json.hpp>
 
+#include "admin/processuse.h"
 #include "admin/shownnumbers.h"
 #include "zq/services/performancecounters.h"
 
@@ -25,11 +27,6 @@ std::string showPeak() {
 std::uint64_t uptimeSeconds(const AdminSubject& r) {
     const auto tUp = std::chrono::system_clock::now() - r.tStart;
     return static_cast<std::uint64_t>(std::max<std::int64_t>(tUp / std::chrono::seconds(1), 0));
-}
-
-const char* stateOf(const AdminSubject& r) {
-    if (r.rContainer.isDraining()) return "draining";
-    return r.rContainer.getSaturation().getSinceMs() != 0 ? "saturated" : "serving";
 }
 
 /// A share of nAll as a length out of a hundred; the smallest can still be seen.
@@ -85,6 +82,41 @@ void showTraffic(ShownStatus& rShown, const Statistics& rAll, const History::Cha
     }
 }
 
+/// One of a table.
+std::string showRow(std::string_view sName, std::uint64_t nCount) {
+    return std::string(sName) + "\t" + showCount(nCount) + "\n";
+}
+
+/// The most frequent ones.
+std::string showRefusals(const RefusalCounts& rCounts) {
+    constexpr std::size_t nMost = 12;
+    std::vector<std::pair<std::uint64_t, std::string>> tSorted;
+    for (const auto& [tKey, nCount] : rCounts)
+        tSorted.emplace_back(nCount, std::to_string(tKey.first) + " " + std::string(tKey.second));
+    std::ranges::sort(tSorted, std::greater());
+    std::string sRows;
+    for (std::size_t n = 0; n < std::min(tSorted.size(), nMost); ++n)
+        sRows += showRow(tSorted[n].second, tSorted[n].first);
+    return sRows.empty() ? showRow("none so far", 0) : sRows;
+}
+
+void showByReason(ShownStatus& rShown, const Container& rContainer, const Statistics& r) {
+    for (std::size_t n = 0; n < s_ksCutOffs.size(); ++n)
+        rShown["cutOff"] += showRow(s_ksCutOffs[n], r.tByCutOff[n]);
+    const auto tPhases = rContainer.countPhases();
+    for (std::size_t n = 0; n < tPhases.size(); ++n)
+        rShown["phases"] += showRow(s_ksPhases[n], tPhases[n]);
+    rShown["refusals"] = showRefusals(rContainer.countRefusals());
+}
+
+void showProcess(ShownStatus& rShown, const AdminSubject& rSubject) {
+    const ProcessUse tUse = readProcessUse();
+    rShown["resident"] = showBytes(static_cast<double>(tUse.nResidentBytes));
+    rShown["descriptors"] = showCount(tUse.nDescriptors) + " of " + showCount(tUse.nMostDescriptors);
+    rShown["lostLines"] = showCount(rSubject.countLostLines());
+    rShown["lostEntries"] = showCount(AdminSubject::countLostEntries());
+}
+
 void appendEscaped(std::string& rsPage, std::string_view s) {
     for (const char c : s) {
         if (c == '<' || c == '&' || c == '"')
@@ -94,17 +126,29 @@ void appendEscaped(std::string& rsPage, std::string_view s) {
     }
 }
 
+/// The rows as the page's script makes them, too.
+void appendRows(std::string& rsPage, std::string_view sRows) {
+    for (std::size_t nEnd; (nEnd = sRows.find('\n')) != std::string_view::npos;
+         sRows.remove_prefix(nEnd + 1)) {
+        const std::size_t nTab = sRows.find('\t');
+        appendEscaped(rsPage.append("<tr><th>"), sRows.substr(0, nTab));
+        appendEscaped(rsPage.append("</th><td>"), sRows.substr(nTab + 1, nEnd - nTab - 1));
+        rsPage.append("</td></tr>");
+    }
+}
+
 }  // namespace
 
 ShownStatus showStatus(const AdminSubject& rSubject, const History& rHistory) {
     const Statistics tAll = rSubject.rContainer.readStatistics();
     ShownStatus tShown;
-    tShown["state"] = stateOf(rSubject);
+    tShown["state"] = rSubject.getState();
     tShown["uptime"] = showSeconds(uptimeSeconds(rSubject));
     tShown["version"] = rSubject.sVersion;
     tShown["module"] = rSubject.sModule;
     tShown["peak"] = showPeak();
-    tShown["lost"] = showCount(rSubject.countLostLines());
+    showProcess(tShown, rSubject);
+    showByReason(tShown, rSubject.rContainer, tAll);
     showTraffic(tShown, tAll, rHistory.changeOver(History::s_knRateSeconds));
     showRates(tShown, rHistory.requestRates());
     showByClass(tShown, tAll);
@@ -122,7 +166,7 @@ std::string makeStatusPage(const ShownStatus& rShown, std::string_view sNonce) {
         if (sName == "nonce")
             sPage.append(sNonce);
         else if (const auto it = rShown.find(sName); it != rShown.end())
-            appendEscaped(sPage, it->second);
+            it->second.ends_with('\n') ? appendRows(sPage, it->second) : appendEscaped(sPage, it->second);
         sRest.remove_prefix(nClose + 2);
     }
     return sPage.append(sRest);
@@ -133,7 +177,7 @@ std::string makeStatusJson(const AdminSubject& rSubject, const History& rHistory
     const History::Change tRecent = rHistory.changeOver(History::s_knRateSeconds);
     const Statistics tMinute = rHistory.changeOver(s_knLatencySeconds).tStatistics;
     nlohmann::ordered_json tStatus{
-        {"state", stateOf(rSubject)},
+        {"state", rSubject.getState()},
         {"uptime_seconds", uptimeSeconds(rSubject)},
         {"requests", tAll.countRequests()},
         {"requests_per_second", tRecent.perSecond(tRecent.tStatistics.countRequests())},
@@ -141,6 +185,8 @@ std::string makeStatusJson(const AdminSubject& rSubject, const History& rHistory
         {"received_bytes_per_second", tRecent.perSecond(tRecent.tStatistics.nReceivedBytes)},
         {"sent_bytes_per_second", tRecent.perSecond(tRecent.tStatistics.nSentBytes)},
         {"access_log_lines_lost", rSubject.countLostLines()},
+        {"log_entries_lost", AdminSubject::countLostEntries()},
+        {"resident_bytes", readProcessUse().nResidentBytes},
         {"version", rSubject.sVersion},
         {"module", rSubject.sModule}};
     for (const NumberInfo& r : s_tNumbers)
@@ -149,6 +195,14 @@ std::string makeStatusJson(const AdminSubject& rSubject, const History& rHistory
         tStatus["latency_us_last_minute"][pName] = tMinute.tWhole.guessUs(nShare);
         tStatus["waiting_us_last_minute"][pName] = tMinute.tWaiting.guessUs(nShare);
     }
+    for (std::size_t n = 0; n < s_ksCutOffs.size(); ++n)
+        tStatus["cut_off"][s_ksCutOffs[n]] = tAll.tByCutOff[n];
+    const auto tPhases = rSubject.rContainer.countPhases();
+    for (std::size_t n = 0; n < tPhases.size(); ++n)
+        tStatus["connections"][s_ksPhases[n]] = tPhases[n];
+    tStatus["refusals"] = nlohmann::json::array();
+    for (const auto& [tKey, nCount] : rSubject.rContainer.countRefusals())
+        tStatus["refusals"].push_back({{"status", tKey.first}, {"reason", tKey.second}, {"count", nCount}});
     tStatus["shown"] = showStatus(rSubject, rHistory);
     return tStatus.dump();
 }

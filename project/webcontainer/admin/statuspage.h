@@ -10,7 +10,8 @@
 namespace webcontainer {
 
 /// How the server does, for people: texts by the names that stand in statuspage.html between double braces,
-/// or in its attributes data-t (the text of an element) and data-a (attribute:name).
+/// or in its attributes data-t (the text of an element), data-a (attribute:name) and data-r (the rows of a
+/// table: name, tab, number and line end, of each).
 using ShownStatus = std::map<std::string, std::string, std::less<>>;
 
 ShownStatus showStatus(const AdminSubject& rSubject, const History& rHistory);

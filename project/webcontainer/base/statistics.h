@@ -59,7 +59,8 @@ struct Statistics {
     std::uint64_t nOverflows = 0;  ///< connections that the kernel dropped: its queue was full
     std::uint64_t nListening = 0;  ///< connections in that queue now
     std::uint64_t nWorkers = 0;
-    std::uint64_t nWaitingForClients = 0;  ///< workers
+    std::uint64_t nBusy = 0;               ///< workers that run a request
+    std::uint64_t nWaitingForClients = 0;  ///< of these
     std::uint64_t nQueued = 0;             ///< requests that wait for a worker
     std::uint64_t nOldestQueuedMs = 0;     ///< how long the one of them has waited that came first
 
@@ -85,17 +86,18 @@ inline constexpr NumberInfo s_tNumbers[] = {
     {"connections_accepted", "Connections that were accepted", &Statistics::nAccepted, true},
     {"connections_refused", "Connections that were closed at once because their clients had too many",
      &Statistics::nTooMany, true},
-    {"listen_queue_overflows", "Connections that the kernel dropped because its queue of them was full",
     {"connections_of_strangers",
      "Connections that were closed at once because they came from no trusted proxy, with ProxyProtocol",
      &Statistics::nStrangers, true},
     {"connections_without_header",
      "Connections that were closed because they began with no header as ProxyProtocol demands",
      &Statistics::nHeaderless, true},
+    {"listen_queue_overflows", "Connections that the kernel dropped because its queue of them was full",
      &Statistics::nOverflows, true},
     {"listen_queue", "Connections that wait in the kernel to be accepted", &Statistics::nListening, false},
     {"workers", "Threads that run requests", &Statistics::nWorkers, false},
-    {"workers_waiting_for_clients", "Threads that wait for a client to send or take something",
+    {"workers_busy", "Threads of them that run one", &Statistics::nBusy, false},
+    {"workers_waiting_for_clients", "Threads of those that wait for a client to send or take something",
      &Statistics::nWaitingForClients, false},
     {"requests_waiting",
      "Requests that wait for a worker; where not all are busy, those that have waited for 100 ms",
@@ -120,9 +122,9 @@ public:
     /// nStatus 0: nothing was sent.
     void endRequest(unsigned nStatus, const RequestTimes& rTimes) noexcept;
     void countCutOff(ECutOff e) noexcept { raise(m_tByCutOff[static_cast<unsigned>(e)], 1); }
+    void countHeaderless() noexcept { raise(m_nHeaderless, 1); }
     /// pReason: a constant text. Throws std::bad_alloc.
     void countRefused(unsigned nStatus, const char* pReason);
-    void countHeaderless() noexcept { raise(m_nHeaderless, 1); }
     bool isBusy() const noexcept { return m_nInFlight.load(std::memory_order_relaxed) != 0; }
 
     void addTo(Statistics& rSum) const noexcept;
@@ -142,9 +144,9 @@ private:
     Count m_nSentBytes{0};
     Count m_nInFlight{0};
     Count m_nRefused{0};
+    Count m_nHeaderless{0};
     std::array<Count, std::tuple_size_v<decltype(Statistics::tByClass)>> m_tByClass{};
     /// Latencies whose only writer is this thread.
-    Count m_nHeaderless{0};
     struct OwnLatencies {
         std::array<Count, std::tuple_size_v<decltype(Latencies::tCounts)>> tCounts{};
         Count nSumUs{0};

@@ -148,6 +148,9 @@ Statistics Container::readStatistics() const noexcept {
     tSum.nTooMany = m_tConnections.countTooMany();
     tSum.nConnections = m_tConnections.count();
     tSum.nWorkers = m_tOptions.nWorkers;
+    tSum.nBusy =
+        static_cast<std::uint64_t>(std::count_if(m_tStatistics.begin(), m_tStatistics.end() - 1,
+                                                 [](const WorkerStatistics& r) { return r.isBusy(); }));
     tSum.nWaitingForClients = m_tSlowClients.countWaits();
     const Saturation::Queue tQueue = m_tSaturation.getQueue();
     tSum.nQueued = tQueue.nRequests;
@@ -158,10 +161,10 @@ Statistics Container::readStatistics() const noexcept {
         const Listener::Queue tListening = r.getListener().readQueue();
         tSum.nListening += tListening.nWaiting;
         tSum.nOverflows += tListening.nDropped;
+        tSum.nStrangers += r.countStrangers();
     }
     tSum.nClients = m_tConnections.countClients();
     return tSum;
-        tSum.nStrangers += r.countStrangers();
 }
 
 RefusalCounts Container::countRefusals() const {

@@ -111,9 +111,15 @@ TEST(Admin, CountsEveryRequestOnce) {
     const std::string sJson = t.get("/status.json");
     const auto tStatus = nlohmann::json::parse(sJson.substr(sJson.find("\r\n\r\n")));
     EXPECT_EQ(tStatus["requests"], 6);
+    EXPECT_EQ(tStatus["refusals"].dump(), R"([{"count":1,"reason":"no Host field","status":400}])");
+    EXPECT_EQ(tStatus["connections"]["fresh"], 1);
+    EXPECT_EQ(tStatus["cut_off"]["gone"], 0);
+    EXPECT_GT(tStatus["resident_bytes"], 1000000);
+    EXPECT_EQ(tStatus["workers_busy"], 0);
     EXPECT_EQ(tStatus["shown"]["share2"], "66.7");
     EXPECT_THAT(t.get("/"),
                 AllOf(HasSubstr("data-t=\"requests\">6</span>"), HasSubstr("webcontainer 1&#34;&#60;&#38;"),
+                      HasSubstr("<tr><th>400 no Host field</th><td>1</td></tr>"),
                       testing::Not(HasSubstr("{{")), EndsWith("</html>\n")));
 }
 
@@ -156,10 +162,11 @@ TEST(Admin, ShowsHowManyRequestsWaitForAWorkerAndHowLong) {
                                            HasSubstr("\r\n\r\nsaturated since 20"),
                                            HasSubstr("Z: 2 requests wait, the oldest for ")));
         EXPECT_THAT(t.get("/live"), StartsWith("HTTP/1.1 503"));
-        EXPECT_THAT(t.get("/metrics"), AllOf(HasSubstr("webcontainer_saturated 1\n"),
-                                             HasSubstr("webcontainer_requests_waiting_oldest_seconds 0."),
-                                             HasSubstr("webcontainer_connections{state=\"serving\"} 2\n")));
-        EXPECT_THAT(t.get("/status.json"), HasSubstr("{\"state\":\"saturated\""));
+        EXPECT_THAT(t.get("/metrics"),
+                    AllOf(HasSubstr("webcontainer_saturated 1\n"), HasSubstr("webcontainer_workers_busy 2\n"),
+                          HasSubstr("webcontainer_requests_waiting_oldest_seconds 0."),
+                          HasSubstr("webcontainer_connections{state=\"serving\"} 2\n")));
+        EXPECT_THAT(t.get("/status.json"), HasSubstr("{\"state\":\"no worker makes progress\""));
         tGo.set_value();
         for (Client* const p : {&tFresh, &tKept})
             EXPECT_THAT(p->readResponse(), EndsWith("ok"));

@@ -10,6 +10,8 @@
 #include <optional>
 #include <thread>
 
+#include "admin/adminsubject.h"
+#include "admin/processuse.h"
 #include "log/accesslog.h"
 #include "support/allocationcounter.h"
 #include "support/recorders.h"
@@ -242,6 +244,11 @@ TEST(Connections, WithoutDescriptorsAcceptingPausesAndRecovers) {
     tClient.send(s_ksGet);
     EXPECT_FALSE(tClient.hasInput(100));
     EXPECT_TRUE(tServer.m_tContainer.isOutOfResources());
+    const webcontainer::AdminSubject tSubject{tServer.m_tContainer, nullptr, "", "", {}};
+    EXPECT_STREQ(tSubject.getState(), "out of descriptors or memory");
+    const webcontainer::ProcessUse tUse = webcontainer::readProcessUse();
+    EXPECT_EQ(tUse.nDescriptors, tUse.nMostDescriptors);
+    EXPECT_GT(tUse.nResidentBytes, 1000000u);
     ::setrlimit(RLIMIT_NOFILE, &tBefore);
     EXPECT_THAT(tClient.readResponse(), HasSubstr("ok"));
     EXPECT_FALSE(tServer.m_tContainer.isOutOfResources());
