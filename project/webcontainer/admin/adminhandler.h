@@ -21,8 +21,9 @@ namespace webcontainer {
 ///                   or memory"; "saturated since ..." while requests wait is 200, unless it is wanted
 ///                   otherwise (Admin/ReadyWhileSaturated)
 ///
-/// Only to requests with the methods of adminsettings.cpp that name this machine in one of the ways that are allowed (see
-/// adminsettings.h) or, as old clients and health checks do, no host at all.
+/// Only to GET and HEAD, as the container's rules have it, and only to requests that name this machine in one
+/// of the ways that are allowed (see adminsettings.h) or, as old clients and health checks do, no host at
+/// all.
 class AdminHandler final : public RequestHandler {
 public:
     /// What rSubject refers to must outlive the handler. sOwnHost: the address that it is reached at.

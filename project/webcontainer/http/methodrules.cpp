@@ -11,11 +11,11 @@ constexpr std::string_view s_ksKnown[] = {"GET",     "HEAD",    "POST",  "PUT", 
                                           "CONNECT", "OPTIONS", "TRACE", "PATCH"};
 
 /// What is asked is what the server can do in general, not what there is at some path (RFC 9110 section
-/// 9.3.7): an application would take it for the name of a resource. A target with a scheme may lack a path
-/// only where it stands for "*" (RFC 9112 section 3.2.4).
+/// 9.3.7): an application would take it for the name of a resource. With "*", or with a scheme and neither
+/// path nor query, which stands for the same (RFC 9112 section 3.2.4).
 bool isOfServer(std::string_view sMethod, std::string_view sTarget) noexcept {
     if (sMethod != "OPTIONS" || sTarget.starts_with('/')) return false;
-    return sTarget == "*" || sTarget.find_first_of("/?", sTarget.find("://") + 3) == sTarget.npos;
+    return sTarget.find_first_of("/?", sTarget.find("://") + 3) == sTarget.npos;
 }
 
 }  // namespace
