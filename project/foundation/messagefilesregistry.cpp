@@ -18,12 +18,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The folder "messages" beside the folder that this library was loaded from.
+/// Found from where this library was loaded: the folder that is installed with it or else, where it was
+/// built, the folder "messages" beside its own.
 fs::path defaultDirectory() {
     Dl_info tInfo{};
     if (dladdr(reinterpret_cast<const void*>(&defaultDirectory), &tInfo) == 0 || !tInfo.dli_fname)
         return "messages";
-    return fs::absolute(tInfo.dli_fname).parent_path().parent_path() / "messages";
+    std::error_code eIgnored;  // then the folder is not there
+    const fs::path tFolder = fs::canonical(tInfo.dli_fname, eIgnored).parent_path();
+    const fs::path tInstalled = tFolder / ZQ_MESSAGES;
+    return fs::is_directory(tInstalled, eIgnored) ? tInstalled.lexically_normal()
+                                                  : tFolder.parent_path() / "messages";
 }
 
 }  // namespace

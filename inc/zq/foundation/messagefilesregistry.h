@@ -22,8 +22,8 @@ public:
 
     /// Adds a message file by name; a name that is known already changes nothing.
     void registerMessageFiles(const ZQWString& sName);
-    /// Puts a directory in front of those that are searched. Without any, the folder "messages" beside the
-    /// folder that holds this library.
+    /// Puts a directory in front of those that are searched. Without any, the one that is installed with this
+    /// library (share/webhttpserver/messages), or else the folder "messages" beside the folder that holds it.
     void addDirectory(const std::string& sPath);
     /// Reads what is registered and not yet read. Returns what is wrong, a line for each file that is missing
     /// or is no message file, and for each message without a key or with one that is taken, which is passed
