@@ -9,8 +9,8 @@
 
 int main(int nArguments, char** pArguments) {
     using namespace webcontainer;
-    const std::string sVersion =
-        "webcontainer " ZQ_VERSION " (" + std::string(kiv::s_version_webhttpserver4) + ")";
+    const std::string sVersion = "webcontainer " ZQ_VERSION " (commit " + std::string(s_ksCommit) + "; " +
+                                 kiv::s_version_webhttpserver4 + ")";
     CommandLine tCommandLine;
     int nExitCode = kExitOrderly;
     if (!parseCommandLine(nArguments, pArguments, sVersion, tCommandLine, nExitCode)) return nExitCode;

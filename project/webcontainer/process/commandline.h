@@ -20,6 +20,9 @@ struct CommandLine {
     bool bCheck = false;
 };
 
+/// The commit of the sources; "unknown" where they are no repository.
+extern const char s_ksCommit[];
+
 /// Reads the command line. False: the process is to end with rnExitCode; help, version or what is wrong has
 /// been written. sVersion: what --version writes.
 bool parseCommandLine(int nArguments, const char* const* pArguments, const std::string& sVersion,

@@ -193,7 +193,7 @@ TEST(Program, AnswersQuestionsAboutItself) {
     };
     tDirectory.write("log", "old");
     const std::tuple<std::vector<std::string>, std::string, std::string> tCases[] = {
-        {{"--version"}, "webcontainer [0-9.]+ \\(webhttpserver .*\\)", ""},
+        {{"--version"}, "webcontainer [0-9.]+ \\(commit ([0-9a-f]{12}[+]?|unknown); webhttpserver .*\\)", ""},
         {{"--help"}, "Serves an application over HTTP/1.1.", ""},
         {{"--check", "--config", TEST_SAMPLE_CONFIGURATION}, "webcontainer: .* can be used", ".*"},
         {{"--check", "--config", config("good", "new/", "NONE"), "--app", TEST_APPLICATION},
