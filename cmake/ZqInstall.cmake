@@ -2,6 +2,10 @@
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME runtime)
 
+# When this version was released.
+file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG.md sReleased REGEX "^## \\[${PROJECT_VERSION}] - ")
+string(REGEX REPLACE ".* - " "" sReleased "${sReleased}")
+
 # zq_install_rpath(TARGET FOLDER): lets a target that is installed in FOLDER find the libraries wherever the whole is
 # installed. In the system's own folders they are found anyway.
 function(zq_install_rpath sTarget sFolder)
@@ -23,6 +27,21 @@ function(zq_install_package)
         REGEX "/(autobuffer|i18nutils|libloaded|multipartstream|nodestorage|posixstrsupport|unicodehttpstream)\\.h$" EXCLUDE)
     install(FILES project/webhttpserver/httpservermessages.xml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/webhttpserver/messages COMPONENT runtime)
+
+    install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+    install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md
+        PATTERN architecture.md EXCLUDE PATTERN downloadnames.md EXCLUDE PATTERN manual EXCLUDE PATTERN examples EXCLUDE)
+    install(DIRECTORY docs/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development
+        PATTERN CMakeLists.txt EXCLUDE)
+
+    cmake_path(SET sHere NORMALIZE "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
+    file(RELATIVE_PATH sLibraries ${sHere} ${CMAKE_INSTALL_FULL_LIBDIR})
+    file(RELATIVE_PATH sHeaders ${sHere} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+    foreach(sKind application host)
+        configure_file(cmake/webhttpserver-${sKind}.pc.in webhttpserver-${sKind}.pc @ONLY)
+        install(FILES ${PROJECT_BINARY_DIR}/webhttpserver-${sKind}.pc
+            DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+    endforeach()
 
     include(CMakePackageConfigHelpers)
     configure_package_config_file(cmake/webhttpserverConfig.cmake.in webhttpserverConfig.cmake

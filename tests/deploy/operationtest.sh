@@ -5,7 +5,7 @@ program=$1 application=$2
 source "$3/stage.bash"
 
 # The unit for many instances is the unit for one, with places of their own.
-sed -e '/^Description/s/$/: %i/' -e 's|/webhttpserver\.toml|/%i.toml|' -e '/^[A-Z][a-z]*Directory=/s|$|/%i|' \
+sed -e '/^Description/s/$/: %i/' -e 's#/webhttpserver\.\(toml\|env\)#/%i.\1#' -e '/^[A-Z][a-z]*Directory=/s|$|/%i|' \
     "$deploy/webhttpserver.service" | diff - "$deploy/webhttpserver@.service" || die "the two units differ"
 
 start_instance A
