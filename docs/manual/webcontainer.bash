@@ -1,0 +1,13 @@
+# bash completion for webcontainer; the program itself says what options it has.
+
+_webcontainer() {
+    local cur prev words cword
+    _init_completion || return
+    case $prev in
+        --config) _filedir toml ;;
+        --app) _filedir so ;;
+        --listen) ;;
+        *) mapfile -t COMPREPLY < <(compgen -W "$(_parse_help "$1")" -- "$cur") ;;
+    esac
+} &&
+    complete -F _webcontainer webcontainer
