@@ -28,7 +28,7 @@ function(zq_install_package)
     install(FILES project/webhttpserver/httpservermessages.xml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/webhttpserver/messages COMPONENT runtime)
 
-    install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+    install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
     install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md
         PATTERN architecture.md EXCLUDE PATTERN downloadnames.md EXCLUDE PATTERN manual EXCLUDE PATTERN examples EXCLUDE)
     install(DIRECTORY docs/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development
@@ -42,6 +42,12 @@ function(zq_install_package)
         install(FILES ${PROJECT_BINARY_DIR}/webhttpserver-${sKind}.pc
             DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
     endforeach()
+
+    if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+        include(ZqPackages)
+    else()
+        install(FILES CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+    endif()
 
     include(CMakePackageConfigHelpers)
     configure_package_config_file(cmake/webhttpserverConfig.cmake.in webhttpserverConfig.cmake
