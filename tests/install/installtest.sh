@@ -74,7 +74,7 @@ man --warnings -l "$root"/share/man/man?/*.gz 2>"$stage/man.log" >/dev/null
 [[ ! -s $stage/man.log ]] || die "the manual has mistakes"
 MANWIDTH=1000 man -l "$root"/share/man/man1/*.gz >"$stage/manual"
 for option in $options; do
-    grep -qe "$option" "$stage/manual" || die "the manual lacks $option"
+    grep -qE "^ +(-., )?$option" "$stage/manual" || die "the manual lacks $option"
 done
 MANWIDTH=1000 man -l "$root"/share/man/man5/*.gz | grep -A2 MaxHeadBytes | grep -q '16384 bytes; 1024 to 1048576\.' ||
     die "the manual lacks a setting"
