@@ -28,7 +28,7 @@ function(zq_install_package)
     install(FILES project/webhttpserver/httpservermessages.xml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/webhttpserver/messages COMPONENT runtime)
 
-    install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+    install(FILES apps/sample/webcontainer.toml DESTINATION ${CMAKE_INSTALL_DOCDIR}/apps/sample)
     install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md
         PATTERN architecture.md EXCLUDE PATTERN downloadnames.md EXCLUDE PATTERN manual EXCLUDE PATTERN examples EXCLUDE)
     install(DIRECTORY docs/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development
