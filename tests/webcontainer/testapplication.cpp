@@ -56,6 +56,12 @@ public:
 
 }  // namespace
 
+#ifdef TEST_APPLICATION_CONTRACT
+extern "C" ZQ_EXPORT const HttpApplicationRecord zqHttpApplicationRecord;
+extern "C" const HttpApplicationRecord zqHttpApplicationRecord{TEST_APPLICATION_CONTRACT, "0.9.1", ""};
+#else
+ZQ_HTTP_APPLICATION_RECORD
+#endif
 extern "C" ZQ_EXPORT HttpApplication* zqCreateHttpApplication();
 extern "C" HttpApplication* zqCreateHttpApplication() {
     return TEST_APPLICATION_NULL ? nullptr : new TestApplication;

@@ -6,6 +6,7 @@
 #include "zq/foundation/handle.h"
 #include "zq/foundation/hostallocator.h"
 #include "zq/foundation/refstring.h"
+#include "zq/httpextension/applicationrecord.h"
 #include "zq/httpextension/httprequeststatus.h"
 #include "zq/httpstream/zqhttpstream.h"
 
@@ -57,8 +58,10 @@ protected:
 extern "C" using HttpApplicationFactory = HttpApplication * ();
 #define ZQ_HTTP_APPLICATION_FACTORY "zqCreateHttpApplication"
 
-/// Defines the factory, once in an application's library: ZQ_HTTP_APPLICATION(MyApplication).
+/// Defines the factory, once in an application's library, and beside it the record by which a host knows what
+/// the library was built against: ZQ_HTTP_APPLICATION(MyApplication).
 #define ZQ_HTTP_APPLICATION(ApplicationClass)                                               \
+    ZQ_HTTP_APPLICATION_RECORD                                                              \
     extern "C" ZQ_EXPORT HttpApplication* zqCreateHttpApplication();                        \
     extern "C" HttpApplication* zqCreateHttpApplication() {                                 \
         return new ApplicationClass; /* NOLINT(bugprone-macro-parentheses): it is a type */ \

@@ -1,8 +1,11 @@
 #include "process/applicationlibrary.h"
 
+#include <cxxabi.h>
 #include <dlfcn.h>
 
+#include <cstdlib>
 #include <exception>
+#include <string_view>
 
 #include "base/starterror.h"
 #include "log/containerlog.h"
@@ -12,32 +15,86 @@ namespace webcontainer {
 
 namespace {
 
+constexpr char s_ksThis[] = "webhttpserver " ZQ_BUILD_VERSION;
+
 std::string lastError() {
     // Each thread has its own in glibc.
     const char* const pError = ::dlerror();  // NOLINT(concurrency-mt-unsafe)
     return pError ? pError : "no reason given";
 }
 
+std::string demangle(const std::string& sSymbol) {
+    int nStatus = 0;
+    const std::unique_ptr<char, void (*)(void*)> pName(
+        abi::__cxa_demangle(sSymbol.c_str(), nullptr, nullptr, &nStatus), &std::free);
+    return pName ? pName.get() : sSymbol;
+}
+
+/// What a text says behind sBefore, up to the next space or comma; empty when it does not.
+std::string cutWordBehind(std::string_view sText, std::string_view sBefore) {
+    const std::size_t nPlace = sText.find(sBefore);
+    if (nPlace == std::string_view::npos) return {};
+    sText.remove_prefix(nPlace + sBefore.size());
+    return std::string(sText.substr(0, sText.find_first_of(" ,\t")));
+}
+
+/// What dlopen(3) means, and what to do about it. Its texts name the file at fault first: the application, or
+/// a library that it needs.
+std::string explain(const std::string& sPath, const std::string& sError) {
+    const std::string sFault = sError.substr(0, sError.find(": "));
+    if (const std::string sSymbol = cutWordBehind(sError, "undefined symbol: "); !sSymbol.empty())
+        return sFault + " needs " + demangle(sSymbol) +
+               ", which neither this program defines nor a library that it was linked to; rebuild it "
+               "against " +
+               s_ksThis + ", or link it to the library that does";
+    if (sError.find("cannot open") == std::string::npos)
+        return sError + "; build it as a shared library on a machine like this one";
+    if (sFault == sPath)
+        return sError + "; name its shared object with --app, with a slash unless it is installed";
+    return "it needs the library " + sError + "; install that, or link with its folder as RPATH";
+}
+
 void* load(const std::string& sPath) {
     void* const pLibrary = ::dlopen(sPath.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!pLibrary)
-        throwStartError("cannot load the application " + sPath + ": " + lastError() +
-                        "; name its shared object with --app, with a slash unless it is installed");
+        throwStartError("cannot load the application " + sPath + ": " + explain(sPath, lastError()));
     return pLibrary;
+}
+
+/// Before any function of the library is called: what it takes for its arguments may lie elsewhere in ours.
+void checkRecord(const std::string& sPath, void* pLibrary) {
+    const auto* const pRecord =
+        static_cast<const HttpApplicationRecord*>(::dlsym(pLibrary, ZQ_HTTP_APPLICATION_RECORD_NAME));
+    if (!pRecord)
+        throwStartError("the library " + sPath +
+                        " is no application: it lacks the record " ZQ_HTTP_APPLICATION_RECORD_NAME
+                        "; build it with ZQ_HTTP_APPLICATION(...)");
+    if (pRecord->nContract != ZQ_HTTP_APPLICATION_CONTRACT)
+        throwStartError("the application " + sPath + " was built against webhttpserver " + pRecord->pVersion +
+                        " with contract " + std::to_string(pRecord->nContract) + ", but this is " + s_ksThis +
+                        " with contract " + std::to_string(ZQ_HTTP_APPLICATION_CONTRACT) +
+                        "; rebuild it against " + s_ksThis);
+    if (std::string_view(pRecord->pAbi) != ZQ_HTTP_APPLICATION_ABI)
+        throwStartError("the application " + sPath + " was built with " + pRecord->pAbi +
+                        ", but this program with " ZQ_HTTP_APPLICATION_ABI
+                        "; rebuild it with a compiler and options that use " ZQ_HTTP_APPLICATION_ABI);
+}
+
+HttpApplicationFactory* open(const std::string& sPath) {
+    void* const pLibrary = load(sPath);
+    checkRecord(sPath, pLibrary);
+    void* const pFactory = ::dlsym(pLibrary, ZQ_HTTP_APPLICATION_FACTORY);
+    if (!pFactory)
+        throwStartError("the application " + sPath +
+                        " lacks the factory " ZQ_HTTP_APPLICATION_FACTORY
+                        "; build it with ZQ_HTTP_APPLICATION(...)");
+    reportApplication(pFactory);
+    return reinterpret_cast<HttpApplicationFactory*>(pFactory);
 }
 
 }  // namespace
 
-ApplicationLibrary::ApplicationLibrary(const std::string& sPath)
-    : m_sPath(sPath),
-      m_pFactory(
-          reinterpret_cast<HttpApplicationFactory*>(::dlsym(load(sPath), ZQ_HTTP_APPLICATION_FACTORY))) {
-    if (!m_pFactory)
-        throwStartError("the library " + sPath +
-                        " is no application: it lacks the factory " ZQ_HTTP_APPLICATION_FACTORY
-                        "; build it with ZQ_HTTP_APPLICATION(...)");
-    reportApplication(reinterpret_cast<const void*>(m_pFactory));
-}
+ApplicationLibrary::ApplicationLibrary(const std::string& sPath) : m_sPath(sPath), m_pFactory(open(sPath)) {}
 
 std::unique_ptr<HttpApplication> ApplicationLibrary::create() const {
     std::string sWhy = "its factory returned nothing";

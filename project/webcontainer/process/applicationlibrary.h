@@ -11,8 +11,8 @@ namespace webcontainer {
 /// application made refer to its texts.
 class ApplicationLibrary {
 public:
-    /// Loads it and looks its factory up. A name without a slash is searched as dlopen(3) says. Throws
-    /// StartError.
+    /// Loads it, sees that it was built for this program, and looks its factory up. A name without a slash is
+    /// searched as dlopen(3) says. Throws StartError.
     explicit ApplicationLibrary(const std::string& sPath);
     /// Makes the application. Throws StartError when the factory throws or returns null.
     std::unique_ptr<HttpApplication> create() const;

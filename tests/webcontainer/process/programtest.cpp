@@ -122,6 +122,14 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
     const RunningProgram tOther;
     const std::string sTaken = tOther.m_tAddress.text();
     const std::string sMinutes = "; write a whole number from 0 to 71582";
+    // The good application, in which a text of the file is another one.
+    auto patched = [&, n = 0](std::string_view sOld, std::string_view sNew) mutable {
+        std::ifstream tFile(sApp);
+        std::string s{std::istreambuf_iterator<char>(tFile), {}};
+        for (auto nPlace = s.find(sOld); nPlace != std::string::npos; nPlace = s.find(sOld, nPlace))
+            s.replace(nPlace, sOld.size(), sNew);
+        return load(tDirectory.write(std::to_string(++n) + ".so", s));
+    };
     const std::tuple<Arguments, int, std::string> tCases[] = {
         {{}, 2, "--config is required; see webcontainer --help"},
         {{"--config", sGood}, 2, "--app is required; see"},
@@ -165,8 +173,20 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
          "it holds more than letters, digits and signs of ASCII"},
         {check("WebContainer.ServerField = \"a \"\n"), 1, "it holds more than"},
         {check("WebContainer.ProxyProtocol = \"any\"\n"), 1, "nobody could connect; name the proxies"},
-        {load("/nowhere/lib.so"), 1, "cannot load the application /nowhere/lib.so: "},
-        {load(TEST_NO_APPLICATION), 1, "lacks the factory zqCreateHttpApplication; build"},
+        {load("/nowhere/lib.so"), 1, "No such file or directory; name its shared object with --app"},
+        {load(sGood), 1, "invalid ELF header; build it as a shared library on a machine like this one"},
+        {patched({"\177ELF\2", 5}, {"\177ELF\1", 5}), 1, "wrong ELF class: ELFCLASS32; build it as a"},
+        {patched("libzqhttpextension.so", "libzqhttpextensiox.so"), 1,
+         ": it needs the library libzqhttpextensiox.so"},
+        {patched("_ZN15HttpApplication4soap", "_ZN15HttpApplication4soup"), 1,
+         "so needs HttpApplication::soup(ZQHttpStream&, HttpApplicationRequest const&), which neither"},
+        {patched("zqCreateHttp", "zqCreateHtml"), 1, "so lacks the factory zqCreateHttpApplication; build"},
+        {patched({"libstdc++\0", 10}, {"libc++\0\0\0\0", 10}), 1,
+         "so was built with libc++, but this program with libstdc++; rebuild it with"},
+        {load(TEST_APPLICATION_OLD), 1,
+         "was built against webhttpserver 0.9.1 with contract 0, but this is webhttpserver 1.0.0 with "
+         "contract 1; rebuild it against webhttpserver 1.0.0"},
+        {load(TEST_NO_APPLICATION), 1, "lacks the record zqHttpApplicationRecord; build"},
         {load(TEST_APPLICATION_NULL), 1, "cannot start: its factory returned nothing; "},
         {{"--check", "--config", sGood, "--app", TEST_APPLICATION_THROWS}, 1, "cannot start: no database; "},
     };
@@ -176,6 +196,7 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
         EXPECT_EQ(tProgram.wait(), nExitCode) << sErrors;
         EXPECT_THAT(sErrors, testing::AllOf(StartsWith("webcontainer: "), HasSubstr(sLine)));
         EXPECT_EQ(std::count(sErrors.begin(), sErrors.end(), '\n'), 1) << sErrors;
+        EXPECT_EQ(sErrors.find("--app") != std::string::npos, sLine.find("--app") != std::string::npos);
     }
     EXPECT_THAT(tDirectory.read("log"), HasSubstr("loading the application /nowhere/lib.so"));
 }
