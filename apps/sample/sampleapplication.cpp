@@ -40,7 +40,7 @@ private:
         const std::optional<QueryParameters> tQuery = parseQuery(rRequest);
         if (!tQuery) return badRequestPage(rStream, L"The query has too many parameters.");
         ZQWString sPath;
-        rStream.GetServerVariable("URL", sPath);
+        rStream.GetServerVariable(ServerVariable::kUrl, sPath);
         const Route* const pRoute = findRoute(sPath);
         const Page pPage = pRoute ? pRoute->*pKind : missingPage;
         if (!pPage) return badRequestPage(rStream, L"Nothing can be sent to this page.");

@@ -134,7 +134,8 @@ TEST(Handle, DeletesWithTheLastOneAndThrowsWhenNullIsUsed) {
     hFirst->makeEternal();
     const std::unique_ptr<Probe> pEternal(hFirst.getPtr());
     Handle<Probe>(hFirst).reset();
-    hFirst = Handle<Probe>();
+    hFirst = nullptr;
+    EXPECT_EQ(hFirst, nullptr);
     EXPECT_EQ(nLiving, 1);
 }
 

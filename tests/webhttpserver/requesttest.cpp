@@ -94,8 +94,8 @@ TEST(Request, ErrorAfterFlushKeepsTheStatusSentAndEndsTheResponse) {
     };
     t.run();
     EXPECT_EQ(t.calls(), s_ksStart +
-                             "getMethod, getQueryString, GET '', setStatusCode 202, commitHeaders, "
-                             "writeToBody half, endResponse rest");
+                             "getMethod, getQueryString, GET '', setStatusCode 202, addHeader Content-Type: "
+                             "text/plain; charset=utf-8, commitHeaders, writeToBody half, endResponse rest");
 }
 
 TEST(Request, KindOfPostDecidesWhoReadsItsBody) {

@@ -59,6 +59,16 @@ const ResponseCase s_tResponses[] = {
           "text/html; charset=utf-8, Expires: 0, Cache-Control: , Content-Disposition: inline; "
           "filename=\"a_b.txt\"",
       s_ksChunkLog + "\xC3\xA9"}},
+    {"the type's character set is that of the text",
+     [](ZQHttpStream& r) {
+         r.SetContentType(L"a/b; CharSet =\t\"iso-8859-1\" ; x=\"\\\";charset=1\"; charset=utf-8; charset");
+         r.setStatusCode(201);
+         EXPECT_THROW(r.SetContentType(L"c/d; charset="), CharacterSet::UnknownCharset);
+         r.addText(L"\u00e9");
+     },
+     {"setStatusCode 201", "setContentLength 1",
+      "addHeader Content-Type: a/b; x=\"\\\";charset=1\"; charset; charset=iso-8859-1", "commitHeaders",
+      "endResponse \xE9"}},
     {"flushed in pieces",
      [](ZQHttpStream& r) {
          r.setStatusCode(206);
@@ -69,9 +79,9 @@ const ResponseCase s_tResponses[] = {
          r.Flush();
          r.addText(L"end");
      },
-     {"setStatusCode 206", "commitHeaders", "writeToBody one", std::string("writeToBody \0\1", 14),
-      "endResponse end"},
-     {s_ksHeadersLog + "Status Code: 206", s_ksChunkLog + "one",
+     {"setStatusCode 206", "addHeader Content-Type: text/plain; charset=utf-8", "commitHeaders",
+      "writeToBody one", std::string("writeToBody \0\1", 14), "endResponse end"},
+     {s_ksHeadersLog + "Status Code: 206, Content-Type: text/plain; charset=utf-8", s_ksChunkLog + "one",
       s_ksChunkLog + "Zero bytes flushed for status code 206.", s_ksChunkLog + "AAE=", s_ksChunkLog + "end"}},
     {"no type: the character set is not named",
      [](ZQHttpStream& r) {
@@ -126,7 +136,8 @@ const ResponseCase s_tResponses[] = {
          r.addText(L"a\U0001F600");
          r.writeBinary("b", 1);
      },
-     {"setStatusCode 201", "setContentLength 9", "commitHeaders",
+     {"setStatusCode 201", "setContentLength 9", "addHeader Content-Type: text/plain; charset=UNIcode",
+      "commitHeaders",
       std::string("endResponse b\xFF\xFE"
                   "a\0\x3D\xD8\x00\xDE",
                   21)},
@@ -139,8 +150,8 @@ const ResponseCase s_tResponses[] = {
          r.Flush();
          r.addText(L"b");
      },
-     {"setStatusCode 201", "commitHeaders", std::string("writeToBody \xFE\xFF\0a", 16),
-      std::string("endResponse \0b", 14)},
+     {"setStatusCode 201", "addHeader Content-Type: text/plain; charset=UNICODEfffe", "commitHeaders",
+      std::string("writeToBody \xFE\xFF\0a", 16), std::string("endResponse \0b", 14)},
      {}},
     {"a first flush without text leaves no mark",
      [](ZQHttpStream& r) {

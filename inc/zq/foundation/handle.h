@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <type_traits>
 #include <utility>
 
@@ -16,6 +17,7 @@ template <class T, class TCounted = T>
 class ZQ_EXPORT Handle {
 public:
     Handle() noexcept = default;
+    Handle(std::nullptr_t) noexcept {}
     /// Takes a reference to p, which may be null.
     explicit Handle(T* p) noexcept : m_p(p) { acquire(); }
     Handle(const Handle& r) noexcept : m_p(r.m_p) { acquire(); }

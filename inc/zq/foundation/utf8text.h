@@ -6,8 +6,9 @@
 #include "zq/foundation/encodingutf8.h"
 #include "zq/foundation/stringbuffer.h"
 
-/// Wide text as UTF-8 and back, for the system's interfaces, which speak UTF-8. What cannot be represented
-/// becomes U+FFFD. Throw std::bad_alloc.
+/// Wide text, as streams and strings of this system have it, as UTF-8 and back: for files, other libraries
+/// and the system's interfaces. What cannot be represented becomes U+FFFD. Throw std::bad_alloc. Any
+/// thread.
 inline std::string toUtf8(std::wstring_view s) {
     NarrowStringBuffer tBuffer;
     W2NEncodingUTF8().encode(tBuffer, s);

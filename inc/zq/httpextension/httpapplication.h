@@ -8,6 +8,7 @@
 #include "zq/foundation/refstring.h"
 #include "zq/httpextension/applicationrecord.h"
 #include "zq/httpextension/httprequeststatus.h"
+#include "zq/httpstream/servervariables.h"
 #include "zq/httpstream/zqhttpstream.h"
 
 /// What an application is told about a request besides its stream. All views are valid until the call that
@@ -34,10 +35,19 @@ struct ZQ_EXPORT HttpApplicationRequest {
 /// one request; what it returns becomes the status of an error, or leaves the status that the application set
 /// when it is kOK. An exception that leaves a call ends the request with an error page or, when headers are
 /// out already, with an aborted connection; http::MaliciousInputException becomes a 403.
+///
+/// Not every request gets here. Each segment of the URL's path must begin with an ASCII letter or digit, and
+/// only the last one may be empty: "/", "/a/b.html" and "/a/" come through, while "/.well-known/x", "/_x",
+/// "/@me", "/-", "/%C3%A4" and "//" are answered with 400. So are methods other than GET and POST (HEAD comes
+/// as a GET).
+///
+/// Text is wide and header text and file names are bytes elsewhere: toUtf8() and fromUtf8() convert (see
+/// zq/foundation/utf8text.h).
 class ZQ_EXPORT HttpApplication : public HostAllocated, public HttpRequestStatus {
 public:
     virtual ~HttpApplication() = default;
 
+    /// rStream.GetServerVariable(ServerVariable::kUrl, ...) says which page is wanted; see servervariables.h.
     virtual EStatus get(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) = 0;
     /// Refuses every POST unless overridden.
     virtual EStatus post(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest);

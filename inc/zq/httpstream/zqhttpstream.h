@@ -77,7 +77,8 @@ public:
     virtual bool IsCommitted() const = 0;
     /// Adds a header field to the response; every addition is kept.
     virtual void AddHeader(const ZQWString& sName, const ZQWString& sValue) = 0;
-    /// The server variable of a name, for example "URL". False, and rValue untouched, when there is none.
+    /// The server variable of a name (see servervariables.h). False, and rValue untouched, when there is
+    /// none.
     virtual bool GetServerVariable(const char* pName, ZQWString& rValue) = 0;
     /// Appends the values of every request header of that name (case aside), in the order they came. False,
     /// and nothing appended, when there is none.
@@ -117,14 +118,21 @@ public:
     /// As getRequestHeader(), but an absent header leaves an empty value.
     bool GetRequestHeader(const ZQWString& sName, ZQWString& rValue);
 
-    /// Appends a whole text.
-    void addText(std::wstring_view s) { addChars(s.data(), s.size()); }
+    /// Appends a whole text. When there is no content type yet, it becomes that of kText, text/plain: without
+    /// one, browsers guess.
+    void addText(std::wstring_view s) {
+        if (m_tInternals.sContentType.empty()) SetFormat(WebContentFormat::kText);
+        addChars(s.data(), s.size());
+    }
 
-    /// The media type (RFC 9110 section 8.3.1) without charset; empty: the response has no Content-Type.
+    /// The media type (RFC 9110 section 8.3.1), with parameters if it has any. Of these, charset sets the
+    /// output character set as SetOutputCharset() does, and is taken out, because the response names that one
+    /// anyway; it throws CharacterSet::UnknownCharset when nobody knows it. Empty, as at first: the response
+    /// has no Content-Type.
     void SetContentType(const ZQWString& sContentType);
     const ZQWString& GetContentType() const noexcept { return m_tInternals.sContentType; }
-    /// The character set that text is sent in, at first UTF-8. Null: the Content-Type names none, and only
-    /// bytes can be written.
+    /// The character set that text is sent in, at first UTF-8. It stands in every Content-Type, that of bytes
+    /// too. nullptr: the Content-Type names none, and only bytes can be written.
     void SetOutputCharset(const Handle<const CharacterSet>& hCharset) {
         m_tInternals.hOutputCharset = hCharset;
     }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "zq/httpstream/servervariables.h"
+
 namespace webcontainer {
 
 namespace {
@@ -38,18 +40,18 @@ bool store(std::string_view s, std::string_view& rsValue, NarrowStringBufferBase
 }  // namespace
 
 const ServerVariables::Variable ServerVariables::s_tVariables[] = {
-    {"URL", &ServerVariables::getUrl},
-    {"REQUEST_METHOD", &ServerVariables::getMethod},
-    {"QUERY_STRING", &ServerVariables::getQuery},
-    {"SERVER_PROTOCOL", &ServerVariables::getProtocol},
-    {"CONTENT_TYPE", &ServerVariables::getContentType},
-    {"CONTENT_LENGTH", &ServerVariables::getContentLength},
-    {"SERVER_NAME", &ServerVariables::getServerName},
-    {"SERVER_PORT", &ServerVariables::getServerPort},
-    {"REMOTE_ADDR", &ServerVariables::getRemoteAddress},
-    {"REMOTE_PORT", &ServerVariables::getRemotePort},
-    {"HTTPS", &ServerVariables::getHttps},
-    {"REQUEST_ID", &ServerVariables::getRequestId},
+    {ServerVariable::kUrl, &ServerVariables::getUrl},
+    {ServerVariable::kRequestMethod, &ServerVariables::getMethod},
+    {ServerVariable::kQueryString, &ServerVariables::getQuery},
+    {ServerVariable::kServerProtocol, &ServerVariables::getProtocol},
+    {ServerVariable::kContentType, &ServerVariables::getContentType},
+    {ServerVariable::kContentLength, &ServerVariables::getContentLength},
+    {ServerVariable::kServerName, &ServerVariables::getServerName},
+    {ServerVariable::kServerPort, &ServerVariables::getServerPort},
+    {ServerVariable::kRemoteAddress, &ServerVariables::getRemoteAddress},
+    {ServerVariable::kRemotePort, &ServerVariables::getRemotePort},
+    {ServerVariable::kHttps, &ServerVariables::getHttps},
+    {ServerVariable::kRequestId, &ServerVariables::getRequestId},
 };
 
 bool ServerVariables::find(std::string_view sName, std::string_view& rsValue,

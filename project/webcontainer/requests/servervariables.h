@@ -9,25 +9,8 @@
 
 namespace webcontainer {
 
-/// What an application may ask about a request by name. The names are those of RFC 3875 section 4.1, in upper
-/// case, and "URL".
-///
-///     URL              the path of the request target as the client sent it: not decoded, without the query;
-///                      of an absolute-form target too
-///     REQUEST_METHOD, QUERY_STRING, SERVER_PROTOCOL, CONTENT_TYPE, CONTENT_LENGTH
-///     SERVER_NAME      the host that the client asked, without the port
-///     SERVER_PORT      the port that it reached; "0" on a unix socket
-///     REMOTE_ADDR, REMOTE_PORT
-///                      the client's; "unix:" and nothing of a unix socket's client
-///                      The five above and HTTPS are what a trusted proxy says (see requestorigin.h; port
-///                      and client also in a ProxyHeader):
-///                      REMOTE_PORT is empty when it says none, SERVER_PORT is then of the host that the
-///                      client asked, or else the scheme's.
-///     HTTPS            "on" or "off"
-///     REQUEST_ID       what the logs call the request by: 32 hexadecimal digits (see requestid.h)
-///     HTTP_<NAME>      the header fields of that name, case aside and hyphens as underscores, joined by
-///                      commas (Cookie: by semicolons). A field with an underscore in its name cannot be
-///                      asked for, so that it cannot pass for another one.
+/// What an application may ask about a request by name: zq/httpstream/servervariables.h has the names. What a
+/// trusted proxy says of them see requestorigin.h; ports and client also come in a ProxyHeader.
 class ServerVariables {
 public:
     ServerVariables(RequestInput& rInput, const ConnectionEnds& rEnds, RequestOrigin& rOrigin,
