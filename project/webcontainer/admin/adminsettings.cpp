@@ -1,5 +1,6 @@
 #include "admin/adminsettings.h"
 
+#include "base/starterror.h"
 #include "zq/foundation/utf8text.h"
 #include "zq/services/setting.h"
 
@@ -42,8 +43,13 @@ Limits adminLimits() {
 }  // namespace
 
 std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader,
-                                               const std::vector<ListenAddress>& rTaken) {
-    const std::string sListen = toUtf8(s_tListen.readText(rReader));
+                                               const std::vector<ListenAddress>& rTaken,
+                                               const std::string* pListen) {
+    const std::string sListen = pListen ? *pListen : toUtf8(s_tListen.readText(rReader));
+    const auto refuse = [&](const std::string& sWhy) {
+        if (pListen) throwStartError("--admin: " + sWhy);
+        rReader.throwBadValue(s_tListen.pKey, fromUtf8(sWhy));
+    };
     AdminSettings tSettings;
     tSettings.sHostName = toUtf8(s_tHostName.readText(rReader));
     tSettings.bReadyWhileSaturated = s_tReadyWhileSaturated.readChoice(rReader) == 0;
@@ -53,14 +59,12 @@ std::optional<AdminSettings> readAdminSettings(const ConfigReader& rReader,
     if (sListen.empty()) return std::nullopt;
     ListenAddress& rAddress = tSettings.tOptions.tListen.emplace_back();
     if (!ListenAddress::parse(sListen, rAddress))
-        rReader.throwBadValue(s_tListen.pKey,
-                              L"it is no address; write an address and a port, such as 127.0.0.1:9180, a "
-                              L"unix socket, such as unix:/run/web/admin.sock, or \"\" "
-                              L"for no admin listener");
+        refuse(
+            "it is no address; write an address and a port, such as 127.0.0.1:9180, a unix socket, such as "
+            "unix:/run/web/admin.sock, or \"\" for no admin listener");
     for (const ListenAddress& r : rTaken)
         if (r.clashesWith(rAddress))
-            rReader.throwBadValue(s_tListen.pKey, fromUtf8("clients connect to " + r.text() +
-                                                           "; choose another address or port"));
+            refuse("clients connect to " + r.text() + "; choose another address or port");
     rAddress.pSettings = "Admin/Listen";
     return tSettings;
 }

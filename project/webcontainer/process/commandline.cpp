@@ -27,6 +27,9 @@ void addOptions(CLI::App& rApp, CommandLine& rCommandLine, const std::string& sV
         ->type_name("LIBRARY");
     rApp.add_option("--listen", rCommandLine.sListen, "where to listen, instead of WebContainer/Listen")
         ->type_name("ADDRESSES");
+    rApp.add_option("--admin", rCommandLine.tAdmin,
+                    "where the status page and the like are, instead of Admin/Listen; \"\": nowhere")
+        ->type_name("ADDRESS");
     rApp.add_flag("--check", rCommandLine.bCheck,
                   "only say whether the server could start; the application is made and dropped");
     rApp.add_flag_callback(

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace webcontainer {
@@ -16,8 +17,11 @@ enum EExitCode {
 struct CommandLine {
     std::string sConfig;
     std::string sApplication;
-    std::string sListen;  ///< empty: as configured
+    std::string sListen;                ///< empty: as configured
+    std::optional<std::string> tAdmin;  ///< nothing: as configured
     bool bCheck = false;
+
+    const std::string* getAdmin() const noexcept { return tAdmin ? &*tAdmin : nullptr; }
 };
 
 /// The commit of the sources; "unknown" where they are no repository.

@@ -132,7 +132,8 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine)
     m_tLog.start();
     reportCrashesTo(getLogFile(tReader));
     useHandedOver(tOptions, tHandedOver);
-    std::optional<AdminSettings> tAdmin = readAdminSettings(tReader, tOptions.tListen);
+    std::optional<AdminSettings> tAdmin =
+        readAdminSettings(tReader, tOptions.tListen, rCommandLine.getAdmin());
     checkSettingValues(tReader);
     tOptions.fAlive = [this] {
         if (!m_pContainer->isStuck()) m_tManager.alive();
@@ -225,7 +226,8 @@ void checkOnly(const CommandLine& rCommandLine) {
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
     const TrialOpening tLogTrial(getLogFile(tReader));
     checkLogSettings(tReader);
-    std::optional<AdminSettings> tAdmin = readAdminSettings(tReader, tOptions.tListen);
+    std::optional<AdminSettings> tAdmin =
+        readAdminSettings(tReader, tOptions.tListen, rCommandLine.getAdmin());
     checkSettingValues(tReader);
     loadMessages();
     applyFeatures(tReader);
