@@ -5,6 +5,7 @@
 #include "process/commandline.h"
 #include "process/crashreport.h"
 #include "process/serverprocess.h"
+#include "process/skeleton.h"
 #include "zq/webhttpserver/kivmakelibloaded.h"
 
 int main(int nArguments, char** pArguments) {
@@ -16,8 +17,12 @@ int main(int nArguments, char** pArguments) {
     if (!parseCommandLine(nArguments, pArguments, sVersion, tCommandLine, nExitCode)) return nExitCode;
     reportCrashes();
     try {
-        if (!tCommandLine.bCheck) return ServerProcess(tCommandLine).serve();
-        checkOnly(tCommandLine);
+        if (tCommandLine.tNew)
+            writeSkeleton(*tCommandLine.tNew);
+        else if (tCommandLine.bCheck)
+            checkOnly(tCommandLine);
+        else
+            return ServerProcess(tCommandLine).serve();
         return kExitOrderly;
     } catch (const Exception& e) {
         complain(describe(e));

@@ -20,9 +20,10 @@ constexpr char s_ksFooter[] =
     "4 ended by the application.";
 
 void addOptions(CLI::App& rApp, CommandLine& rCommandLine, const std::string& sVersion) {
-    rApp.add_option("--config", rCommandLine.sConfig, "the configuration file (TOML)")
-        ->required()
-        ->type_name("FILE");
+    rApp.add_subcommand("new", "make the folder NAME, in which an application begins")
+        ->add_option("NAME", rCommandLine.tNew, "what it is called")
+        ->required();
+    rApp.add_option("--config", rCommandLine.sConfig, "the configuration file (TOML)")->type_name("FILE");
     rApp.add_option("--app", rCommandLine.sApplication, "the application's shared object")
         ->type_name("LIBRARY");
     rApp.add_option("--listen", rCommandLine.sListen, "where to listen, instead of WebContainer/Listen")
@@ -64,6 +65,8 @@ bool parseCommandLine(int nArguments, const char* const* pArguments, const std::
     addOptions(tApp, rCommandLine, sVersion);
     try {
         tApp.parse(nArguments, pArguments);
+        if (rCommandLine.tNew) return true;
+        if (rCommandLine.sConfig.empty()) throw CLI::RequiredError("--config");
         if (rCommandLine.sApplication.empty() && !rCommandLine.bCheck) throw CLI::RequiredError("--app");
         return true;
     } catch (const CLI::Success& e) {

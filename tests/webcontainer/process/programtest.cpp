@@ -134,6 +134,11 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
         {{}, 2, "--config is required; see webcontainer --help"},
         {{"--config", sGood}, 2, "--app is required; see"},
         {{"--confg", sGood, "--app", sApp}, 2, "there is no option --confg; did you mean --config?; see"},
+        {{"new", "a-b"}, 1, "\"a-b\" is no name for a class; take a letter, then"},
+        {{"new", "1a"}, 1, "\"1a\" is no name for a class"},
+        {{"new", ""}, 1, "\"\" is no name for a class"},
+        {{"new", "test"}, 1, "\"test\" means something else to CMake; choose"},
+        {{"new"}, 2, "NAME is required; see"},
         {{"--config", "/nowhere/c", "--app", sApp}, 1, "/nowhere/c: the file cannot be read: No such file"},
         {start("a = [\nb"), 1, ".toml:2:"},
         {start("[WebContainer]\nListen = \"127.0.0.1:0\"\nWokers = 1\n"), 1,
@@ -203,6 +208,27 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
         EXPECT_EQ(sErrors.find("--app") != std::string::npos, sLine.find("--app") != std::string::npos);
     }
     EXPECT_THAT(tDirectory.read("log"), HasSubstr("loading the application /nowhere/lib.so"));
+}
+
+TEST(Program, BeginsAnApplicationOrLeavesNothing) {
+    TemporaryDirectory tDirectory;
+    const auto begin = [&](rlim_t nMostBytes) {
+        Program tProgram({"new", "sayHello"}, [&] {
+            const rlimit tSize{nMostBytes, nMostBytes};
+            ::setrlimit(RLIMIT_FSIZE, &tSize);
+            static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+            if (::chdir(tDirectory.path().c_str()) != 0) ::_exit(126);
+        });
+        const std::string sSaid = tProgram.output() + tProgram.errors();
+        return std::to_string(tProgram.wait()) + " " + sSaid;
+    };
+    EXPECT_THAT(begin(500), StartsWith("1 webcontainer: cannot write sayHello/sayHello.cpp: file too large"));
+    EXPECT_THAT(begin(5000), StartsWith("0 webcontainer: sayHello/README.md says how"));
+    EXPECT_THAT(begin(5000),
+                StartsWith("1 webcontainer: cannot make the folder sayHello: file exists; choose"));
+    EXPECT_THAT(tDirectory.read("sayHello/sayHello.cpp"), HasSubstr("\nZQ_HTTP_APPLICATION(SayHello)\n"));
+    EXPECT_THAT(tDirectory.read("sayHello/README.md"), HasSubstr("--app build/libsayHello.so --watch\n"));
+    EXPECT_EQ(::access(tDirectory.path("sayHello/pagetest.sh").c_str(), X_OK), 0);
 }
 
 TEST(Program, AnswersQuestionsAboutItself) {
