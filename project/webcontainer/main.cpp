@@ -6,6 +6,7 @@
 #include "process/crashreport.h"
 #include "process/serverprocess.h"
 #include "process/skeleton.h"
+#include "process/watch.h"
 #include "zq/webhttpserver/kivmakelibloaded.h"
 
 int main(int nArguments, char** pArguments) {
@@ -21,6 +22,8 @@ int main(int nArguments, char** pArguments) {
             writeSkeleton(*tCommandLine.tNew);
         else if (tCommandLine.bCheck)
             checkOnly(tCommandLine);
+        else if (tCommandLine.bWatch)
+            return watchApplication(tCommandLine);
         else
             return ServerProcess(tCommandLine).serve();
         return kExitOrderly;

@@ -11,7 +11,7 @@ namespace {
 const Setting s_tListen(textSetting(
     L"Admin/Listen", L"127.0.0.1:9180",
     "address and port, or `unix:/path`, of `/`, `/status.json`, `/metrics`, `/live` and `/ready`; empty: "
-    "no admin listener"));
+    "no admin listener; a socket that the service manager hands over as `admin` takes its place"));
 const Setting s_tReadyWhileSaturated(textSetting(
     L"Admin/ReadyWhileSaturated", L"on",
     "whether `/ready` says 200 while requests wait for a worker: a balancer that takes every overloaded "

@@ -33,6 +33,10 @@ void addOptions(CLI::App& rApp, CommandLine& rCommandLine, const std::string& sV
         ->type_name("ADDRESS");
     rApp.add_flag("--check", rCommandLine.bCheck,
                   "only say whether the server could start; the application is made and dropped");
+    rApp.add_flag(
+        "--watch", rCommandLine.bWatch,
+        "for development: serve the application anew whenever its library is built, without losing a "
+        "request");
     rApp.add_flag_callback(
             "--settings", [] { throw CLI::CallForVersion(describeSettings(), kExitOrderly); },
             "write every setting as a table in Markdown")

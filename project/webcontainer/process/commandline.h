@@ -20,6 +20,7 @@ struct CommandLine {
     std::string sListen;                ///< empty: as configured
     std::optional<std::string> tAdmin;  ///< nothing: as configured
     bool bCheck = false;
+    bool bWatch = false;
     std::optional<std::string> tNew;  ///< the application to begin; nothing else counts then
 
     const std::string* getAdmin() const noexcept { return tAdmin ? &*tAdmin : nullptr; }

@@ -62,6 +62,15 @@ std::unique_ptr<kiv::KIVHttpServer> makeServer(HttpApplication& rApplication, co
     return pServer;
 }
 
+/// Takes the one for the admin listener out of the sockets that were handed over; -1: there is none.
+int takeAdminSocket(std::vector<HandedOverSocket>& rSockets) {
+    const auto it = std::ranges::find(rSockets, s_ksAdminSocket, &HandedOverSocket::sName);
+    if (it == rSockets.end()) return -1;
+    const int nFd = it->nFd;
+    rSockets.erase(it);
+    return nFd;
+}
+
 /// Sockets that were handed over stand in for those of the configuration.
 void useHandedOver(ContainerOptions& rOptions, const std::vector<HandedOverSocket>& rSockets) {
     if (rSockets.empty() && rOptions.tListen.empty())
@@ -124,7 +133,8 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine)
       m_tExitGuard([this] {
           if (m_pAccessLog) m_pAccessLog->flush();
       }) {
-    const std::vector<HandedOverSocket> tHandedOver = takeHandedOverSockets();
+    std::vector<HandedOverSocket> tHandedOver = takeHandedOverSockets();
+    const int nAdminSocket = takeAdminSocket(tHandedOver);
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
     m_pErrorPages = tOptions.tRules.pErrorPages;
@@ -134,6 +144,7 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine)
     useHandedOver(tOptions, tHandedOver);
     std::optional<AdminSettings> tAdmin =
         readAdminSettings(tReader, tOptions.tListen, rCommandLine.getAdmin());
+    if (tAdmin) tAdmin->tOptions.tListen.front().nHandedOver = nAdminSocket;
     checkSettingValues(tReader);
     tOptions.fAlive = [this] {
         if (!m_pContainer->isStuck()) m_tManager.alive();

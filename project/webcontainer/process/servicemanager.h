@@ -18,6 +18,9 @@ struct HandedOverSocket {
     std::string sName;  ///< as the .socket unit names it
 };
 
+/// The name of the socket that stands in for Admin/Listen; all others stand in for WebContainer/Listen.
+inline constexpr char s_ksAdminSocket[] = "admin";
+
 /// What the service manager has opened for this process (see sd_listen_fds(3)); to be asked once, before any
 /// thread starts: programs that this one starts must not think that they were meant.
 std::vector<HandedOverSocket> takeHandedOverSockets();
