@@ -6,8 +6,8 @@ _webcontainer() {
     case $prev in
         --config) _filedir toml ;;
         --app) _filedir so ;;
-        --listen) ;;
-        *) mapfile -t COMPREPLY < <(compgen -W "$(_parse_help "$1")" -- "$cur") ;;
+        --listen | --admin | new) ;;
+        *) mapfile -t COMPREPLY < <(compgen -W "$(_parse_help "$1") new" -- "$cur") ;;
     esac
 } &&
     complete -F _webcontainer webcontainer
