@@ -56,13 +56,18 @@ grep -q 'next release' /etc/webhttpserver/webhttpserver.env || die "the environm
 says 'Good morning, World 🌍'
 install --allow-downgrades ./webhttpserver_*.deb ./webhttpserver-dev_*.deb
 
-# An application of one's own takes the place of the greeting.
-sed -i 's/Good morning/Good evening/' consumer/hello.cpp
-{ cmake -S consumer -B made && cmake --build made; } >made.log 2>&1 || die "nothing can be made with it"
-cp made/libgreeting.so /usr/lib/webhttpserver
-sed -i 's/libhello/libgreeting/' /etc/webhttpserver/webhttpserver.env
+# An application of one's own takes the place of the greeting within a minute.
+SECONDS=0
+webcontainer new shop >made.log
+{ cmake -S shop -B shop/build && cmake --build shop/build && unshare --net bash -c '
+    ip link set lo up && ctest --test-dir shop/build'; } >made.log 2>&1 || die "a new application does not work"
+sed -i 's/Good morning/Good evening/' shop/shop.cpp
+cmake --build shop/build >made.log 2>&1 || die "a new application cannot be changed"
+cp shop/build/libshop.so /usr/lib/webhttpserver
+sed -i 's/libhello/libshop/' /etc/webhttpserver/webhttpserver.env
 says 'Good evening, World 🌍'
-rm /usr/lib/webhttpserver/libgreeting.so
+((SECONDS < 60)) || die "$SECONDS seconds are too long for an application"
+rm /usr/lib/webhttpserver/libshop.so
 
 apt-get purge -qqy webhttpserver webhttpserver-dev >purge.log 2>&1 || die "it cannot be removed"
 left=$(find / -xdev \( -path /tried -o -path /var/lib/apt -o -path /var/cache -o -path /run \) -prune -o \

@@ -49,8 +49,12 @@ printf '%s\n' '[WebContainer]' 'Listen = "127.0.0.1:0"' '[Admin]' 'Listen = ""' 
 configure=(cmake "-DCMAKE_CXX_COMPILER=$compiler" "-DCMAKE_PREFIX_PATH=$root")
 "${configure[@]}" -S "$stage/consumer" -B "$stage/made" >"$stage/made.log" 2>&1 || die "CMake does not find it"
 cmake --build "$stage/made" -j2 >>"$stage/made.log" 2>&1 || die "nothing can be made with it"
-greets "$stage/made/libgreeting.so"
 "$stage/made/consolehost" '/?name=W%C3%B6rld' | grep -qx 'Good morning, Wörld 🌍' || die "the host does not serve"
+(cd "$stage" && "$root/bin/webcontainer" new shop >shop.log)
+{ cmake "-DCMAKE_CXX_COMPILER=$compiler" "-DCMAKE_PREFIX_PATH=$root" -S "$stage/shop" -B "$stage/shop/build" &&
+    cmake --build "$stage/shop/build" && ctest --test-dir "$stage/shop/build"; } >"$stage/shop.log" 2>&1 ||
+    die "a new application does not work"
+greets "$stage/shop/build/libshop.so"
 export PKG_CONFIG_PATH=$root/lib/pkgconfig
 read -ra flags < <(pkg-config --cflags --libs webhttpserver-application)
 "$compiler" -std=c++20 -shared -fPIC -Wl,--no-undefined -o "$stage/libplain.so" "$stage/consumer/hello.cpp" \

@@ -11,9 +11,7 @@ sources=/etc/apt/sources.list.d/debian.sources
 mmdebstrap --quiet --mode=root --variant=minbase --skip=cleanup/apt bookworm "$root" "$sources" \
     --include=cmake,curl,g++,iproute2,make
 mkdir "$root/tried"
-cp -r "$1" "$2" "$tests/consumer" "$tests/insidetest.sh" "$root/tried"
-cp "$tests/../../apps/hello/hello.cpp" "$root/tried/consumer"
-cp -r "$tests/../../docs/examples" "$root/tried/consumer"
+cp "$1" "$2" "$tests/insidetest.sh" "$root/tried"
 
 # The next release has other files of configuration.
 dpkg-deb -R "$1" "$root/tried/next"
