@@ -1,6 +1,8 @@
 // The examples of the headers, line by line as they stand there.
 
+#include "zq/applicationkit/cookies.h"
 #include "zq/applicationkit/escape.h"
+#include "zq/applicationkit/formdata.h"
 #include "zq/applicationkit/htmlwriter.h"
 #include "zq/applicationkit/router.h"
 #include "zq/memoryhost/matchers.h"
@@ -44,6 +46,32 @@ TEST(Example, HtmlWriter) {
     });
     EXPECT_THAT(tHost.get("/"),
                 HasBody(HasSubstr("<a href=\"/find?page=2&amp;what=fish%20%26%20%3Cchips%3E")));
+}
+
+TEST(Example, FormData) {
+    MemoryHost tHost([](ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) {
+        kit::FormData tForm(rStream, rRequest);
+        const ZQWString sName = tForm.required(L"name", L"Your name");
+        const int nGuests = tForm.number(L"guests", 1, 12, L"Guests");
+        tForm.check();  // or show tForm.getProblems() beside the fields
+        rStream.addText(std::wstring(sName) + L" and " + std::to_wstring(nGuests - 1));
+        return HttpApplication::kOK;
+    });
+    EXPECT_THAT(tHost.run(MemoryRequest::form("/", "name=Zo%C3%AB&guests=3")), HasBody("Zoë and 2"));
+}
+
+TEST(Example, Cookies) {
+    MemoryHost tHost([](ZQHttpStream& rStream, const HttpApplicationRequest&) {
+        const kit::Cookies tCookies(rStream);
+        const std::string sTheme = tCookies.get("theme", "light");
+        kit::Cookies::set(rStream, "theme", "dark", {.tMaxAge = std::chrono::hours(24)});
+        kit::Cookies::remove(rStream, "old");
+        rStream.addText(fromUtf8(sTheme));
+        return HttpApplication::kOK;
+    });
+    EXPECT_THAT(tHost.run({.tHeaders = {{"Cookie", "theme=blue"}}}),
+                AllOf(HasBody("blue"), HasHeader("Set-Cookie", StartsWith("old=; Path=/; Max-Age=0;")),
+                      HasHeader("Set-Cookie", "theme=dark; Path=/; Max-Age=86400; HttpOnly; SameSite=Lax")));
 }
 
 }  // namespace
