@@ -1,10 +1,12 @@
 // The examples of the headers, line by line as they stand there.
 
+#include "support/temporarydirectory.h"
 #include "zq/applicationkit/cookies.h"
 #include "zq/applicationkit/escape.h"
 #include "zq/applicationkit/formdata.h"
 #include "zq/applicationkit/htmlwriter.h"
 #include "zq/applicationkit/router.h"
+#include "zq/applicationkit/staticfiles.h"
 #include "zq/memoryhost/matchers.h"
 #include "zq/memoryhost/memoryhost.h"
 
@@ -72,6 +74,18 @@ TEST(Example, Cookies) {
     EXPECT_THAT(tHost.run({.tHeaders = {{"Cookie", "theme=blue"}}}),
                 AllOf(HasBody("blue"), HasHeader("Set-Cookie", StartsWith("old=; Path=/; Max-Age=0;")),
                       HasHeader("Set-Cookie", "theme=dark; Path=/; Max-Age=86400; HttpOnly; SameSite=Lax")));
+}
+
+TEST(Example, StaticFiles) {
+    const test::TemporaryDirectory tFolder;
+    tFolder.write("shop.css", "p { margin: 0 }");
+    const std::string sFolder = tFolder.path();
+    const kit::StaticFiles tFiles(sFolder);
+    const kit::Router tRouter({{kit::Router::kGet, L"/static/{path...}",
+                                [&](const auto& r) { return tFiles.send(r.rStream, r.text(L"path")); }}});
+    MemoryHost tHost([&](auto& rStream, auto& rRequest) { return tRouter.get(rStream, rRequest); });
+    EXPECT_THAT(tHost.get("/static/shop.css"),
+                AllOf(HasBody("p { margin: 0 }"), HasHeader("Content-Type", "text/css; charset=utf-8")));
 }
 
 }  // namespace
