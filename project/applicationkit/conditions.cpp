@@ -20,7 +20,8 @@ std::wstring_view trim(std::wstring_view s) noexcept {
                             : s.substr(nFirst, s.find_last_not_of(s_ksSpace) + 1 - nFirst);
 }
 
-/// All fields of a name as the one list that they stand for (RFC 9110 section 5.3); nothing when there is none.
+/// All fields of a name as the one list that they stand for (RFC 9110 section 5.3); nothing when there is
+/// none.
 std::optional<std::wstring> readList(ZQHttpStream& rStream, const wchar_t* pName) {
     tl::vector<ZQWString> tFields;
     if (!rStream.getRequestHeaders(pName, tFields)) return std::nullopt;

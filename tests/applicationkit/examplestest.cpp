@@ -5,6 +5,7 @@
 #include "zq/applicationkit/escape.h"
 #include "zq/applicationkit/formdata.h"
 #include "zq/applicationkit/htmlwriter.h"
+#include "zq/applicationkit/jsonbody.h"
 #include "zq/applicationkit/router.h"
 #include "zq/applicationkit/staticfiles.h"
 #include "zq/memoryhost/matchers.h"
@@ -86,6 +87,19 @@ TEST(Example, StaticFiles) {
     MemoryHost tHost([&](auto& rStream, auto& rRequest) { return tRouter.get(rStream, rRequest); });
     EXPECT_THAT(tHost.get("/static/shop.css"),
                 AllOf(HasBody("p { margin: 0 }"), HasHeader("Content-Type", "text/css; charset=utf-8")));
+}
+
+TEST(Example, Json) {
+    MemoryHost tHost([](ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) {
+        const kit::JsonBody tOrder(rStream, rRequest);
+        const auto nPieces = tOrder.get<unsigned>("pieces");
+        if (nPieces > 99) throw kit::RequestError(400, L"There are 99 pieces.");
+        rStream.setStatusCode(201);
+        kit::sendJson(rStream, {{"ordered", nPieces}, {"item", tOrder.get<std::string>("item")}});
+        return HttpApplication::kOK;
+    });
+    EXPECT_THAT(tHost.run(MemoryRequest::post("/", "application/json", R"({"item": "tea", "pieces": 3})")),
+                AllOf(HasStatus(201), HasBody(R"({"item":"tea","ordered":3})")));
 }
 
 }  // namespace

@@ -1,0 +1,116 @@
+#include "zq/applicationkit/jsonbody.h"
+
+#include <algorithm>
+
+#include "mediatype.h"
+#include "zq/applicationkit/numbertext.h"
+
+namespace kit {
+
+namespace {
+
+constexpr std::size_t knChunk = std::size_t{64} * 1024;
+
+bool isJson(std::wstring_view sType) {
+    constexpr std::wstring_view ksSuffix = L"+json";
+    return equalNoCase(sType, L"application/json") ||
+           (sType.size() > ksSuffix.size() &&
+            equalNoCase(sType.substr(sType.size() - ksSuffix.size()), ksSuffix));
+}
+
+[[noreturn]] void refuseLength(const JsonLimits& rLimits) {
+    throw RequestError(413, L"At most " + std::to_wstring(rLimits.nMostBytes) + L" bytes of JSON are taken.");
+}
+
+/// nAt: the byte, from 0, up to which everything was well.
+[[noreturn]] void refuseAt(std::string_view sText, std::size_t nAt, std::wstring_view sReason) {
+    const std::string_view sBefore = sText.substr(0, nAt);
+    const auto nLine = 1 + std::ranges::count(sBefore, '\n');
+    const std::size_t nColumn = sBefore.size() - (sBefore.rfind('\n') + 1) + 1;
+    throw RequestError(400, L"Line " + std::to_wstring(nLine) + L", column " + std::to_wstring(nColumn) +
+                                L" of the JSON: " + std::wstring(sReason) + L".");
+}
+
+std::string readAll(ZQHttpStream& rStream, const JsonLimits& rLimits) {
+    std::string sText;
+    for (std::size_t nRead = 1; nRead != 0;) {
+        const std::size_t nHad = sText.size();
+        sText.resize(nHad + std::min(knChunk, rLimits.nMostBytes - nHad + 1));
+        nRead = rStream.ReadBinary(sText.data() + nHad, sText.size() - nHad);
+        sText.resize(nHad + nRead);
+        if (sText.size() > rLimits.nMostBytes) refuseLength(rLimits);
+    }
+    return sText;
+}
+
+/// A declared length that has not come, of a client that stalls for instance, would leave a value that
+/// looks whole.
+void checkWhole(ZQHttpStream& rStream, std::string_view sText) {
+    ZQWString sLength;
+    long long nLength = 0;
+    if (rStream.getRequestHeader(L"Content-Length", sLength) &&
+        parseNumber(sLength, 0, std::numeric_limits<long long>::max(), nLength) &&
+        std::cmp_greater(nLength, sText.size()))
+        refuseAt(sText, sText.size(), L"it ends before its declared length");
+}
+
+/// Looked at before the text is parsed, which would build all of it first.
+void checkDepth(std::string_view sText, const JsonLimits& rLimits) {
+    std::size_t nDepth = 0;
+    bool bInString = false;
+    for (std::size_t n = 0; n < sText.size(); ++n) {
+        const char c = sText[n];
+        if (bInString) {
+            if (c == '\\') ++n;
+            bInString = c != '"';
+        } else if (c == '"') {
+            bInString = true;
+        } else if (c == '[' || c == '{') {
+            if (++nDepth > rLimits.nMostDepth) refuseAt(sText, n, L"it nests too deep here");
+        } else if (c == ']' || c == '}') {
+            nDepth -= nDepth == 0 ? 0 : 1;
+        }
+    }
+}
+
+}  // namespace
+
+JsonBody::JsonBody(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest, const JsonLimits& rLimits) {
+    if (!isJson(getMediaType(rStream)))
+        throw RequestError(415, L"This takes JSON, of the type application/json.");
+    const std::string sText =
+        rRequest.bBodyInStream ? readAll(rStream, rLimits) : std::string(rRequest.sBody.view());
+    checkWhole(rStream, sText);
+    checkDepth(sText, rLimits);
+    try {
+        m_tValue = nlohmann::json::parse(sText);
+    } catch (const nlohmann::json::parse_error& e) {
+        // The byte that is wrong, counted from 1; one behind the last when the text ends too early.
+        refuseAt(sText, std::min(e.byte == 0 ? 0 : e.byte - 1, sText.size()),
+                 e.byte > sText.size() ? L"it ends too early" : L"this is not expected here");
+    } catch (const nlohmann::json::out_of_range&) {
+        throw RequestError(400, L"The JSON has a number that is too large.");
+    }
+}
+
+const nlohmann::json& JsonBody::require(const char* pName) const {
+    const auto it = m_tValue.find(pName);
+    if (it == m_tValue.end())
+        throw RequestError(400, L"The JSON should have \"" + std::wstring(fromUtf8(pName)) + L"\".");
+    return *it;
+}
+
+void JsonBody::refuse(const char* pName) {
+    throw RequestError(
+        400, L"\"" + std::wstring(fromUtf8(pName)) + L"\" in the JSON is not of the kind expected.");
+}
+
+void sendJson(ZQHttpStream& rStream, const nlohmann::json& rValue) {
+    rStream.SetContentType(L"application/json");
+    rStream.SetOutputCharset({});
+    rStream.AddHeader(L"X-Content-Type-Options", L"nosniff");
+    const std::string sText = rValue.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    rStream.writeBinary(sText.data(), sText.size());
+}
+
+}  // namespace kit
