@@ -1,9 +1,6 @@
 #pragma once
 
-#include <cstddef>
-#include <string_view>
-
-#include "zq/httpstream/zqhttpstream.h"
+#include "zq/applicationkit/htmlwriter.h"
 
 namespace sample {
 
@@ -11,24 +8,19 @@ namespace sample {
 /// top, end() the bottom; what is written between them is the content.
 ///
 ///     HtmlPage tPage(rStream, L"Greeting");
-///     tPage.markup(L"<p>Good morning, ").text(sName).markup(L"!</p>").end();
-class HtmlPage {
+///     tPage.write(L"<p>Good morning, {}!</p>", sName);
+///     tPage.end();
+class HtmlPage : public kit::HtmlWriter {
 public:
-    /// sTitle is text. The stream must live as long as the page and must not have been flushed. sMorePolicy:
-    /// further directives of the content security policy, each after a semicolon.
-    HtmlPage(ZQHttpStream& rStream, std::wstring_view sTitle, std::wstring_view sMorePolicy = {});
+    /// sTitle is text. The stream must not have been flushed. Content from elsewhere is not loaded, nor is
+    /// anything run that stands in the page, whatever slips into the markup.
+    HtmlPage(ZQHttpStream& rStream, std::wstring_view sTitle);
 
-    /// Markup, as it stands.
-    HtmlPage& markup(std::wstring_view s);
-    /// Text from anywhere, escaped.
-    HtmlPage& text(std::wstring_view s);
-    HtmlPage& number(std::size_t n);
     /// One row of a table of names and values, both text.
     HtmlPage& row(std::wstring_view sName, std::wstring_view sValue);
+    /// The sample texts as a table, each with its language and direction.
+    HtmlPage& sampleTexts();
     void end();
-
-private:
-    ZQHttpStream& m_rStream;
 };
 
 }  // namespace sample

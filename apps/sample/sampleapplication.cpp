@@ -1,55 +1,97 @@
-#include <ctime>
-#include <optional>
-
+#include "htmlpage.h"
 #include "pages/pages.h"
-#include "router.h"
-#include "zq/httpextension/httpapplication.h"
 
 namespace sample {
 
 namespace {
 
-/// Null when there are more parameters than anybody means.
-std::optional<QueryParameters> parseQuery(const HttpApplicationRequest& rRequest) {
-    try {
-        return QueryParameters(rRequest.sQueryString, rRequest.hParameterCharset);
-    } catch (const QueryParameters::TooManyParameters&) {
-        return std::nullopt;
-    }
+constexpr Entry s_tEntries[] = {
+    {L"/", L"Start page", L"Links to all pages.", homePage},
+    {L"/text", L"Text of many scripts", L"Unicode text sent as UTF-8, beyond the basic plane too.", textPage},
+    {L"/request", L"Your request", L"Headers, server variables and query string, safely escaped.",
+     requestPage},
+    {L"/charset", L"Character sets", L"The same text in a character set of your choice.", charsetPage},
+    {L"/download", L"Download", L"A file to save under the name that you type.", downloadPage},
+    {L"/export", L"Big export", L"As many gibibytes as you like, in constant memory.", exportPage},
+    {L"/files", L"File exchange", L"Upload files, with progress; download, resume and delete them.",
+     filesPage, filesPost},
+    {L"/form", L"Form", L"A form that shows what was received of it, files too.", formPage, formPage},
+    {L"/booking", L"Checked form", L"A form that says what is wrong with it.", bookingPage, bookingPage},
+    {L"/product", L"Numbers in the path", L"Parts of the address as numbers, or a clear error.",
+     productsPage},
+    {L"/product/{a}/{b}", L"", L"", productPage},
+    {L"/visits", L"Cookie", L"Counts how often you were here, for a day.", visitsPage},
+    {L"/order", L"XML and JSON order", L"Takes an order in XML or JSON and answers with its total.",
+     orderPage, orderPost},
+    {L"/calculator", L"SOAP calculator", L"A SOAP service, with the description that clients read.",
+     calculatorPage, nullptr, calculatorCall},
+    {L"/slow", L"Slow response", L"Five seconds of progress, seen as it is made.", slowPage},
+    {L"/conditional", L"Conditional request", L"Sent once, then answered with 304 Not Modified.",
+     conditionalPage},
+    {L"/redirect", L"Redirect", L"Sends you on to another page.", redirectPage},
+    {L"/missing", L"Not found", L"A page that is not there, answered with 404.", missingPage},
+    {L"/static/{path...}", L"", L"", staticFile},
+};
+
+void errorPage(ZQHttpStream& rStream, const kit::RequestError& rError) {
+    ZQWString sPath;
+    rStream.GetServerVariable("URL", sPath);
+    const bool bMissing = rError.getStatus() == 404;
+    HtmlPage tPage(rStream, bMissing ? L"There is no such page" : L"That cannot be served");
+    tPage.write(L"<p>{}</p>\n", rError.getMessageText());
+    if (bMissing) tPage.write(L"<p>Asked for was <code>{}</code>.</p>\n", sPath);
+    tPage.markup(L"<p><a href=\"/\">Back to the start page</a></p>\n");
+    tPage.end();
 }
 
 }  // namespace
+
+std::span<const Entry> getEntries() noexcept {
+    return s_tEntries;
+}
+
+EStatus missingPage(const RoutedRequest&, State&) {
+    throw kit::RequestError(404, L"There is nothing at this address.");
+}
+
+EStatus staticFile(const RoutedRequest& r, State& rState) {
+    const EStatus eStatus = rState.tStatic.send(r.rStream, r.text(L"path"));
+    if (eStatus != HttpRequestStatus::kOK) throw kit::RequestError(404, L"There is no such file.");
+    return eStatus;
+}
 
 /// Finds the page of the request's path and lets it answer.
 class SampleApplication final : public HttpApplication {
 public:
     EStatus get(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
-        return answer(rStream, rRequest, &Route::pPage);
+        return m_tRouter.get(rStream, rRequest);
     }
     EStatus post(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
-        return answer(rStream, rRequest, &Route::pPost);
+        return m_tRouter.post(rStream, rRequest);
     }
     EStatus soap(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
-        return answer(rStream, rRequest, &Route::pSoap);
+        return m_tRouter.soap(rStream, rRequest);
     }
-
-    void startShutdown() override { m_tShutdown.raise(); }
+    void startShutdown() override { m_tState.tShutdown.raise(); }
 
 private:
-    EStatus answer(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest, Page Route::*pKind) {
-        const std::optional<QueryParameters> tQuery = parseQuery(rRequest);
-        if (!tQuery) return badRequestPage(rStream, L"The query has too many parameters.");
-        ZQWString sPath;
-        rStream.GetServerVariable(ServerVariable::kUrl, sPath);
-        const Route* const pRoute = findRoute(sPath);
-        const Page pPage = pRoute ? pRoute->*pKind : missingPage;
-        if (!pPage) return badRequestPage(rStream, L"Nothing can be sent to this page.");
-        return pPage({rStream, sPath, rRequest, *tQuery, m_tFiles, m_tShutdown, m_nStarted});
+    std::vector<kit::Router::Route> makeRoutes() {
+        std::vector<kit::Router::Route> tRoutes;
+        const auto fAdd = [&](kit::Router::EMethod eMethod, const Entry& rEntry, Page pPage) {
+            if (pPage)
+                tRoutes.push_back({eMethod, rEntry.sPattern,
+                                   [this, pPage](const RoutedRequest& r) { return pPage(r, m_tState); }});
+        };
+        for (const Entry& rEntry : s_tEntries) {
+            fAdd(kit::Router::kGet, rEntry, rEntry.pGet);
+            fAdd(kit::Router::kPost, rEntry, rEntry.pPost);
+            fAdd(kit::Router::kSoap, rEntry, rEntry.pSoap);
+        }
+        return tRoutes;
     }
 
-    const FileStore m_tFiles;
-    ShutdownSignal m_tShutdown;
-    const std::time_t m_nStarted = std::time(nullptr);
+    State m_tState;
+    const kit::Router m_tRouter{makeRoutes(), errorPage};
 };
 
 }  // namespace sample

@@ -1,10 +1,16 @@
-#include "sampletexts.h"
-
 #include "htmlpage.h"
 
 namespace sample {
 
 namespace {
+
+/// A text in some language, for pages that show what happens to it.
+struct SampleText {
+    std::wstring_view sName;      ///< of the language or script
+    std::wstring_view sLanguage;  ///< BCP 47 tag
+    std::wstring_view sText;
+    bool bRightToLeft = false;
+};
 
 constexpr SampleText s_tTexts[] = {
     {L"English", L"en", L"The quick brown fox — “jumps” over 5 € & <more>"},
@@ -28,22 +34,13 @@ constexpr SampleText s_tTexts[] = {
 
 }  // namespace
 
-std::span<const SampleText> getSampleTexts() noexcept {
-    return s_tTexts;
-}
-
-void addSampleTexts(HtmlPage& rPage) {
-    rPage.markup(L"<table>\n");
-    for (const SampleText& rText : s_tTexts) {
-        rPage.markup(L"<tr><th scope=\"row\">")
-            .text(rText.sName)
-            .markup(L"</th><td lang=\"")
-            .text(rText.sLanguage);
-        rPage.markup(rText.bRightToLeft ? L"\" dir=\"rtl\">" : L"\">")
-            .text(rText.sText)
-            .markup(L"</td></tr>\n");
-    }
-    rPage.markup(L"</table>\n");
+HtmlPage& HtmlPage::sampleTexts() {
+    markup(L"<table>\n");
+    for (const SampleText& r : s_tTexts)
+        write(L"<tr><th scope=\"row\">{}</th><td lang=\"{}\" dir=\"{}\">{}</td></tr>\n", r.sName, r.sLanguage,
+              r.bRightToLeft ? L"rtl" : L"ltr", r.sText);
+    markup(L"</table>\n");
+    return *this;
 }
 
 }  // namespace sample

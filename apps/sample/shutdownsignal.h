@@ -10,13 +10,20 @@ namespace sample {
 class ShutdownSignal {
 public:
     /// Wakes everybody who waits; stays raised.
-    void raise();
-    bool isRaised() const;
+    void raise() {
+        const std::lock_guard tLock(m_tMutex);
+        m_bRaised = true;
+        m_tRaised.notify_all();
+    }
     /// Waits for that long, or until the signal is raised: true then.
-    bool waitFor(std::chrono::milliseconds tDuration);
+    bool waitFor(std::chrono::milliseconds tDuration) {
+        std::unique_lock tLock(m_tMutex);
+        return m_tRaised.wait_for(tLock, tDuration, [this] { return m_bRaised; });
+    }
+    bool isRaised() { return waitFor({}); }
 
 private:
-    mutable std::mutex m_tMutex;
+    std::mutex m_tMutex;
     std::condition_variable m_tRaised;
     bool m_bRaised = false;
 };

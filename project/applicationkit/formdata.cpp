@@ -19,7 +19,7 @@ std::wstring_view withoutSpace(std::wstring_view s) noexcept {
 }
 
 [[noreturn]] void refuseTooManyFields() {
-    throw RequestError(400, L"This form has too many fields.");
+    throw RequestError(400, L"There are too many parameters or fields.");
 }
 
 void checkLength(const FormData::Field& rField, const FormLimits& rLimits) {
@@ -69,7 +69,7 @@ private:
         const bool bUntouched = m_tParam.sParamName == sUntouched;
         if (bUntouched && nPart < 0) return false;
         if (bUntouched || nPart < 0)
-            throw RequestError(400, L"This is no proper form: it has a part without a name.");
+            throw RequestError(400, L"This is no proper form: among its parts is one without a name.");
         if (m_tParam.eValue == ZQHttpStream::Param::kUseStream)
             takeFile();
         else

@@ -26,7 +26,7 @@ function curl(address) {
   assert.match(run('curl', '-s', '-d', form, address + 'form'), /Zoë/);
   assert.match(run('curl', '-s', '-d', form, '-H', 'Transfer-Encoding: chunked', address + 'form'), /two words/);
   assert.match(run('curl', '-s', '-d', form, '-H', 'Expect: 100-continue', address + 'form'), /two words/);
-  assert.equal(statuses('-d', 'x'.repeat(100000), '-H', 'Expect:', address + 'missing'), '400 1\n');
+  assert.equal(statuses('-d', 'x'.repeat(100000), '-H', 'Expect:', address + 'missing'), '405 1\n');
 }
 
 function wrk(address) {

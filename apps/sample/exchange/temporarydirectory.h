@@ -2,13 +2,14 @@
 
 #include <string>
 
-#include "exchange/descriptor.h"
+#include "zq/applicationkit/descriptor.h"
 
 namespace sample {
 
-/// A new directory for files of a store, "sample-files-XXXXXX" where temporary files belong, which goes with
-/// this object. It is locked (flock) while it is in use: a process that is killed leaves its directory behind
-/// without a lock, and the next one of the same user removes it. Failures are std::system_error.
+/// A new folder for files of a store, "sample-files-XXXXXX" where temporary files belong, which goes with this
+/// object and all that it holds. It is locked (flock) while it is in use: a process that is killed leaves its
+/// folder behind without a lock, and the next one of the same user removes it, if it holds files of a store and
+/// no others. Failures are std::system_error.
 class TemporaryDirectory {
 public:
     TemporaryDirectory();
@@ -20,7 +21,7 @@ public:
 
 private:
     std::string m_sPath;
-    Descriptor m_tLocked;
+    kit::Descriptor m_tLocked;
 };
 
 }  // namespace sample

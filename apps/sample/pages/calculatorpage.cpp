@@ -1,6 +1,5 @@
 #include <string>
 
-#include "htmlescape.h"
 #include "htmlpage.h"
 #include "pages/pages.h"
 #include "serveraddress.h"
@@ -46,13 +45,13 @@ constexpr std::wstring_view s_ksDescription =
 </definitions>
 )";
 
-EStatus sendDescription(const PageRequest& rRequest) {
-    rRequest.rStream.SetContentType(L"text/xml");
+EStatus sendDescription(ZQHttpStream& rStream) {
+    rStream.SetContentType(L"text/xml");
     const std::size_t nAddress = s_ksDescription.find(L'@');
-    rRequest.rStream.addText(s_ksDescription.substr(0, nAddress));
-    addEscaped(rRequest.rStream, getServerAddress(rRequest.rStream));
-    rRequest.rStream.addText(L"/calculator?soap");
-    rRequest.rStream.addText(s_ksDescription.substr(nAddress + 1));
+    kit::HtmlWriter(rStream)
+        .unescaped(s_ksDescription.substr(0, nAddress))
+        .text(getServerAddress(rStream) + L"/calculator?soap")
+        .unescaped(s_ksDescription.substr(nAddress + 1));
     return HttpRequestStatus::kOK;
 }
 
@@ -93,27 +92,29 @@ EStatus sendFault(ZQHttpStream& rStream, const char* pReason) {
 
 }  // namespace
 
-EStatus calculatorPage(const PageRequest& rRequest) {
-    if (rRequest.rRequest.sQueryString.view() == "wsdl") return sendDescription(rRequest);
-    HtmlPage tPage(rRequest.rStream, L"SOAP calculator");
-    tPage.markup(L"<p>A service with one operation, <code>Add</code>, for any SOAP 1.1 client. It reads ");
-    tPage.markup(L"<a href=\"/calculator?wsdl\">the description</a>.</p>\n").end();
+EStatus calculatorPage(const RoutedRequest& r, State&) {
+    if (r.rRequest.sQueryString.view() == "wsdl") return sendDescription(r.rStream);
+    HtmlPage tPage(r.rStream, L"SOAP calculator");
+    tPage.markup(
+        L"<p>A service with one operation, <code>Add</code>, for any SOAP 1.1 client. It reads "
+        L"<a href=\"/calculator?wsdl\">the description</a>.</p>\n");
+    tPage.end();
     return HttpRequestStatus::kOK;
 }
 
-EStatus calculatorCall(const PageRequest& rRequest) {
+EStatus calculatorCall(const RoutedRequest& r, State&) {
     pugi::xml_document tCall, tAnswer;
     std::wstring sReason;
-    if (!parseXml(tCall, readCall(rRequest.rStream), sReason))
-        return sendFault(rRequest.rStream, "The call is no XML document.");
+    if (!parseXml(tCall, readCall(r.rStream), sReason))
+        return sendFault(r.rStream, "The call is no XML document.");
     const pugi::xml_node tAdd = childNamed(childNamed(tCall.document_element(), "Body"), "Add");
-    if (!tAdd) return sendFault(rRequest.rStream, "The only operation is Add.");
+    if (!tAdd) return sendFault(r.rStream, "The only operation is Add.");
     const auto nA = static_cast<unsigned long long>(childNamed(tAdd, "a").text().as_llong());
     const auto nB = static_cast<unsigned long long>(childNamed(tAdd, "b").text().as_llong());
     pugi::xml_node tResponse = startAnswer(tAnswer).append_child("AddResponse");
     tResponse.append_attribute("xmlns") = s_ksNamespace;
     tResponse.append_child("sum").text() = static_cast<long long>(nA + nB);
-    sendXml(rRequest.rStream, tAnswer, L"text/xml");
+    sendXml(r.rStream, tAnswer, L"text/xml");
     return HttpRequestStatus::kOK;
 }
 

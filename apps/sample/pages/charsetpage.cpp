@@ -1,6 +1,6 @@
 #include "htmlpage.h"
 #include "pages/pages.h"
-#include "sampletexts.h"
+#include "zq/applicationkit/formdata.h"
 
 namespace sample {
 
@@ -13,22 +13,22 @@ constexpr std::wstring_view s_ksLabels[] = {
     L"shift_jis",  L"euc-jp",       L"gb18030",     L"big5",       L"euc-kr"};
 
 void addForm(HtmlPage& rPage, std::wstring_view sLabel) {
-    rPage.markup(
-        L"<form accept-charset=\"utf-8\"><label>Label <input name=\"label\" list=\"labels\" value=\"");
-    rPage.text(sLabel).markup(L"\"></label><datalist id=\"labels\">");
+    rPage.write(
+        L"<form accept-charset=\"utf-8\"><label>Label <input name=\"label\" list=\"labels\" "
+        L"value=\"{}\"></label>"
+        L"<datalist id=\"labels\">",
+        sLabel);
     for (const std::wstring_view sKnown : s_ksLabels)
-        rPage.markup(L"<option value=\"").text(sKnown).markup(L"\">");
+        rPage.write(L"<option value=\"{}\">", sKnown);
     rPage.markup(L"</datalist><button>Show</button></form>\n<p class=\"choices\">");
     for (const std::wstring_view sKnown : s_ksLabels)
-        rPage.markup(L"<a href=\"?label=").text(sKnown).markup(L"\">").text(sKnown).markup(L"</a> ");
+        rPage.write(L"<a href=\"?label={}\">{}</a> ", sKnown, sKnown);
     rPage.markup(L"</p>\n");
 }
 
 EStatus refuse(ZQHttpStream& rStream, std::wstring_view sLabel) {
     HtmlPage tPage(rStream, L"Unknown character set");
-    tPage.markup(L"<p>No character set is known as <code>")
-        .text(sLabel)
-        .markup(L"</code>. Choose another one.</p>\n");
+    tPage.write(L"<p>No character set is known as <code>{}</code>. Choose another one.</p>\n", sLabel);
     addForm(tPage, L"utf-8");
     tPage.end();
     return HttpRequestStatus::kBadParam;
@@ -36,21 +36,21 @@ EStatus refuse(ZQHttpStream& rStream, std::wstring_view sLabel) {
 
 }  // namespace
 
-EStatus charsetPage(const PageRequest& rRequest) {
-    const ZQWString sLabel = rRequest.rQuery.get(L"label", L"utf-8");
+EStatus charsetPage(const RoutedRequest& r, State&) {
+    const ZQWString sLabel = kit::FormData(r.rStream, r.rRequest).get(L"label", L"utf-8");
     try {
-        rRequest.rStream.SetOutputCharset(CharacterSet::find(sLabel));
+        r.rStream.SetOutputCharset(CharacterSet::find(sLabel));
     } catch (const CharacterSet::UnknownCharset&) {
-        return refuse(rRequest.rStream, sLabel);
+        return refuse(r.rStream, sLabel);
     }
-    HtmlPage tPage(rRequest.rStream, L"Character sets");
-    tPage.markup(L"<p>This page is sent as <code>")
-        .text(sLabel)
-        .markup(L"</code>. Characters that it lacks are sent ");
-    tPage.markup(L"as numeric references, so that every line reads the same.</p>\n");
+    HtmlPage tPage(r.rStream, L"Character sets");
+    tPage.write(
+        L"<p>This page is sent as <code>{}</code>. Characters that it lacks are sent as numeric references, "
+        L"so "
+        L"that every line reads the same.</p>\n",
+        sLabel);
     addForm(tPage, sLabel);
-    addSampleTexts(tPage);
-    tPage.end();
+    tPage.sampleTexts().end();
     return HttpRequestStatus::kOK;
 }
 

@@ -24,21 +24,19 @@ bool isFresh(ZQHttpStream& rStream, std::time_t nChanged) {
 
 }  // namespace
 
-EStatus conditionalPage(const PageRequest& rRequest) {
-    ZQHttpStream& rStream = rRequest.rStream;
-    if (isFresh(rStream, rRequest.nStarted)) {
-        rStream.SendNotModified();
+EStatus conditionalPage(const RoutedRequest& r, State& rState) {
+    if (isFresh(r.rStream, rState.nStarted)) {
+        r.rStream.SendNotModified();
         return HttpRequestStatus::kOK;
     }
-    rStream.SetLastModified(rRequest.nStarted);
-    HtmlPage tPage(rStream, L"Conditional request");
-    tPage.markup(L"<p>Reload this page: your browser asks whether it has changed, and is told with ");
+    r.rStream.SetLastModified(rState.nStarted);
+    HtmlPage tPage(r.rStream, L"Conditional request");
     tPage.markup(
-        L"<code>304 Not Modified</code> that it has not, so that the copy below stays the one it "
-        L"has.</p>\n<table>");
-    tPage.row(L"Last changed", toDateText(rRequest.nStarted))
-        .row(L"This copy made", toDateText(time(nullptr)));
-    tPage.markup(L"</table>\n").end();
+        L"<p>Reload this page: your browser asks whether it has changed, and is told with <code>304 Not "
+        L"Modified</code> that it has not, so that the copy below stays the one it has.</p>\n<table>");
+    tPage.row(L"Last changed", toDateText(rState.nStarted)).row(L"This copy made", toDateText(time(nullptr)));
+    tPage.markup(L"</table>\n");
+    tPage.end();
     return HttpRequestStatus::kOK;
 }
 

@@ -1,5 +1,6 @@
 #include "htmlpage.h"
 #include "pages/pages.h"
+#include "zq/applicationkit/formdata.h"
 
 namespace sample {
 
@@ -7,26 +8,27 @@ namespace {
 
 EStatus sendForm(ZQHttpStream& rStream) {
     HtmlPage tPage(rStream, L"Download");
-    tPage.markup(
-        L"<p>Type any name: what a file system or a header cannot take is replaced, and a name that is "
-        L"too long is shortened before its extension.</p>\n<form accept-charset=\"utf-8\"><label>File name "
-        L"<input name=\"name\" value=\"");
-    tPage.text(L"Grüße 😀 “2024”.txt").markup(L"\"></label><button>Download</button></form>\n").end();
+    tPage.write(
+        L"<p>Type any name: what a file system or a header cannot take is replaced, and a name that is too "
+        L"long "
+        L"is shortened before its extension.</p>\n<form accept-charset=\"utf-8\"><label>File name "
+        L"<input name=\"name\" value=\"{}\"></label><button>Download</button></form>\n",
+        L"Grüße 😀 “2024”.txt");
+    tPage.end();
     return HttpRequestStatus::kOK;
 }
 
 }  // namespace
 
-EStatus downloadPage(const PageRequest& rRequest) {
-    ZQHttpStream& rStream = rRequest.rStream;
-    const ZQWString sName = rRequest.rQuery.get(L"name");
-    if (sName.empty()) return sendForm(rStream);
-    rStream.SetFormat(WebContentFormat::kText);
-    rStream.AddHeader(L"X-Content-Type-Options", L"nosniff");
-    rStream.setContentDisposition(ContentDisposition(ContentDisposition::kAttachment, sName));
-    rStream.addText(L"This file was asked for as: ");
-    rStream.addText(sName);
-    rStream.addText(L"\n");
+EStatus downloadPage(const RoutedRequest& r, State&) {
+    const ZQWString sName = kit::FormData(r.rStream, r.rRequest).get(L"name");
+    if (sName.empty()) return sendForm(r.rStream);
+    r.rStream.SetFormat(WebContentFormat::kText);
+    r.rStream.AddHeader(L"X-Content-Type-Options", L"nosniff");
+    r.rStream.setContentDisposition(ContentDisposition(ContentDisposition::kAttachment, sName));
+    r.rStream.addText(L"This file was asked for as: ");
+    r.rStream.addText(sName);
+    r.rStream.addText(L"\n");
     return HttpRequestStatus::kOK;
 }
 

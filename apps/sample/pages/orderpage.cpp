@@ -4,6 +4,7 @@
 #include "pages/pages.h"
 #include "serveraddress.h"
 #include "xmldocument.h"
+#include "zq/applicationkit/jsonbody.h"
 
 namespace sample {
 
@@ -22,25 +23,32 @@ std::string centsText(long long nCents) {
 
 }  // namespace
 
-EStatus orderPage(const PageRequest& rRequest) {
-    HtmlPage tPage(rRequest.rStream, L"XML order");
-    tPage.markup(L"<p>Post an order here, as <code>application/xml</code>:</p>\n<pre>");
-    tPage.text(L"curl -H 'Content-Type: application/xml' --data-binary @- ")
-        .text(getServerAddress(rRequest.rStream))
-        .text(
-            L"/order <<END\n<order>\n  <item name=\"tea\" price=\"2.50\" quantity=\"3\"/>\n"
-            L"  <item name=\"cake\" price=\"4\"/>\n</order>\nEND");
-    tPage.markup(L"</pre>\n<p>The answer is a bill, in XML too.</p>\n").end();
+EStatus orderPage(const RoutedRequest& r, State&) {
+    HtmlPage tPage(r.rStream, L"XML and JSON order");
+    const std::wstring sAddress = getServerAddress(r.rStream);
+    tPage.write(
+        L"<p>Post an order here, in XML or in JSON:</p>\n<pre>{}{}{}</pre>\n<pre>{}{}{}</pre>\n"
+        L"<p>The answer is a bill, in XML or JSON too.</p>\n",
+        L"curl -H 'Content-Type: application/xml' --data-binary @- ", sAddress,
+        L"/order <<END\n<order>\n  <item name=\"tea\" price=\"2.50\" quantity=\"3\"/>\n"
+        L"  <item name=\"cake\" price=\"4\"/>\n</order>\nEND",
+        L"curl -H 'Content-Type: application/json' -d '{\"cents\": 250, \"quantity\": 3}' ", sAddress,
+        L"/order");
+    tPage.end();
     return HttpRequestStatus::kOK;
 }
 
-EStatus orderPost(const PageRequest& rRequest) {
-    if (rRequest.rRequest.bBodyInStream)
-        return badRequestPage(rRequest.rStream, L"An order is of the type application/xml.");
+EStatus orderPost(const RoutedRequest& r, State&) {
+    if (r.rRequest.bBodyInStream) {
+        const kit::JsonBody tItem(r.rStream, r.rRequest);
+        kit::sendJson(r.rStream,
+                      {{"total", std::int64_t{tItem.get<std::int32_t>("cents")} * tItem.get("quantity", 1)}});
+        return HttpRequestStatus::kOK;
+    }
     pugi::xml_document tOrder, tBill;
     std::wstring sReason;
-    if (!parseXml(tOrder, rRequest.rRequest.sBody.view(), sReason))
-        return badRequestPage(rRequest.rStream, L"This is no XML: " + sReason + L".");
+    if (!parseXml(tOrder, r.rRequest.sBody.view(), sReason))
+        throw kit::RequestError(400, L"This is no XML: " + sReason + L".");
     pugi::xml_node tTotal = tBill.append_child("bill");
     long long nSum = 0;
     for (const pugi::xml_node& rItem : tOrder.document_element().children("item")) {
@@ -50,7 +58,7 @@ EStatus orderPost(const PageRequest& rRequest) {
         nSum += lineTotal(rItem);
     }
     tTotal.append_attribute("total") = centsText(nSum).c_str();
-    sendXml(rRequest.rStream, tBill, L"application/xml");
+    sendXml(r.rStream, tBill, L"application/xml");
     return HttpRequestStatus::kOK;
 }
 

@@ -1,6 +1,8 @@
+#include <algorithm>
+
 #include "htmlpage.h"
 #include "pages/pages.h"
-#include "router.h"
+#include "zq/applicationkit/formdata.h"
 
 namespace sample {
 
@@ -9,27 +11,26 @@ namespace {
 EStatus sendForm(ZQHttpStream& rStream) {
     HtmlPage tPage(rStream, L"Redirect");
     tPage.markup(
-        L"<p>The answer is <code>302 Found</code> and names the page to go to.</p>\n<form><label>Go to ");
-    tPage.markup(L"<select name=\"to\">\n");
-    for (const Route& rRoute : getRoutes()) {
-        if (rRoute.sTitle.empty()) continue;
-        tPage.markup(L"<option value=\"").text(rRoute.sPath).markup(L"\">").text(rRoute.sTitle);
-        tPage.markup(L"</option>\n");
-    }
-    tPage.markup(L"</select></label><button>Go</button></form>\n").end();
+        L"<p>The answer is <code>302 Found</code> and names the page to go to.</p>\n<form><label>Go to "
+        L"<select name=\"to\">\n");
+    for (const Entry& rEntry : getEntries())
+        if (!rEntry.sTitle.empty())
+            tPage.write(L"<option value=\"{}\">{}</option>\n", rEntry.sPattern, rEntry.sTitle);
+    tPage.markup(L"</select></label><button>Go</button></form>\n");
+    tPage.end();
     return HttpRequestStatus::kOK;
 }
 
 }  // namespace
 
-EStatus redirectPage(const PageRequest& rRequest) {
-    const ZQWString* pTo = rRequest.rQuery.find(L"to");
-    if (!pTo) return sendForm(rRequest.rStream);
+EStatus redirectPage(const RoutedRequest& r, State&) {
+    const kit::FormData tQuery(r.rStream, r.rRequest);
+    const ZQWString* pTo = tQuery.find(L"to");
+    if (!pTo) return sendForm(r.rStream);
     // Only to pages of this application: whoever sends visitors anywhere lends phishers its name.
-    const Route* pRoute = findRoute(*pTo);
-    if (!pRoute)
-        return badRequestPage(rRequest.rStream, L"Redirects lead to pages of this application only.");
-    rRequest.rStream.SendRedirect(HREFString(ZQWString(pRoute->sPath)));
+    if (std::ranges::none_of(getEntries(), [pTo](const Entry& rEntry) { return *pTo == rEntry.sPattern; }))
+        throw kit::RequestError(400, L"Redirects lead to pages of this application only.");
+    r.rStream.SendRedirect(HREFString(*pTo));
     return HttpRequestStatus::kOK;
 }
 

@@ -1,5 +1,6 @@
 #include "htmlpage.h"
 #include "pages/pages.h"
+#include "zq/applicationkit/formdata.h"
 #include "zq/httpstream/servervariables.h"
 
 namespace sample {
@@ -39,11 +40,7 @@ void addHeaders(HtmlPage& rPage, ZQHttpStream& rStream) {
         for (const ZQWString& sValue : tValues)
             rPage.row(decodeHeader(sName), decodeHeader(sValue));
     }
-    rPage.markup(L"</table>\n");
-}
-
-void addVariables(HtmlPage& rPage, ZQHttpStream& rStream) {
-    rPage.markup(L"<h2>Server variables</h2>\n<table>\n");
+    rPage.markup(L"</table>\n<h2>Server variables</h2>\n<table>\n");
     for (const char* pName : s_ksVariables) {
         ZQWString sValue;
         if (rStream.GetServerVariable(pName, sValue)) rPage.row(fromUtf8(pName), sValue);
@@ -51,28 +48,22 @@ void addVariables(HtmlPage& rPage, ZQHttpStream& rStream) {
     rPage.markup(L"</table>\n");
 }
 
-void addQuery(HtmlPage& rPage, const PageRequest& rRequest) {
-    rPage.markup(L"<h2>Query string</h2>\n<pre>")
-        .text(fromUtf8(rRequest.rRequest.sQueryString.view()))
-        .markup(L"</pre>\n");
-    rPage.markup(L"<form accept-charset=\"utf-8\"><label>Try another <input name=\"text\" value=\"");
-    rPage.text(rRequest.rQuery.get(L"text", L"<b>5 > 4 & \"3\"</b> 𝄞 '"));
-    rPage.markup(L"\"></label><button>Send</button></form>\n<table>\n");
-    for (const QueryParameters::Parameter& rParameter : rRequest.rQuery)
-        rPage.row(rParameter.sName, rParameter.sValue);
-    rPage.markup(L"</table>\n");
-}
-
 }  // namespace
 
-EStatus requestPage(const PageRequest& rRequest) {
-    rRequest.rStream.setExpireSeconds(0);
-    HtmlPage tPage(rRequest.rStream, L"Your request");
-    tPage.markup(L"<p>It came as a <code>").text(decodeHeader(rRequest.rStream.getRequestMethod()));
-    tPage.markup(L"</code>.</p>\n");
-    addQuery(tPage, rRequest);
-    addHeaders(tPage, rRequest.rStream);
-    addVariables(tPage, rRequest.rStream);
+EStatus requestPage(const RoutedRequest& r, State&) {
+    const kit::FormData tQuery(r.rStream, r.rRequest);
+    r.rStream.setExpireSeconds(0);
+    HtmlPage tPage(r.rStream, L"Your request");
+    tPage.write(
+        L"<p>It came as a <code>{}</code>.</p>\n<h2>Query string</h2>\n<pre>{}</pre>\n"
+        L"<form accept-charset=\"utf-8\"><label>Try another <input name=\"text\" value=\"{}\"></label>"
+        L"<button>Send</button></form>\n<table>\n",
+        decodeHeader(r.rStream.getRequestMethod()), fromUtf8(r.rRequest.sQueryString.view()),
+        tQuery.get(L"text", L"<b>5 > 4 & \"3\"</b> 𝄞 '"));
+    for (const kit::FormData::Field& rField : tQuery.getFields())
+        tPage.row(rField.sName, rField.sValue);
+    tPage.markup(L"</table>\n");
+    addHeaders(tPage, r.rStream);
     tPage.end();
     return HttpRequestStatus::kOK;
 }

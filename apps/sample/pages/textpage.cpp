@@ -1,16 +1,15 @@
 #include "htmlpage.h"
 #include "pages/pages.h"
-#include "sampletexts.h"
 
 namespace sample {
 
-EStatus textPage(const PageRequest& rRequest) {
-    HtmlPage tPage(rRequest.rStream, L"Text of many scripts");
+EStatus textPage(const RoutedRequest& r, State&) {
+    HtmlPage tPage(r.rStream, L"Text of many scripts");
     tPage.markup(
-        L"<p>Applications write wide text, one code point in each character; the stream sends it as ");
-    tPage.markup(L"UTF-8. The last five need characters beyond U+FFFF.</p>\n");
-    addSampleTexts(tPage);
-    tPage.end();
+        L"<p>Applications write wide text, one code point in each character; the stream sends it as UTF-8. "
+        L"The "
+        L"last five need characters beyond U+FFFF.</p>\n");
+    tPage.sampleTexts().end();
     return HttpRequestStatus::kOK;
 }
 

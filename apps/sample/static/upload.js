@@ -1,13 +1,4 @@
-#include "pages/pages.h"
-
-namespace sample {
-
-namespace {
-
-/// Sends the form of the file exchange in the background and shows how far it is. Without it, or when it
-/// fails, the form works as any other.
-constexpr std::wstring_view s_ksScript =
-    LR"('use strict';
+'use strict';
 {
   const form = document.getElementById('upload');
   const transfer = document.getElementById('transfer');
@@ -44,16 +35,3 @@ constexpr std::wstring_view s_ksScript =
     transfer.hidden = false;
   });
 }
-)";
-
-}  // namespace
-
-EStatus uploadScript(const PageRequest& rRequest) {
-    rRequest.rStream.SetContentType(L"text/javascript");
-    rRequest.rStream.AddHeader(L"X-Content-Type-Options", L"nosniff");
-    rRequest.rStream.setExpireSeconds(0);
-    rRequest.rStream.addText(s_ksScript);
-    return HttpRequestStatus::kOK;
-}
-
-}  // namespace sample
