@@ -1,6 +1,6 @@
-// What the application kit costs: finding one of 10 routes and one of 1000, and a page written with it beside the
-// same page written by hand. Each pair is measured in turns in one run; the counter "ratio" of the second of a pair
-// is its time by that of the first.
+// What the application kit costs: finding one of 1000 routes beside one of 10, and a page written with it
+// beside the same page written by hand. Each pair runs in turns; its counter "ratio" is the time of the one by
+// that of the other.
 
 #include <benchmark/benchmark.h>
 

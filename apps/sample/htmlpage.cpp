@@ -29,7 +29,7 @@ HtmlPage& HtmlPage::row(std::wstring_view sName, std::wstring_view sValue) {
 
 void HtmlPage::end() {
     markup(
-        L"</main>\n<footer>Every page is made by <code>apps/sample</code>, one source file each.</footer>"
+        L"</main>\n<footer>Every page is made by <code>apps/sample</code>.</footer>"
         L"</body></html>\n");
 }
 

@@ -18,8 +18,6 @@ public:
 
     /// One row of a table of names and values, both text.
     HtmlPage& row(std::wstring_view sName, std::wstring_view sValue);
-    /// The sample texts as a table, each with its language and direction.
-    HtmlPage& sampleTexts();
     void end();
 };
 

@@ -1,9 +1,25 @@
+#include <algorithm>
+#include <span>
+
 #include "htmlpage.h"
 #include "pages/pages.h"
+#include "zq/applicationkit/staticfiles.h"
 
 namespace sample {
 
 namespace {
+
+/// A pattern of paths, and the pages that answer it.
+struct Entry {
+    std::wstring_view sPattern;
+    std::wstring_view sTitle;  ///< empty: not to be linked to
+    std::wstring_view sAbout;  ///< a sentence for the home page
+    Page* pGet;
+    Page* pPost = nullptr;
+    Page* pSoap = nullptr;
+};
+
+Page homePage, redirectPage, missingPage, staticFile;
 
 constexpr Entry s_tEntries[] = {
     {L"/", L"Start page", L"Links to all pages.", homePage},
@@ -33,6 +49,50 @@ constexpr Entry s_tEntries[] = {
     {L"/static/{path...}", L"", L"", staticFile},
 };
 
+void homePage(const RoutedRequest& r, State&) {
+    HtmlPage tPage(r.rStream, L"What an application can do");
+    tPage.markup(
+        L"<p>Each page shows one thing that an application can do with the stream that it is given.</p>\n"
+        L"<ul class=\"cards\">\n");
+    for (const Entry& rEntry : std::span(s_tEntries).subspan(1))
+        if (!rEntry.sTitle.empty())
+            tPage.write(L"<li><a href=\"{}\"><strong>{}</strong>{}</a></li>\n", rEntry.sPattern,
+                        rEntry.sTitle, rEntry.sAbout);
+    tPage.markup(L"</ul>\n");
+    tPage.end();
+}
+
+/// ?to=PATH: redirects to that page of this application. Without it: a choice.
+void redirectPage(const RoutedRequest& r, State&) {
+    const kit::FormData tQuery(r.rStream, r.rRequest);
+    if (const ZQWString* pTo = tQuery.find(L"to")) {
+        // Only to pages of this application: whoever sends visitors anywhere lends phishers its name.
+        if (std::ranges::find(s_tEntries, *pTo, &Entry::sPattern) == std::end(s_tEntries))
+            throw kit::RequestError(400, L"Redirects lead to pages of this application only.");
+        return r.rStream.SendRedirect(HREFString(*pTo));
+    }
+    HtmlPage tPage(r.rStream, L"Redirect");
+    tPage.markup(
+        L"<p>The answer is <code>302 Found</code> and names the page to go to.</p>\n<form><label>Go to "
+        L"<select name=\"to\">\n");
+    for (const Entry& rEntry : s_tEntries)
+        if (!rEntry.sTitle.empty())
+            tPage.write(L"<option value=\"{}\">{}</option>\n", rEntry.sPattern, rEntry.sTitle);
+    tPage.markup(L"</select></label><button>Go</button></form>\n");
+    tPage.end();
+}
+
+void missingPage(const RoutedRequest&, State&) {
+    throw kit::RequestError(404, L"There is nothing at this address.");
+}
+
+/// Style and scripts, from the folder static/.
+void staticFile(const RoutedRequest& r, State&) {
+    static const kit::StaticFiles s_tFiles(SAMPLE_STATIC);
+    if (s_tFiles.send(r.rStream, r.text(L"path")) != HttpRequestStatus::kOK)
+        throw kit::RequestError(404, L"There is no such file.");
+}
+
 void errorPage(ZQHttpStream& rStream, const kit::RequestError& rError) {
     ZQWString sPath;
     rStream.GetServerVariable("URL", sPath);
@@ -45,20 +105,6 @@ void errorPage(ZQHttpStream& rStream, const kit::RequestError& rError) {
 }
 
 }  // namespace
-
-std::span<const Entry> getEntries() noexcept {
-    return s_tEntries;
-}
-
-EStatus missingPage(const RoutedRequest&, State&) {
-    throw kit::RequestError(404, L"There is nothing at this address.");
-}
-
-EStatus staticFile(const RoutedRequest& r, State& rState) {
-    const EStatus eStatus = rState.tStatic.send(r.rStream, r.text(L"path"));
-    if (eStatus != HttpRequestStatus::kOK) throw kit::RequestError(404, L"There is no such file.");
-    return eStatus;
-}
 
 /// Finds the page of the request's path and lets it answer.
 class SampleApplication final : public HttpApplication {
@@ -77,10 +123,12 @@ public:
 private:
     std::vector<kit::Router::Route> makeRoutes() {
         std::vector<kit::Router::Route> tRoutes;
-        const auto fAdd = [&](kit::Router::EMethod eMethod, const Entry& rEntry, Page pPage) {
-            if (pPage)
-                tRoutes.push_back({eMethod, rEntry.sPattern,
-                                   [this, pPage](const RoutedRequest& r) { return pPage(r, m_tState); }});
+        const auto fAdd = [&](kit::Router::EMethod eMethod, const Entry& rEntry, Page* pPage) {
+            if (!pPage) return;
+            tRoutes.push_back({eMethod, rEntry.sPattern, [this, pPage](const RoutedRequest& r) {
+                                   pPage(r, m_tState);
+                                   return kOK;
+                               }});
         };
         for (const Entry& rEntry : s_tEntries) {
             fAdd(kit::Router::kGet, rEntry, rEntry.pGet);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "conditions.h"
+#include "zq/applicationkit/requesterror.h"
 
 namespace kit {
 
@@ -100,6 +101,17 @@ void sendFile(ZQHttpStream& rStream, const Descriptor& rFile, const FileDescript
                                                       L'/' + std::to_wstring(nSize)));
     }
     sendBytes(rStream, rFile, tPart, bHead, rDescription.fCancelled);
+}
+
+bool sendNotModified(ZQHttpStream& rStream, std::time_t nModified) {
+    const EPrecondition eCondition = evaluateConditions(rStream, {L"", nModified, true});
+    if (eCondition == EPrecondition::kFailed)
+        throw RequestError(412, L"This has changed since you have seen it.");
+    if (eCondition == EPrecondition::kNotModified)
+        rStream.SendNotModified();
+    else
+        rStream.SetLastModified(nModified);
+    return eCondition == EPrecondition::kNotModified;
 }
 
 }  // namespace kit

@@ -374,6 +374,31 @@ TEST_F(Static, SendsLargeFilesInStepsAndFlatMemory) {
     EXPECT_THAT(tHost.run(tRequest), IsAborted(HasSubstr("became shorter")));
 }
 
+TEST(SendNotModified, KnowsPagesByTheirTime) {
+    MemoryHost tHost([](ZQHttpStream& rStream, const HttpApplicationRequest&) {
+        try {
+            if (!kit::sendNotModified(rStream, knChanged.tv_sec)) rStream.addText(L"page");
+        } catch (const kit::RequestError& e) {
+            rStream.setStatusCode(e.getStatus());
+        }
+        return HttpApplication::kOK;
+    });
+    const std::tuple<const char*, std::string, unsigned> tCases[] = {
+        {"If-Modified-Since", s_ksChanged, 304},
+        {"If-Modified-Since", "Sun, 06 Nov 1994 08:49:36 GMT", 200},
+        {"If-None-Match", "\"\"", 200},
+        {"If-None-Match", "*", 304},
+        {"If-Match", "\"\"", 412},
+        {"X-None", "", 200}};
+    for (const auto& [pName, sValue, nStatus] : tCases) {
+        const MemoryResponse tResponse = tHost.run({.tHeaders = {{pName, sValue}}});
+        EXPECT_THAT(tResponse, AllOf(HasStatus(nStatus), HasBody(nStatus == 200 ? "page" : ""))) << sValue;
+        if (nStatus == 200) {
+            EXPECT_THAT(tResponse, HasHeader("Last-Modified", s_ksChanged));
+        }
+    }
+}
+
 TEST_F(Static, StopsWhenItIsCancelled) {
     const kit::Descriptor tFile(::open(tDirectory.path("public/ten.txt").c_str(), O_RDONLY | O_CLOEXEC));
     MemoryHost tSender([&](ZQHttpStream& rStream, const HttpApplicationRequest&) {

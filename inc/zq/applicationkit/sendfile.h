@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <optional>
 
@@ -36,5 +37,10 @@ struct ZQ_EXPORT FileDescription {
 /// cancelled.
 ZQ_EXPORT void sendFile(ZQHttpStream& rStream, const Descriptor& rFile,
                         const FileDescription& rDescription = {});
+
+/// The same for what an application makes itself and knows the time of its last change of, in seconds since
+/// 1970-01-01 UTC: true when the client has it already, and 304 is the answer. False sets that time as
+/// Last-Modified, and the application goes on. A condition of another state is a RequestError of 412.
+ZQ_EXPORT bool sendNotModified(ZQHttpStream& rStream, std::time_t nModified);
 
 }  // namespace kit

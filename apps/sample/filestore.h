@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "exchange/temporarydirectory.h"
+#include "zq/applicationkit/temporaryfolder.h"
 #include "zq/applicationkit/uploadedfile.h"
 
 namespace sample {
@@ -20,23 +20,23 @@ struct StoredFile {
     kit::Descriptor tContent{};
 };
 
-/// The files that visitors leave for each other: a folder in which each has a random id. What a client calls a
-/// file never becomes a name in the file system.
+/// The files that visitors leave for each other: a folder in which each has a random id. What a client
+/// calls a file never becomes a name in the file system.
 ///
 ///     ID.name   the client's name for it, UTF-8
 ///     ID.data   the bytes; made last and removed first, so that it alone says whether the file exists
 ///
 /// A file never changes once it is there. All state is in the file system, so that any threads, and other
-/// processes with the same folder, may use it at once; but each process counts for itself towards knMostFiles.
-/// Failures of the system are std::system_error.
+/// processes with the same folder, may use it at once; but each process counts for itself towards
+/// knMostFiles. Failures of the system are std::system_error.
 class FileStore {
 public:
     /// So many, and no more, that the list stays short enough to be read.
     static constexpr std::size_t knMostFiles = 1000;
 
-    /// Keeps files in the folder that the environment variable SAMPLE_FILES names, making it if need be; without
-    /// one in a new folder for temporary files, which goes with the store. Removes what a process that was killed
-    /// may have left. The file system must support files without names (O_TMPFILE).
+    /// Keeps files in the folder that the environment variable SAMPLE_FILES names, making it if need be;
+    /// without one in a new folder for temporary files, which goes with the store. Removes what a process
+    /// that was killed may have left. The file system must support files without names (O_TMPFILE).
     FileStore();
 
     /// Where files must be made that are to be added.
@@ -58,7 +58,7 @@ private:
     void link(const std::vector<kit::UploadedFile>& rFiles, const std::vector<std::string>& rIds) const;
     void removeOrphans() const;
 
-    std::optional<TemporaryDirectory> m_tTemporary;  ///< when the folder is to go with the store
+    std::optional<kit::TemporaryFolder> m_tTemporary;  ///< when the folder is to go with the store
     std::string m_sFolder;
     mutable std::mutex m_tAdding;
 };

@@ -1,9 +1,10 @@
+// The file exchange.
+
 #include <array>
 #include <cstdio>
 
 #include "htmlpage.h"
 #include "pages/pages.h"
-#include "zq/applicationkit/formdata.h"
 #include "zq/applicationkit/sendfile.h"
 
 namespace sample {
@@ -31,7 +32,7 @@ std::wstring dateText(std::time_t nTime, const wchar_t* pFormat) {
     return {tText.data(), std::wcsftime(tText.data(), tText.size(), pFormat, &tTime)};
 }
 
-EStatus sendList(const RoutedRequest& r, const FileStore& rStore) {
+void sendList(const RoutedRequest& r, const FileStore& rStore) {
     const std::vector<StoredFile> tFiles = rStore.list();
     r.rStream.setExpireSeconds(0);
     HtmlPage tPage(r.rStream, L"File exchange");
@@ -41,30 +42,26 @@ EStatus sendList(const RoutedRequest& r, const FileStore& rStore) {
         L"</label><button>Upload</button></form>\n"
         L"<div id=\"transfer\" hidden><progress max=\"1\" value=\"0\" aria-label=\"Upload\"></progress>"
         L"<button type=\"button\" class=\"quiet\">Cancel</button></div>\n<p id=\"message\" "
-        L"role=\"status\"></p>\n"
-        L"<h2>Files</h2>\n");
-    tPage.markup(
-        tFiles.empty()
-            ? kit::Markup(
-                  L"<p class=\"empty\">Nothing here yet. What you upload is there for everybody.</p>\n")
-            : kit::Markup(L"<table class=\"files\">\n<thead><tr><th scope=\"col\">Name</th><th "
-                          L"scope=\"col\">Size</th>"
-                          L"<th scope=\"col\">Uploaded</th><td></td></tr></thead>\n<tbody>\n"));
+        L"role=\"status\"></p>\n<h2>Files</h2>\n");
+    if (tFiles.empty())
+        tPage.markup(L"<p class=\"empty\">Nothing here yet. What you upload is there for everybody.</p>\n");
+    else
+        tPage.markup(
+            L"<table class=\"files\">\n<thead><tr><th scope=\"col\">Name</th><th scope=\"col\">Size</th>"
+            L"<th scope=\"col\">Uploaded</th><td></td></tr></thead>\n<tbody>\n");
     for (const StoredFile& rFile : tFiles) {
         const ZQWString sId = fromUtf8(rFile.sId);
         tPage.write(
-            L"<tr><td><a href=\"/files?get={}\"><bdi>{}</bdi></a></td><td>{}</td><td><time "
-            L"datetime=\"{}\">{}</time>"
-            L"</td><td><form method=\"post\" action=\"/files\"><button class=\"quiet\" name=\"delete\" "
-            L"value=\"{}\" "
-            L"aria-label=\"Delete {}\">Delete</button></form></td></tr>\n",
+            L"<tr><td><a href=\"/files?get={}\"><bdi>{}</bdi></a></td><td>{}</td>"
+            L"<td><time datetime=\"{}\">{}</time></td><td><form method=\"post\" action=\"/files\">"
+            L"<button class=\"quiet\" name=\"delete\" value=\"{}\" aria-label=\"Delete {}\">Delete</button>"
+            L"</form></td></tr>\n",
             sId, rFile.sName, sizeText(rFile.nSize), dateText(rFile.tTime.tv_sec, L"%Y-%m-%dT%H:%M:%SZ"),
             dateText(rFile.tTime.tv_sec, L"%e %b %Y, %H:%M UTC"), sId, rFile.sName);
     }
     if (!tFiles.empty()) tPage.markup(L"</tbody></table>\n");
     tPage.markup(L"<script src=\"/static/upload.js\"></script>\n");
     tPage.end();
-    return HttpRequestStatus::kOK;
 }
 
 [[noreturn]] void refuseId() {
@@ -88,7 +85,7 @@ bool isCrossSite(ZQHttpStream& rStream) {
 
 }  // namespace
 
-EStatus filesPage(const RoutedRequest& r, State& rState) {
+void filesPage(const RoutedRequest& r, State& rState) {
     const kit::FormData tQuery(r.rStream, r.rRequest);
     const ZQWString* pId = tQuery.find(L"get");
     if (!pId) return sendList(r, rState.tFiles);
@@ -98,10 +95,9 @@ EStatus filesPage(const RoutedRequest& r, State& rState) {
     r.rStream.setContentDisposition(ContentDisposition(ContentDisposition::kAttachment, tFile.sName));
     kit::sendFile(r.rStream, tFile.tContent,
                   {.nFreshSeconds = 0, .fCancelled = [&] { return rState.tShutdown.isRaised(); }});
-    return HttpRequestStatus::kOK;
 }
 
-EStatus filesPost(const RoutedRequest& r, State& rState) {
+void filesPost(const RoutedRequest& r, State& rState) {
     if (isCrossSite(r.rStream))
         throw kit::RequestError(
             403, L"Files are only taken and deleted for this server's own page. Nothing was changed.");
@@ -115,7 +111,6 @@ EStatus filesPost(const RoutedRequest& r, State& rState) {
         rState.tFiles.add(tForm.getFiles());
     }
     r.rStream.SendRedirect(HREFString(L"/files"));
-    return HttpRequestStatus::kOK;
 }
 
 }  // namespace sample

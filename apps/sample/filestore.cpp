@@ -1,14 +1,14 @@
-#include "exchange/filestore.h"
+#include "filestore.h"
 
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <system_error>
 #include <tuple>
@@ -27,22 +27,16 @@ constexpr std::size_t knIdLength = 32;
 /// A name is there this long, at the most, before its data.
 constexpr std::chrono::minutes knOrphanAge(10);
 
-[[noreturn]] void fail(const std::string& sWhat) {
-    throw std::system_error(errno, std::generic_category(), sWhat);
-}
-
 bool isId(std::string_view s) noexcept {
     return s.size() == knIdLength && s.find_first_not_of("0123456789abcdef") == s.npos;
 }
 
 /// 32 lower-case hexadecimal digits that nobody can guess.
 std::string makeId() {
-    std::array<unsigned char, knIdLength / 2> tBytes{};
-    if (getrandom(tBytes.data(), tBytes.size(), 0) != static_cast<ssize_t>(tBytes.size())) fail("getrandom");
-    std::string sId;
-    for (const unsigned char n : tBytes)
-        sId.append({"0123456789abcdef"[n >> 4], "0123456789abcdef"[n & 15]});
-    return sId;
+    std::random_device t;  // the kernel's
+    char tId[knIdLength + 1];
+    (void)std::snprintf(tId, sizeof tId, "%08x%08x%08x%08x", t(), t(), t(), t());
+    return tId;
 }
 
 /// The ids that have a file of that ending.
@@ -68,7 +62,8 @@ FileStore::FileStore() {
     const char* pConfigured = std::getenv("SAMPLE_FILES");  // NOLINT(concurrency-mt-unsafe)
     m_sFolder = pConfigured ? pConfigured : "";
     if (m_sFolder.empty())
-        m_sFolder = m_tTemporary.emplace().getPath();
+        m_sFolder =
+            m_tTemporary.emplace("sample-files-", std::vector<std::string>{s_ksData, s_ksName}).getPath();
     else
         fs::create_directories(m_sFolder);
     try {
@@ -168,7 +163,8 @@ void FileStore::link(const std::vector<kit::UploadedFile>& rFiles,
         std::timespec tNow{};
         clock_gettime(CLOCK_REALTIME, &tNow);
         const std::timespec tTimes[] = {tNow, tNow};
-        if (futimens(rFiles[n].tContent.getDescriptor().get(), tTimes) != 0) fail("cannot date a file");
+        if (futimens(rFiles[n].tContent.getDescriptor().get(), tTimes) != 0)
+            throw std::system_error(errno, std::generic_category(), "cannot date a file");
         rFiles[n].tContent.keepAs(path(rIds[n], s_ksData));
     }
 }
