@@ -1,6 +1,5 @@
-// What the application kit costs: finding one of 1000 routes beside one of 10, and a page written with it
-// beside the same page written by hand. Each pair runs in turns; its counter "ratio" is the time of the one by
-// that of the other.
+// What the application kit costs: finding one of 10 routes and one of 1000, and a page written by hand and the
+// same page written with it. Each pair runs in turns; "ratio" is the time of the second by that of the first.
 
 #include <benchmark/benchmark.h>
 
