@@ -1,5 +1,6 @@
 // What the application kit costs: finding one of 10 routes and one of 1000, and a page written by hand and
-// the same page written with it. Each pair runs in turns; "ratio" is the time of the second by that of the first.
+/// he same page written with it. Each pair runs in turns; "ratio" is the time of the second by that of the
+/// first.
 
 #include <benchmark/benchmark.h>
 

@@ -37,7 +37,7 @@ function(zq_install_package)
     cmake_path(SET sHere NORMALIZE "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
     file(RELATIVE_PATH sLibraries ${sHere} ${CMAKE_INSTALL_FULL_LIBDIR})
     file(RELATIVE_PATH sHeaders ${sHere} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
-    foreach(sKind application host)
+    foreach(sKind application applicationkit host)
         configure_file(cmake/webhttpserver-${sKind}.pc.in webhttpserver-${sKind}.pc @ONLY)
         install(FILES ${PROJECT_BINARY_DIR}/webhttpserver-${sKind}.pc
             DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -39,7 +39,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
 "What applications for the server are made with, and other hosts for them:
  headers, a CMake package and files for pkg-config.")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "webhttpserver (= ${sRevision})")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "webhttpserver (= ${sRevision}), nlohmann-json3-dev")
 
 # What Debian wants to see beside the documentation of both.
 execute_process(COMMAND date -uRd ${sReleased} OUTPUT_VARIABLE sDate OUTPUT_STRIP_TRAILING_WHITESPACE)

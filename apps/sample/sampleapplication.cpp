@@ -95,7 +95,7 @@ void staticFile(const RoutedRequest& r, State&) {
 
 void errorPage(ZQHttpStream& rStream, const kit::RequestError& rError) {
     ZQWString sPath;
-    rStream.GetServerVariable("URL", sPath);
+    rStream.GetServerVariable(ServerVariable::kUrl, sPath);
     const bool bMissing = rError.getStatus() == 404;
     HtmlPage tPage(rStream, bMissing ? L"There is no such page" : L"That cannot be served");
     tPage.write(L"<p>{}</p>\n", rError.getMessageText());

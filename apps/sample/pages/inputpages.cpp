@@ -11,9 +11,12 @@ namespace sample {
 namespace {
 
 /// The variables that a host may know; it says itself which ones it does.
-constexpr const char* s_ksVariables[] = {"URL",         "REQUEST_METHOD", "QUERY_STRING",   "SERVER_PROTOCOL",
-                                         "SERVER_NAME", "SERVER_PORT",    "REMOTE_ADDR",    "REMOTE_PORT",
-                                         "HTTP_HOST",   "CONTENT_TYPE",   "CONTENT_LENGTH", "HTTPS"};
+constexpr const char* s_ksVariables[] = {
+    ServerVariable::kUrl,         ServerVariable::kRequestMethod,  ServerVariable::kQueryString,
+    ServerVariable::kServerName,  ServerVariable::kServerProtocol, ServerVariable::kServerPort,
+    ServerVariable::kRemotePort,  ServerVariable::kRemoteAddress,  "HTTP_HOST",
+    ServerVariable::kContentType, ServerVariable::kContentLength,  ServerVariable::kHttps,
+    ServerVariable::kRequestId};
 
 /// Header text is one byte in each character; what is not ASCII in it is UTF-8 today, if it is anything.
 ZQWString decodeHeader(const ZQWString& sHeader) {

@@ -23,11 +23,11 @@ std::wstring getVariable(ZQHttpStream& rStream, const char* pName) {
 /// The address that the client reached this application at, by way of a proxy too: "http://127.0.0.1:8080".
 /// For links and commands to copy, so that a host that is no plain name or address is not repeated.
 std::wstring getServerAddress(ZQHttpStream& rStream) {
-    const bool bSecure = getVariable(rStream, "HTTPS") == L"on";
+    const bool bSecure = getVariable(rStream, ServerVariable::kHttps) == L"on";
     const std::wstring sScheme = bSecure ? L"https://" : L"http://";
     const std::wstring sHost = getVariable(rStream, "HTTP_HOST");
-    const std::wstring sPort = getVariable(rStream, "SERVER_PORT");
-    std::wstring sName = getVariable(rStream, "SERVER_NAME");
+    const std::wstring sPort = getVariable(rStream, ServerVariable::kServerPort);
+    std::wstring sName = getVariable(rStream, ServerVariable::kServerName);
     if (sName.empty() || sName.find_first_not_of(s_ksPlain) != sName.npos) sName = L"localhost";
     // The client's own words, unless a proxy was asked for another host: they have the port that leads here.
     if (sHost == sName || sHost.starts_with(sName + L":")) return sScheme + sHost;
