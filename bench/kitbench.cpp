@@ -1,6 +1,5 @@
 // What the application kit costs: finding one of 10 routes and one of 1000, and a page written by hand and
-/// he same page written with it. Each pair runs in turns; "ratio" is the time of the second by that of the
-/// first.
+// the same page written with it. Each pair runs in turns; "ratio" is the second time by the first.
 
 #include <benchmark/benchmark.h>
 
