@@ -68,13 +68,16 @@ std::string_view localName(const pugi::xml_node& rNode) {
     return sName.substr(sName.find(':') + 1);
 }
 
-/// Whole cents, so that sums are exact.
-long long lineTotal(const pugi::xml_node& rItem) {
-    const double nCents = rItem.attribute("price").as_double() * 100;
-    return std::llround(nCents) * rItem.attribute("quantity").as_int(1);
+/// In cents. No order costs more, nor does a double tell one cent from the next far beyond.
+constexpr double knMostCents = 1e12;
+
+/// Whole cents, so that sums are exact; negative, or no number, for what nobody can order.
+double lineTotal(const pugi::xml_node& rItem) {
+    return std::round(rItem.attribute("price").as_double() * 100) * rItem.attribute("quantity").as_int(1);
 }
 
-std::string centsText(long long nCents) {
+std::string centsText(double nTotal) {
+    const auto nCents = static_cast<long long>(nTotal);
     const std::string sFraction = std::to_string(nCents % 100);
     return std::to_string(nCents / 100) + (sFraction.size() < 2 ? ".0" : ".") + sFraction;
 }
@@ -182,12 +185,15 @@ void orderPost(const RoutedRequest& r, State&) {
     if (!parseXml(tOrder, r.rRequest.sBody.view(), sReason))
         throw kit::RequestError(400, L"This is no XML: " + sReason + L".");
     pugi::xml_node tTotal = tBill.append_child("bill");
-    long long nSum = 0;
+    double nSum = 0;
     for (const pugi::xml_node& rItem : tOrder.document_element().children("item")) {
+        const double nLine = lineTotal(rItem);
+        nSum += nLine;
+        if (!(nLine >= 0 && nSum <= knMostCents))
+            throw kit::RequestError(400, L"Nobody can pay what this order costs.");
         pugi::xml_node tLine = tTotal.append_child("line");
         tLine.append_attribute("name") = rItem.attribute("name").value();
-        tLine.append_attribute("total") = centsText(lineTotal(rItem)).c_str();
-        nSum += lineTotal(rItem);
+        tLine.append_attribute("total") = centsText(nLine).c_str();
     }
     tTotal.append_attribute("total") = centsText(nSum).c_str();
     sendXml(r.rStream, tBill, L"application/xml");
