@@ -2,23 +2,7 @@
 
 #include "memoryrequestprovider.h"
 #include "memoryresponseprovider.h"
-#include "zq/foundation/utf8text.h"
-
-namespace {
-
-std::string messageOf(const std::exception_ptr& pException) {
-    try {
-        std::rethrow_exception(pException);
-    } catch (const Exception& e) {
-        return toUtf8(e.getMessageText());
-    } catch (const std::exception& e) {
-        return e.what();
-    } catch (...) {
-        return "an exception of an unknown type";
-    }
-}
-
-}  // namespace
+#include "zq/recording/recording.h"
 
 struct MemoryExchange::Parts {
     MemoryCalls tCalls;

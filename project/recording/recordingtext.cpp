@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "zq/foundation/exception.h"
 #include "zq/foundation/utf8text.h"
 
 namespace {
@@ -31,6 +32,18 @@ constexpr std::array<std::uint32_t, 256> makeChecksumTable() {
 }
 
 }  // namespace
+
+std::string messageOf(const std::exception_ptr& pException) {
+    try {
+        std::rethrow_exception(pException);
+    } catch (const Exception& e) {
+        return toUtf8(e.getMessageText());
+    } catch (const std::exception& e) {
+        return e.what();
+    } catch (...) {
+        return "an exception of an unknown type";
+    }
+}
 
 std::uint32_t checksum(std::string_view s) noexcept {
     static constexpr auto s_tTable = makeChecksumTable();

@@ -14,7 +14,7 @@ public:
     void line(std::string_view sWord, const Words&... rWords) {
         m_sText += sWord;
         ((m_sText += ' ', m_sText += rWords), ...);
-        m_sText += '\n';
+        endLine();
     }
     void fields(std::string_view sWord, const Recording::Fields& rFields) {
         for (const auto& [sName, sValue] : rFields)
@@ -28,7 +28,7 @@ public:
         if (rForm.bField) word(field(r.sName, r.sBytes));
         if (rForm.bMessage) word(escapeBytes(r.sBytes));
         if (r.bOmitted) word(s_ksOmitted);
-        m_sText += '\n';
+        endLine();
         if (rForm.bContent) content(r.sBytes);
     }
     /// Lines of text up to the line ends that are in it, or lines of base64.
@@ -45,6 +45,11 @@ public:
     }
 
 private:
+    /// Without a space that means nothing, and that editors drop.
+    void endLine() {
+        if (m_sText.back() == ' ') m_sText.pop_back();
+        m_sText += '\n';
+    }
     void word(std::string_view s) { m_sText.append(" ").append(s); }
     static std::string field(std::string_view sName, std::string_view sValue) {
         return escapeBytes(sName).append(": ").append(escapeBytes(sValue));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -11,8 +12,8 @@
 #include "zq/foundation/zqexport.h"
 
 /// What passed at the boundary between a front end and the module while one request ran, both ways and in
-/// order; or, of a request that the front end refused before the module saw it, its bytes. A value, whose text
-/// form docs/recording.md describes.
+/// order; or, of a request that the front end refused before the module saw it, its bytes. A value, whose
+/// text form docs/recording.md describes.
 struct ZQ_EXPORT Recording {
     using Fields = std::vector<std::pair<std::string, std::string>>;
 
@@ -85,6 +86,9 @@ struct ZQ_EXPORT Recording {
     /// says what cannot be. bEdited: the checksum, and how many bytes a piece has, may be wrong or missing.
     static Recording read(std::string_view sText, bool bEdited = false);
 };
+
+/// What an exception says, in UTF-8, as recordings have it.
+ZQ_EXPORT std::string messageOf(const std::exception_ptr& pException);
 
 /// The text of bytes in one line: line ends, tabs, backslashes, a last space, and bytes that are no text
 /// become escapes, as \r \n \t \\ \x00. UTF-8 stays as it is.

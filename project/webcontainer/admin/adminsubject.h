@@ -5,6 +5,7 @@
 
 #include "connections/container.h"
 #include "log/accesslog.h"
+#include "log/recorder.h"
 #include "zq/services/performancecounters.h"
 
 namespace webcontainer {
@@ -16,6 +17,7 @@ struct AdminSubject {
     std::string sVersion;                          ///< of the host
     std::string sModule;                           ///< name and version of the module that answers
     std::chrono::system_clock::time_point tStart;  ///< of the process
+    const Recorder* pRecorder = nullptr;           ///< null: there is none
 
     static constexpr char s_ksDraining[] = "draining";
     static constexpr char s_ksStuck[] = "no worker makes progress";

@@ -135,6 +135,13 @@ void addFrontEnd(Families& rFamilies, const Container& rContainer) {
 void addProcess(Families& rFamilies, const AdminSubject& rSubject) {
     rFamilies.addCounter("webcontainer_access_log_lines_lost_total",
                          "Access log lines that could not be written", toDouble(rSubject.countLostLines()));
+    if (rSubject.pRecorder) {
+        rFamilies.addCounter("webcontainer_recordings_written_total", "Requests that have been recorded",
+                             toDouble(rSubject.pRecorder->getWritten()));
+        rFamilies.addCounter("webcontainer_recordings_lost_total",
+                             "Requests that were to be recorded and were not",
+                             toDouble(rSubject.pRecorder->getLost()));
+    }
     rFamilies.addGauge("webcontainer_draining", "1 while the server ends: it takes no new connections",
                        rSubject.rContainer.isDraining() ? 1 : 0);
     rFamilies.addGauge("webcontainer_build_info", "Which build this is; always 1", 1,

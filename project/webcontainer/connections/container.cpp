@@ -39,7 +39,8 @@ std::string describeWork(const Activity::Seen& r) {
 
 }  // namespace
 
-Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler, AccessLog* pAccessLog)
+Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler, AccessLog* pAccessLog,
+                     Recorder* pRecorder)
     : m_tOptions(rOptions),
       m_rHandler(rHandler),
       m_tStop(makeStopSignal()),
@@ -65,6 +66,7 @@ Container::Container(const ContainerOptions& rOptions, RequestHandler& rHandler,
                 .rbAnnounced = m_bAnnounced,
                 .rbDraining = m_bDraining,
                 .pAccessLog = pAccessLog,
+                .pRecorder = pRecorder,
                 .nStopFd = m_tStop.get()},
       m_tStatistics(m_tOptions.nWorkers + 1) {
     m_tPoller.watchAlways(m_tStop.get());

@@ -33,8 +33,9 @@ namespace webcontainer {
 /// All operations belong to one thread, unless they say otherwise.
 class Container {
 public:
-    /// rHandler and pAccessLog (null: none) must outlive the container. Throws StartError.
-    Container(const ContainerOptions& rOptions, RequestHandler& rHandler, AccessLog* pAccessLog = nullptr);
+    /// rHandler, pAccessLog and pRecorder (null: none) must outlive the container. Throws StartError.
+    Container(const ContainerOptions& rOptions, RequestHandler& rHandler, AccessLog* pAccessLog = nullptr,
+              Recorder* pRecorder = nullptr);
     /// Ends what drain() has left, and waits for it: a handler that does not return is waited for.
     ~Container();
     Container(const Container&) = delete;

@@ -20,6 +20,7 @@
 namespace webcontainer {
 
 class AccessLog;
+class Recorder;
 
 /// What all workers share; everything outlives them.
 struct WorkerShared {
@@ -41,6 +42,7 @@ struct WorkerShared {
     const std::atomic<bool>& rbAnnounced;  ///< responses are the last of their connections
     const std::atomic<bool>& rbDraining;   ///< connections without a request end
     AccessLog* pAccessLog;                 ///< null: there is none
+    Recorder* pRecorder;                   ///< null: there is none
     int nStopFd;                           ///< readable: workers return, and give up waiting for clients
 };
 

@@ -28,7 +28,7 @@ Sweeper::Sweeper(const WorkerShared& rShared, WorkerStatistics& rStatistics)
       m_tLimits(rShared.rLimits),
       m_tInput(rShared.rLimits, RequestInput::fullCapacity(rShared.rLimits)),
       m_tRunner(rShared.rHandler),
-      m_tBuffers(rShared.pAccessLog) {
+      m_tBuffers(rShared.pAccessLog, rShared.pRecorder) {
     m_tLimits.nWriteTimeoutMs = 0;
 }
 

@@ -17,7 +17,9 @@ Worker::Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics)
       m_rStatistics(rStatistics),
       m_tInput(rShared.rLimits, RequestInput::fullCapacity(rShared.rLimits)),
       m_tRunner(rShared.rHandler),
-      m_tBuffers(rShared.pAccessLog) {}
+      m_tBuffers(rShared.pAccessLog, rShared.pRecorder) {
+    if (rShared.pRecorder) m_tInput.keepChunks();
+}
 
 void Worker::run() {
     m_rStatistics.activity().setThread(::gettid());

@@ -72,6 +72,8 @@ std::unique_ptr<RequestInput> RequestInput::detach() {
     std::swap(pInput->m_tHead, m_tHead);
     pInput->m_nUnreceived = m_nUnreceived;
     pInput->m_nUnchunked = m_nUnchunked;
+    pInput->m_bKeepsChunks = m_bKeepsChunks;
+    pInput->m_sChunks.swap(m_sChunks);
     pInput->m_nEmptyLines = std::exchange(m_nEmptyLines, 0);
     pInput->m_bHeadComplete = std::exchange(m_bHeadComplete, false);
     pInput->m_bBodyReceived = std::exchange(m_bBodyReceived, false);
@@ -92,6 +94,7 @@ void RequestInput::startOver(std::size_t nBegin, std::size_t nEnd) {
     m_tScanner = HeadScanner(*m_pLimits);
     m_tChunks = ChunkDecoder(*m_pLimits);
     m_tHead.clear();
+    m_sChunks.clear();
     m_nEmptyLines = 0;
     m_bHeadComplete = false;
     m_bBodyReceived = false;
@@ -148,6 +151,9 @@ Parsed RequestInput::advanceBody() {
     } else if (m_tHead.eFraming == EBodyFraming::kChunked && !m_bBodyReceived) {
         const char* pFrom = m_pData.get() + m_t.nRaw;
         char* pTo = m_pData.get() + m_t.nBodyEnd;
+        // Before the request runs: what comes later is not refused but fails it.
+        if (m_bKeepsChunks && m_nUnchunked <= m_pLimits->nPrefetchBytes)
+            m_sChunks.append(pFrom, m_t.nEnd - m_t.nRaw);
         const Parsed tParsed = m_tChunks.decode(pFrom, m_pData.get() + m_t.nEnd, pTo);
         m_t.nRaw = static_cast<std::size_t>(pFrom - m_pData.get());
         m_nUnchunked += static_cast<std::size_t>(pTo - m_pData.get()) - m_t.nBodyEnd;
@@ -167,6 +173,17 @@ std::uint64_t RequestInput::getBodyReceived() const noexcept {
     if (!m_bHeadComplete) return 0;
     return m_tHead.eFraming == EBodyFraming::kDeclared ? m_tHead.nContentLength - m_nUnreceived
                                                        : m_nUnchunked;
+}
+
+std::string RequestInput::getRaw() const {
+    std::string sRaw;
+    for (std::size_t n = 0; n < m_nEmptyLines; ++n)
+        sRaw += "\r\n";
+    if (!m_bHeadComplete) return sRaw.append(head(), m_t.nEnd - m_t.nBegin);
+    sRaw.append(head(), m_t.nHeadEnd - m_t.nBegin);
+    std::ranges::replace(sRaw, '\0', ' ');  // what beginBody() has put there; no head may have one
+    if (m_tHead.eFraming == EBodyFraming::kChunked) return sRaw += m_sChunks;
+    return sRaw.append(m_pData.get() + m_t.nBody, m_t.nBodyEnd - m_t.nBody);
 }
 
 bool RequestInput::isReady() const noexcept {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "base/limits.h"
@@ -30,6 +31,11 @@ public:
     /// Where the next bytes go; never empty. Moves and enlarges the storage when it must.
     std::span<char> room();
     void commit(std::size_t nReceived) noexcept { m_t.nEnd += nReceived; }
+    /// From now on getRaw() knows chunked bodies too.
+    void keepChunks() noexcept { m_bKeepsChunks = true; }
+    /// What has been received of the request before it ran, as it came; of a chunked body only if that was
+    /// kept.
+    std::string getRaw() const;
     /// Parses what has been received. kDone: the head is complete, and of the body what is to be there before
     /// the request runs; it is called again only to go on with the body. After kRefused nothing more can be
     /// read from the connection.
@@ -109,9 +115,11 @@ private:
     RequestHead m_tHead;
     std::size_t m_nUnreceived = 0;
     std::uint64_t m_nUnchunked = 0;  ///< bytes of a chunked body that have been decoded
+    std::string m_sChunks;           ///< as they came, if they are kept
     std::size_t m_nEmptyLines = 0;   ///< before the request
     bool m_bHeadComplete = false;
     bool m_bBodyReceived = false;
+    bool m_bKeepsChunks = false;
 };
 
 }  // namespace webcontainer

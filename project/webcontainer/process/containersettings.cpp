@@ -137,6 +137,17 @@ std::string readServerField(const ConfigReader& rReader) {
 
 }  // namespace
 
+Limits readLimits(const ConfigReader& rReader) {
+    Limits tLimits;
+    for (const LimitInfo& r : s_tLimitInfos)
+        tLimits.*r.pMember = r.readNumber(rReader);
+    return tLimits;
+}
+
+MethodRules readMethodRules(const ConfigReader& rReader) {
+    return {.bHead = isOn(s_tHead, rReader), .bStrict = isOn(s_tMethodNotAllowed, rReader)};
+}
+
 ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::string& sListen) {
     ContainerOptions tOptions;
     tOptions.tListen = readListen(rReader, sListen);
@@ -150,12 +161,10 @@ ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::st
     if (tOptions.nWorkers == 0)
         tOptions.nWorkers =
             std::min(s_knWorkersPerCore * std::thread::hardware_concurrency(), s_tWorkers.nMost);
-    tOptions.tRules.tMethods = {.bHead = isOn(s_tHead, rReader),
-                                .bStrict = isOn(s_tMethodNotAllowed, rReader)};
+    tOptions.tRules.tMethods = readMethodRules(rReader);
     tOptions.tRules.pErrorPages = std::make_shared<ErrorPages>(toUtf8(s_tErrorPages.readText(rReader)));
     tOptions.tRules.sServerField = readServerField(rReader);
-    for (const LimitInfo& r : s_tLimitInfos)
-        tOptions.tLimits.*r.pMember = r.readNumber(rReader);
+    tOptions.tLimits = readLimits(rReader);
     return tOptions;
 }
 

@@ -12,6 +12,10 @@ namespace webcontainer {
 /// sListen and the error pages.
 ContainerOptions readContainerOptions(const ConfigReader& rReader, const std::string& sListen);
 
+/// The parts of that which decide what is refused before it runs. Throw ConfigError.
+Limits readLimits(const ConfigReader& rReader);
+MethodRules readMethodRules(const ConfigReader& rReader);
+
 /// Makes the configured features the global table of responses. Before the first request only.
 void applyFeatures(const ConfigReader& rReader);
 

@@ -9,6 +9,7 @@
 #include "base/starterror.h"
 #include "log/accesslogsettings.h"
 #include "log/containerlog.h"
+#include "log/recordersettings.h"
 #include "process/applicationlibrary.h"
 #include "process/containersettings.h"
 #include "process/crashreport.h"
@@ -106,7 +107,7 @@ std::string describeKept(const ConfigBase::LoadResult& rResult) {
     std::string sNames;
     for (const std::string& s : rResult.tRefused)
         sNames.append(s).append(", ");
-    return sNames + "and the tables WebContainer, AccessLog, Admin and Features";
+    return sNames + "and the tables WebContainer, AccessLog, Recording, Admin and Features";
 }
 
 void loadMessages() {
@@ -130,15 +131,14 @@ private:
 
 ServerProcess::ServerProcess(const CommandLine& rCommandLine)
     : m_tCommandLine(rCommandLine),
-      m_tExitGuard([this] {
-          if (m_pAccessLog) m_pAccessLog->flush();
-      }) {
+      m_tExitGuard([this] { flush(); }) {
     std::vector<HandedOverSocket> tHandedOver = takeHandedOverSockets();
     const int nAdminSocket = takeAdminSocket(tHandedOver);
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
     m_pErrorPages = tOptions.tRules.pErrorPages;
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
+    const RecorderSettings tRecorder = readRecorderSettings(tReader);
     m_tLog.start();
     reportCrashesTo(getLogFile(tReader));
     useHandedOver(tOptions, tHandedOver);
@@ -162,11 +162,13 @@ ServerProcess::ServerProcess(const CommandLine& rCommandLine)
     m_pHandler = std::make_unique<ModuleHandler>(*m_pServer);
     fitDescriptorLimit(tOptions.tLimits, tAdmin);
     if (!tAccessLog.sFile.empty()) m_pAccessLog = std::make_unique<AccessLog>(tAccessLog);
-    m_pContainer = std::make_unique<Container>(tOptions, *m_pHandler, m_pAccessLog.get());
+    if (!tRecorder.sFolder.empty()) m_pRecorder = std::make_unique<Recorder>(tRecorder);
+    m_pContainer = std::make_unique<Container>(tOptions, *m_pHandler, m_pAccessLog.get(), m_pRecorder.get());
     if (tAdmin)
         m_pAdmin = std::make_unique<AdminServer>(
-            *tAdmin, AdminSubject{*m_pContainer, m_pAccessLog.get(), ZQ_VERSION,
-                                  kiv::s_version_webhttpserver4, std::chrono::system_clock::now()});
+            *tAdmin,
+            AdminSubject{*m_pContainer, m_pAccessLog.get(), ZQ_VERSION, kiv::s_version_webhttpserver4,
+                         std::chrono::system_clock::now(), m_pRecorder.get()});
 }
 
 int ServerProcess::serve() {
@@ -184,10 +186,16 @@ int ServerProcess::serve() {
     logText(kSevInfo, s_lsContainer, bOrderly ? "ended" : "ended with requests cut off");
     // A thread that is still inside the application would be waited for; nothing is lost without that.
     if (!m_pContainer->haveThreadsEnded()) {
-        if (m_pAccessLog) m_pAccessLog->flush();
+        flush();
         ::_exit(kExitCutOff);
     }
     return bOrderly ? kExitOrderly : kExitCutOff;
+}
+
+/// Writes what waits for it, before the process ends without more ado.
+void ServerProcess::flush() noexcept {
+    if (m_pAccessLog) m_pAccessLog->flush();
+    if (m_pRecorder) m_pRecorder->flush();
 }
 
 void ServerProcess::sayReady() const {
@@ -209,6 +217,7 @@ void ServerProcess::reload() {
     m_tManager.reloading();
     m_tLog.reopen();
     if (m_pAccessLog) m_pAccessLog->reopen();
+    if (m_pRecorder) m_pRecorder->goOn();
     const auto hBefore = ConfigReader::getGlobalInstance();
     try {
         const auto tResult = ConfigBase::loadAll(readConfiguration(m_tCommandLine.sConfig));
@@ -235,6 +244,7 @@ void checkOnly(const CommandLine& rCommandLine) {
     const ConfigReader tReader = readConfiguration(rCommandLine.sConfig);
     ContainerOptions tOptions = readContainerOptions(tReader, rCommandLine.sListen);
     const AccessLogSettings tAccessLog = readAccessLogSettings(tReader);
+    const RecorderSettings tRecorder = readRecorderSettings(tReader);
     const TrialOpening tLogTrial(getLogFile(tReader));
     checkLogSettings(tReader);
     std::optional<AdminSettings> tAdmin =
@@ -247,6 +257,7 @@ void checkOnly(const CommandLine& rCommandLine) {
     fitDescriptorLimit(tOptions.tLimits, tAdmin);
     const TrialOpening tAccessLogTrial(tAccessLog.sFile);
     if (!tAccessLog.sFile.empty()) AccessLog{tAccessLog};
+    if (!tRecorder.sFolder.empty()) Recorder{tRecorder};
     std::cout << "webcontainer: " << rCommandLine.sConfig << " can be used" << std::endl;
 }
 

@@ -6,6 +6,7 @@
 #include "connections/container.h"
 #include "log/accesslog.h"
 #include "log/logsetup.h"
+#include "log/recorder.h"
 #include "process/commandline.h"
 #include "process/exitguard.h"
 #include "process/heap.h"
@@ -19,7 +20,7 @@ namespace webcontainer {
 /// Everything that one server process is made of, in the order in which it comes up:
 ///
 ///     signals - service manager - configuration - log - message texts - features - application - module -
-///     access log - listening sockets - admin listener
+///     access log - recorder - listening sockets - admin listener
 class ServerProcess {
 public:
     /// Throws ConfigError and StartError.
@@ -28,6 +29,7 @@ public:
     int serve();
 
 private:
+    void flush() noexcept;
     void reload();
     void sayReady() const;
     void startAdmin();
@@ -40,6 +42,7 @@ private:
     ServiceManager m_tManager;
     LogSetup m_tLog;
     std::unique_ptr<AccessLog> m_pAccessLog;  ///< null: not wanted; outlives the application
+    std::unique_ptr<Recorder> m_pRecorder;    ///< as above
     std::unique_ptr<HttpApplication> m_pApplication;
     std::unique_ptr<kiv::KIVHttpServer> m_pServer;
     std::unique_ptr<ModuleHandler> m_pHandler;

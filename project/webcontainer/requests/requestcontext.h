@@ -12,6 +12,7 @@
 #include "http/requestinput.h"
 #include "http/responsehead.h"
 #include "log/accesslog.h"
+#include "log/recorder.h"
 #include "requests/bodyreader.h"
 #include "requests/requestid.h"
 #include "requests/servervariables.h"
@@ -23,6 +24,7 @@
 //     socket -> Worker -> RequestInput::advance() is kDone -> RequestRunner::run()
 //       RequestWatch begins ............................ counted; at its end counted out and logged
 //         RequestProvider, ResponseProvider -> RequestHandler -> module -> application
+//         (through RecordedRequest, RecordedResponse, when the request's turn to be recorded has come)
 //           the body:     BodyReader: first what RequestInput has received, then the socket
 //           the response: the head is held back ... first bytes: both sent with one call ... endResponse()
 //       it ended ........ kKeep: the next request | kLinger: what still comes is dropped
@@ -34,13 +36,14 @@ namespace webcontainer {
 
 /// What a worker keeps from one response to the next, so that it allocates nothing in the long run.
 struct ResponseBuffers {
-    /// pAccessLog must outlive the buffers; null: there is none.
-    explicit ResponseBuffers(AccessLog* pAccessLog) : tAccess(pAccessLog) {}
+    /// Both must outlive the buffers; null: there is none.
+    ResponseBuffers(AccessLog* pAccessLog, Recorder* pRecorder) : tAccess(pAccessLog), tRecords(pRecorder) {}
 
     ResponseHead tHead;
     NarrowStringBuffer tWire;  ///< what the front end sends around an application's bytes
     DateCache tDate;
     AccessBlock tAccess;
+    RecordShare tRecords;
 };
 
 /// One request on its way through the front end: all of it belongs to the worker that runs it.

@@ -6,6 +6,7 @@
 #include "log/containerlog.h"
 #include "requests/bodyerror.h"
 #include "requests/requestprovider.h"
+#include "requests/requestrecord.h"
 #include "requests/requestwatch.h"
 #include "requests/responseprovider.h"
 #include "zq/foundation/inputstream.h"
@@ -44,8 +45,18 @@ EOutcome RequestRunner::serve(RequestContext& rContext) {
                                      rContext.rRules.tMethods);
     if (tOwn.nStatus != 0) return refuse(rContext, tOwn, rContext.keepsConnection() && tBody.finish());
     RequestProvider tRequest(rContext, tBody);
-    ResponseProvider tResponse(rContext, tBody);
-    const Failure tFailure = process(tRequest, tResponse);
+    if (!rContext.rBuffers.tRecords.isNext()) [[likely]]
+        return serve(rContext, tBody, tRequest, nullptr);
+    RequestRecord tRecord(rContext, tRequest);
+    const EOutcome eOutcome = serve(rContext, tBody, tRequest, &tRecord);
+    tRecord.end(eOutcome != EOutcome::kAbort);
+    return eOutcome;
+}
+
+EOutcome RequestRunner::serve(RequestContext& rContext, BodyReader& rBody, RequestProvider& rRequest,
+                              RequestRecord* pRecord) {
+    ResponseProvider tResponse(rContext, rBody);
+    const Failure tFailure = process(rRequest, tResponse, pRecord);
     // What the client did to its own response has been logged, and nobody is left to be told of the rest.
     const bool bClientDead = tResponse.getFailure() == EResponseCode::kRCClientDead;
     if (tFailure.tAnswer.nStatus != 0 && !bClientDead) logFailure(rContext, tFailure);
@@ -54,10 +65,24 @@ EOutcome RequestRunner::serve(RequestContext& rContext) {
     return answer(rContext, tFailure.tAnswer.nStatus != 0 ? tFailure.tAnswer : s_tInternalError, false);
 }
 
-RequestRunner::Failure RequestRunner::process(kiv::HttpRequestProvider& rRequest,
-                                              ResponseProvider& rResponse) {
+/// Hands the request to the handler; pRecord, unless null, gets what they say to each other.
+void RequestRunner::callHandler(RequestProvider& rRequest, ResponseProvider& rResponse,
+                                RequestRecord* pRecord) {
+    if (!pRecord) return m_rHandler.processRequest(rRequest, rResponse);
+    RecordedRequest tRequest(rRequest, *pRecord);
+    RecordedResponse tResponse(rResponse, *pRecord);
     try {
-        m_rHandler.processRequest(rRequest, rResponse);
+        m_rHandler.processRequest(tRequest, tResponse);
+    } catch (...) {
+        pRecord->addException(Recording::ECall::kException);
+        throw;
+    }
+}
+
+RequestRunner::Failure RequestRunner::process(RequestProvider& rRequest, ResponseProvider& rResponse,
+                                              RequestRecord* pRecord) {
+    try {
+        callHandler(rRequest, rResponse, pRecord);
         if (rResponse.isEnded()) return {};
         return {s_tInternalError, "the response was not ended", kSevError};
     } catch (const Exception& e) {
@@ -103,6 +128,7 @@ EOutcome RequestRunner::refuse(RequestContext& rContext, const Refusal& rRefusal
         rContext.rStatistics.countRefused(rRefusal.nStatus, rRefusal.pReason);
         logFailure(rContext, {rRefusal, rRefusal.pReason, kSevInfo});
     }
+    if (rContext.rBuffers.tRecords.isNext()) recordRefusal(rContext, rRefusal);
     return answer(rContext, rRefusal, bKeep);
 }
 

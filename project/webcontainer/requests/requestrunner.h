@@ -9,6 +9,8 @@
 
 namespace webcontainer {
 
+class RequestProvider;
+class RequestRecord;
 class ResponseProvider;
 
 /// What is to become of a connection after a request.
@@ -38,10 +40,13 @@ private:
         ELogSeverity eSeverity = kSevError;
     };
 
-    Failure process(kiv::HttpRequestProvider& rRequest, ResponseProvider& rResponse);
+    void callHandler(RequestProvider& rRequest, ResponseProvider& rResponse, RequestRecord* pRecord);
+    Failure process(RequestProvider& rRequest, ResponseProvider& rResponse, RequestRecord* pRecord);
     Failure classify(const Exception& rException) const;
     void logFailure(RequestContext& rContext, const Failure& rFailure) const;
     EOutcome serve(RequestContext& rContext);
+    EOutcome serve(RequestContext& rContext, BodyReader& rBody, RequestProvider& rRequest,
+                   RequestRecord* pRecord);
     EOutcome refuse(RequestContext& rContext, const Refusal& rRefusal, bool bKeep);
     EOutcome answer(RequestContext& rContext, const Refusal& rRefusal, bool bKeep);
 

@@ -8,8 +8,6 @@ namespace webcontainer {
 
 namespace {
 
-constexpr std::string_view s_ksHeaderPrefix = "HTTP_";
-
 char toUpper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
@@ -39,7 +37,7 @@ bool store(std::string_view s, std::string_view& rsValue, NarrowStringBufferBase
 
 }  // namespace
 
-const ServerVariables::Variable ServerVariables::s_tVariables[] = {
+const ServerVariables::Variable ServerVariables::s_tVariables[12] = {
     {ServerVariable::kUrl, &ServerVariables::getUrl},
     {ServerVariable::kRequestMethod, &ServerVariables::getMethod},
     {ServerVariable::kQueryString, &ServerVariables::getQuery},

@@ -20,6 +20,12 @@ public:
           m_rOrigin(rOrigin),
           m_rId(rId) {}
 
+    /// What the names begin with that stand for header fields.
+    static constexpr std::string_view s_ksHeaderPrefix = "HTTP_";
+
+    /// Calls f with each name that is none of those.
+    template <class F>
+    static void forEachName(F f);
     /// False: there is no such variable. The value lies in the request or in rStorage.
     bool find(std::string_view sName, std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
 
@@ -30,7 +36,7 @@ private:
         std::string_view sName;
         Getter pGetter;
     };
-    static const Variable s_tVariables[];
+    static const Variable s_tVariables[12];
 
     bool getUrl(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
     bool getMethod(std::string_view& rsValue, NarrowStringBufferBase& rStorage) const;
@@ -55,5 +61,11 @@ private:
     RequestOrigin& m_rOrigin;
     RequestId& m_rId;
 };
+
+template <class F>
+void ServerVariables::forEachName(F f) {
+    for (const Variable& r : s_tVariables)
+        f(r.sName);
+}
 
 }  // namespace webcontainer

@@ -1,0 +1,49 @@
+#include "log/recordqueue.h"
+
+#include <chrono>
+#include <utility>
+
+namespace webcontainer {
+
+namespace {
+
+/// About what it takes of memory.
+std::size_t sizeOf(const Recording& r) {
+    std::size_t nSize = sizeof r + r.sTarget.size() + r.sRaw.size();
+    for (const Recording::Event& rEvent : r.tEvents)
+        nSize += sizeof rEvent + rEvent.sBytes.size();
+    return nSize;
+}
+
+}  // namespace
+
+bool RecordQueue::push(std::unique_ptr<Recording> pRecording) {
+    const std::size_t nSize = sizeOf(*pRecording);
+    {
+        const std::lock_guard tLock(m_tMutex);
+        if (!m_tRecordings.empty() && m_nBytes + nSize > s_knMostBytes) return false;
+        m_tRecordings.push_back(std::move(pRecording));
+        m_nBytes += nSize;
+    }
+    m_tCame.notify_one();
+    return true;
+}
+
+std::unique_ptr<Recording> RecordQueue::pop(const std::stop_token& rStop) {
+    std::unique_lock tLock(m_tMutex);
+    m_bAtWork = false;
+    if (m_tRecordings.empty()) m_tDone.notify_all();
+    if (!m_tCame.wait(tLock, rStop, [this] { return !m_tRecordings.empty(); })) return nullptr;
+    std::unique_ptr<Recording> pRecording = std::move(m_tRecordings.front());
+    m_tRecordings.pop_front();
+    m_nBytes -= sizeOf(*pRecording);
+    m_bAtWork = true;
+    return pRecording;
+}
+
+void RecordQueue::waitUntilDone() {
+    std::unique_lock tLock(m_tMutex);
+    m_tDone.wait_for(tLock, std::chrono::seconds(1), [this] { return m_tRecordings.empty() && !m_bAtWork; });
+}
+
+}  // namespace webcontainer
