@@ -1,0 +1,172 @@
+#include "comparison.h"
+
+#include <time.h>
+
+#include <algorithm>
+
+#include "http/fieldtext.h"
+#include "zq/foundation/utf8text.h"
+#include "zq/httpstream/httpdateutils.h"
+#include "zq/memoryhost/recorded.h"
+
+namespace webreplay {
+
+namespace {
+
+using webcontainer::equalsNoCase;
+using ECall = Recording::ECall;
+
+constexpr std::size_t s_knContext = 40;
+constexpr std::string_view s_ksMasked = "(masked)";
+
+std::string quoted(std::string_view s) {
+    return "\"" + escapeBytes(s) + "\"";
+}
+
+std::string thenAndNow(const std::string& sWhat, const std::string& sThen, const std::string& sNow) {
+    return sWhat + ": " + sThen + " then, " + sNow + " now\n";
+}
+
+/// Where the first difference is and what stands around it, the byte itself above a mark.
+std::string showDifference(const std::string& sWhat, const std::string& sThen, const std::string& sNow) {
+    const auto [itThen, itNow] = std::ranges::mismatch(sThen, sNow);
+    const auto n = static_cast<std::size_t>(itThen - sThen.begin());
+    const std::size_t nFrom = n - std::min(n, s_knContext);
+    const std::string sBefore = escapeBytes(sThen.substr(nFrom, n - nFrom) + ".");
+    const auto fShow = [&](const char* pWhen, const std::string& s) {
+        return pWhen + sBefore.substr(0, sBefore.size() - 1) + escapeBytes(s.substr(n, s_knContext)) + "\n";
+    };
+    return sWhat + " differs from byte " + std::to_string(n) + " on, of " + std::to_string(sThen.size()) +
+           " then and " + std::to_string(sNow.size()) + " now:\n" + fShow("  then: ", sThen) +
+           fShow("  now:  ", sNow) + std::string(7 + sBefore.size(), ' ') + "^\n";
+}
+
+/// How long after the response was made a date is, in seconds; false: it is none.
+bool readDate(const std::string& sDate, std::time_t nMade, std::time_t& rnAfter) {
+    if (!HttpDateUtils::parseHttpDate(fromUtf8(sDate).view(), rnAfter)) return false;
+    rnAfter -= nMade;
+    return true;
+}
+
+std::time_t readTime(const Recording& r) {
+    tm tDate{};
+    return ::strptime(r.sTime.c_str(), "%Y-%m-%dT%H:%M:%S", &tDate) ? ::timegm(&tDate) : 0;
+}
+
+class Comparison {
+public:
+    Comparison(const Recording& rRecording, MemoryResponse&& rNow, const Masks& rMasks)
+        : m_rRecording(rRecording),
+          m_tThen(toMemoryResponse(rRecording)),
+          m_tNow(std::move(rNow)),
+          m_rMasks(rMasks) {}
+
+    std::string run() {
+        if (m_tThen.nStatus != m_tNow.nStatus || m_tThen.bError != m_tNow.bError)
+            return thenAndNow("status", describeStatus(m_tThen), describeStatus(m_tNow));
+        for (auto f : {&Comparison::compareHeaders, &Comparison::compareEnds, &Comparison::compareBodies})
+            if (std::string s = (this->*f)(); !s.empty()) return s;
+        return {};
+    }
+
+private:
+    static std::string describeStatus(const MemoryResponse& r) {
+        if (r.nStatus == 0) return "none";
+        return std::to_string(r.nStatus) + (r.bError ? " (as an error)" : "");
+    }
+
+    MemoryRequest::Fields unmasked(MemoryRequest::Fields tFields) const {
+        std::erase_if(tFields, [this](const auto& rField) {
+            return std::ranges::any_of(m_rMasks.tHeaders,
+                                       [&](const std::string& s) { return equalsNoCase(s, rField.first); });
+        });
+        return tFields;
+    }
+    std::string compareHeaders() {
+        const MemoryRequest::Fields tThen = unmasked(m_tThen.tHeaders), tNow = unmasked(m_tNow.tHeaders);
+        const auto fName = [](const MemoryRequest::Fields& r, std::size_t n) {
+            return n < r.size() ? r[n].first : std::string("no field");
+        };
+        for (std::size_t n = 0; n < std::max(tThen.size(), tNow.size()); ++n) {
+            const std::string sThen = fName(tThen, n), sNow = fName(tNow, n);
+            if (sThen != sNow) return thenAndNow("header field " + std::to_string(n + 1), sThen, sNow);
+            if (!isSameValue(sThen, tThen[n].second, tNow[n].second))
+                return showDifference("header field " + sThen, m_rMasks.apply(tThen[n].second),
+                                      m_rMasks.apply(tNow[n].second));
+        }
+        const auto fLength = [](const MemoryResponse& r) {
+            return r.nContentLength ? std::to_string(*r.nContentLength) : std::string("none");
+        };
+        // Which follows from the body, where that may differ.
+        if (m_tThen.nContentLength.has_value() == m_tNow.nContentLength.has_value()) return {};
+        return thenAndNow("announced length", fLength(m_tThen), fLength(m_tNow));
+    }
+    bool isSameValue(const std::string& sName, const std::string& sThen, const std::string& sNow) const {
+        if (sThen == Recording::s_ksRedacted || m_rMasks.apply(sThen) == m_rMasks.apply(sNow)) return true;
+        std::time_t nThen = 0, nNow = 0;
+        const bool bMoves = equalsNoCase(sName, "Expires") || equalsNoCase(sName, "Last-Modified");
+        if (!bMoves || !readDate(sThen, readTime(m_rRecording), nThen) ||
+            !readDate(sNow, std::time(nullptr), nNow))
+            return false;
+        // Both times are rounded, and a response may be long in the making.
+        return std::abs(nThen - nNow) <= 2 + m_rRecording.nTotalUs / 1000000;
+    }
+
+    std::string compareEnds() {
+        const bool bReadFailed = std::ranges::any_of(
+            m_rRecording.tEvents, [](const auto& r) { return r.eCall == ECall::kBodyFailed; });
+        const auto fException = [&](const MemoryResponse& r) {
+            if (r.sException.empty()) return std::string("none");
+            // A client that vanishes in memory has words of its own.
+            return bReadFailed ? std::string("some") : quoted(m_rMasks.apply(r.sException));
+        };
+        if (fException(m_tThen) != fException(m_tNow))
+            return thenAndNow("exception", fException(m_tThen), fException(m_tNow));
+        if (m_tThen.bEnded == m_tNow.bEnded) return {};
+        return thenAndNow("response", m_tThen.bEnded ? "ended" : "left open",
+                          m_tNow.bEnded ? "ended" : "left open");
+    }
+
+    std::string compareBodies() {
+        std::size_t nThen = 0;
+        bool bOmitted = false;
+        for (const Recording::Event& r : m_rRecording.tEvents) {
+            if ((r.eCall != ECall::kWrite && r.eCall != ECall::kEnd) || r.nResult != 0) continue;
+            nThen += r.nNumber;
+            bOmitted = bOmitted || r.bOmitted;
+        }
+        if (bOmitted && nThen != m_tNow.sBody.size())
+            return thenAndNow("length of the body", std::to_string(nThen),
+                              std::to_string(m_tNow.sBody.size()));
+        if (bOmitted) m_tNow.sBody.resize(std::min(m_tNow.sBody.size(), m_tThen.sBody.size()));
+        const std::string sThen = m_rMasks.apply(m_tThen.sBody), sNow = m_rMasks.apply(m_tNow.sBody);
+        return sThen == sNow ? std::string() : showDifference("body", sThen, sNow);
+    }
+
+    const Recording& m_rRecording;
+    const MemoryResponse m_tThen;
+    MemoryResponse m_tNow;
+    const Masks& m_rMasks;
+};
+
+}  // namespace
+
+std::string Masks::apply(const std::string& sText) const {
+    if (tTexts.empty()) return sText;
+    std::string sMasked;
+    for (std::size_t n = 0; n < sText.size();) {
+        const std::size_t nEnd = std::min(sText.find('\n', n), sText.size() - 1) + 1;
+        std::string sLine = sText.substr(n, nEnd - n);
+        for (const std::regex& r : tTexts)
+            sLine = std::regex_replace(sLine, r, std::string(s_ksMasked));
+        sMasked += sLine;
+        n = nEnd;
+    }
+    return sMasked;
+}
+
+std::string compare(const Recording& rRecording, MemoryResponse tNow, const Masks& rMasks) {
+    return Comparison(rRecording, std::move(tNow), rMasks).run();
+}
+
+}  // namespace webreplay

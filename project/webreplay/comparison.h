@@ -1,0 +1,25 @@
+#pragma once
+
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "zq/memoryhost/memoryresponse.h"
+#include "zq/recording/recording.h"
+
+namespace webreplay {
+
+/// What may differ between a response then and now.
+struct Masks {
+    std::vector<std::string> tHeaders{"Date"};  ///< names of header fields
+    std::vector<std::regex> tTexts{};           ///< found in one line of a body, or in the value of a field
+
+    /// The text with all of them taken out.
+    std::string apply(const std::string& sText) const;
+};
+
+/// What came of a recorded request, and of the same one now. Empty: the same; else what the first difference
+/// is, in lines of text. Values of Expires and Last-Modified may differ by the time between the two.
+std::string compare(const Recording& rRecording, MemoryResponse tNow, const Masks& rMasks);
+
+}  // namespace webreplay
