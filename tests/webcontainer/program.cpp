@@ -9,12 +9,13 @@
 
 namespace test {
 
-Program::Program(const std::vector<std::string>& rArguments, const std::function<void()>& fBeforeExec) {
+Program::Program(const std::vector<std::string>& rArguments, const std::function<void()>& fBeforeExec,
+                 const char* pProgram) {
     int tOut[2];
     int tError[2];
     if (::pipe2(tOut, O_CLOEXEC) != 0 || ::pipe2(tError, O_CLOEXEC) != 0)
         throw std::runtime_error("no pipes");
-    std::vector<char*> tArguments{const_cast<char*>("webcontainer")};
+    std::vector<char*> tArguments{const_cast<char*>(pProgram)};
     for (const std::string& s : rArguments)
         tArguments.push_back(const_cast<char*>(s.c_str()));
     tArguments.push_back(nullptr);
@@ -23,7 +24,7 @@ Program::Program(const std::vector<std::string>& rArguments, const std::function
         ::dup2(tOut[1], 1);
         ::dup2(tError[1], 2);
         fBeforeExec();
-        ::execv(TEST_PROGRAM, tArguments.data());
+        ::execv(pProgram, tArguments.data());
         ::_exit(127);
     }
     ::close(tOut[1]);

@@ -13,7 +13,8 @@ class Program {
 public:
     /// fBeforeExec runs in the new process before it becomes the program.
     explicit Program(
-        const std::vector<std::string>& rArguments, const std::function<void()>& fBeforeExec = [] {});
+        const std::vector<std::string>& rArguments, const std::function<void()>& fBeforeExec = [] {},
+        const char* pProgram = TEST_PROGRAM);
     ~Program();
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;

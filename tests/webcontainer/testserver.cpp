@@ -43,9 +43,9 @@ Server::Server(ScriptedHandler::Answer fAnswer, const webcontainer::Limits& rLim
     : Server(std::move(fAnswer), localOptions(rLimits, nWorkers), pAccessLog) {}
 
 Server::Server(ScriptedHandler::Answer fAnswer, const webcontainer::ContainerOptions& rOptions,
-               webcontainer::AccessLog* pAccessLog)
+               webcontainer::AccessLog* pAccessLog, webcontainer::Recorder* pRecorder)
     : m_tHandler(std::move(fAnswer)),
-      m_tContainer(rOptions, m_tHandler, pAccessLog) {
+      m_tContainer(rOptions, m_tHandler, pAccessLog, pRecorder) {
     m_tContainer.start();
 }
 

@@ -47,7 +47,7 @@ public:
     explicit Server(ScriptedHandler::Answer fAnswer, const webcontainer::Limits& rLimits = quickLimits(),
                     unsigned nWorkers = 2, webcontainer::AccessLog* pAccessLog = nullptr);
     Server(ScriptedHandler::Answer fAnswer, const webcontainer::ContainerOptions& rOptions,
-           webcontainer::AccessLog* pAccessLog = nullptr);
+           webcontainer::AccessLog* pAccessLog = nullptr, webcontainer::Recorder* pRecorder = nullptr);
 
     ScriptedHandler m_tHandler;
     webcontainer::Container m_tContainer;

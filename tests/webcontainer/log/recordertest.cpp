@@ -1,0 +1,348 @@
+#include "log/recorder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "base/starterror.h"
+#include "program.h"
+#include "support/temporarydirectory.h"
+#include "testserver.h"
+
+namespace test {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using webcontainer::Recorder;
+using webcontainer::RecorderSettings;
+
+/// A folder of recordings, in the order in which they were written.
+struct Folder : TemporaryDirectory {
+    std::vector<std::string> files() const {
+        std::vector<std::string> tFiles;
+        for (const auto& r : std::filesystem::directory_iterator(path()))
+            tFiles.push_back(r.path());
+        std::ranges::sort(tFiles);
+        return tFiles;
+    }
+    std::vector<Recording> recordings() const {
+        std::vector<Recording> tRecordings;
+        for (const std::string& s : files())
+            tRecordings.push_back(Recording::read(read(s)));
+        return tRecordings;
+    }
+    RecorderSettings settings() const { return {.sFolder = path()}; }
+};
+
+TEST(Recorder, KeepsSecretsToItself) {
+    Recording t = Recording::read(R"(webcontainer recording 1
+request GET / HTTP/1.1
+header cookie: a
+header Cookies: b
+variable HTTP_PROXY_AUTHORIZATION: c
+variable PROXY_AUTHORIZATION: d
++1 add COOKIE: e
++1 write 6 ok
+| Cookie
++1 exception Cookie
++1 sent 200 whole
+crc any
+)");
+    const std::vector<std::string> tNames{"Proxy-Authorization", "Cookie"};
+    webcontainer::redact(t, tNames);
+    EXPECT_THAT(t.write(),
+                AllOf(HasSubstr("header cookie: (redacted)\nheader Cookies: b\n"
+                                "variable HTTP_PROXY_AUTHORIZATION: (redacted)\n"
+                                "variable PROXY_AUTHORIZATION: d\nlength 0\n+1 add COOKIE: (redacted)\n"),
+                      HasSubstr("| Cookie\n+1 exception Cookie\n")));
+    for (const auto& [sRaw, sKept] : std::initializer_list<std::pair<std::string, std::string>>{
+             {"GET / HTTP/1.1\r\ncookie :a\tb\x01\xff\r\n \tc\r\nHost: h\r\n d\r\n",
+              "GET / HTTP/1.1\r\ncookie :x\tx\x01x\r\n \tx\r\nHost: h\r\n d\r\n"},
+             {"\r\nPROXY-AUTHORIZATION:\r\n d", "\r\nPROXY-AUTHORIZATION:\r\n x"},
+             {"Cookie: a", "Cookie: x"},
+             {"Cookie", "Cookie"},
+             {":Cookie: a\n", ":Cookie: a\n"}}) {
+        t.sRaw = sRaw;
+        webcontainer::redact(t, tNames);
+        EXPECT_EQ(t.sRaw, sKept);
+    }
+}
+
+TEST(Recorder, WritesWhatTheDocumentShows) {
+    std::ifstream tDocument(TEST_DOCUMENTS "/recording.md");
+    std::vector<std::string> tExamples;
+    for (std::string sLine; std::getline(tDocument, sLine);) {
+        if (sLine == "    webcontainer recording 1") tExamples.emplace_back();
+        if (!tExamples.empty() && sLine.starts_with("    ")) tExamples.back() += sLine.substr(4) + "\n";
+    }
+    ASSERT_EQ(tExamples.size(), 2u);
+    for (const std::string& s : tExamples)
+        EXPECT_EQ(Recording::read(s).write(), s);
+}
+
+TEST(Recorder, QueuesAsMuchAsItsBoundAllows) {
+    webcontainer::RecordQueue tQueue;
+    const auto fPush = [&](std::size_t nBytes) {
+        auto p = std::make_unique<Recording>();
+        p->tEvents.push_back({.eCall = Recording::ECall::kWrite, .sBytes = std::string(nBytes, 'b')});
+        return tQueue.push(std::move(p));
+    };
+    constexpr std::size_t nMost = webcontainer::RecordQueue::s_knMostBytes;
+    EXPECT_TRUE(fPush(nMost)) << "one has room in any case";
+    EXPECT_FALSE(fPush(0));
+    std::stop_source tStopped;
+    tStopped.request_stop();
+    EXPECT_TRUE(tQueue.pop(tStopped.get_token()));
+    EXPECT_TRUE(fPush(nMost / 2) && fPush(nMost / 4));
+    EXPECT_FALSE(fPush(nMost / 2));
+    EXPECT_TRUE(tQueue.pop(tStopped.get_token()) && fPush(nMost / 2)) << "what is taken out makes room";
+    EXPECT_TRUE(tQueue.pop(tStopped.get_token()) && tQueue.pop(tStopped.get_token()));
+    EXPECT_FALSE(tQueue.pop(tStopped.get_token()));
+}
+
+TEST(Recorder, StopsWhenTheDiskIsFullAndLosesWhatTheFolderHasNoRoomFor) {
+    const Folder tFolder;
+    RecorderSettings tSettings = tFolder.settings();
+    tSettings.nMaxFolderBytes = 10000;
+    Recorder tRecorder(tSettings);
+    const auto fTake = [&](std::size_t nBytes) {
+        auto p = std::make_unique<Recording>();
+        p->tRefusal = {400, std::string(nBytes, 'r')};
+        tRecorder.take(std::move(p));
+        tRecorder.flush();
+        return std::tuple(tRecorder.getWritten(), tRecorder.getLost(), tFolder.files().size());
+    };
+    using Counts = std::tuple<std::uint64_t, std::uint64_t, std::size_t>;
+    EXPECT_EQ(fTake(100), Counts(1, 0, 1));
+    rlimit tBefore{};
+    ::getrlimit(RLIMIT_FSIZE, &tBefore);
+    const auto pBefore = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit tFull{1000, tBefore.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &tFull);
+    EXPECT_EQ(fTake(2000), Counts(1, 1, 1));
+    ::setrlimit(RLIMIT_FSIZE, &tBefore);
+    std::signal(SIGXFSZ, pBefore);
+    EXPECT_EQ(fTake(100), Counts(1, 2, 1)) << "until it is told to go on";
+    tRecorder.goOn();
+    EXPECT_EQ(fTake(9000), Counts(2, 2, 2));
+    EXPECT_EQ(fTake(700), Counts(2, 3, 2)) << "the folder is full";
+    EXPECT_EQ(fTake(100), Counts(3, 3, 3));
+    EXPECT_EQ(std::filesystem::status(tFolder.files()[0]).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    tSettings.sFolder = tFolder.path("none");
+    EXPECT_THROW(Recorder{tSettings}, webcontainer::StartError);
+}
+
+/// Answers as the path says.
+void answerByPath(Request& rRequest, Response& rResponse) {
+    const std::string sPath = variable(rRequest, "URL");
+    if (sPath == "/throw") throw std::runtime_error("no luck");
+    if (sPath == "/read") readBody(rRequest);
+    if (sPath == "/late") {
+        answer(rResponse, "");
+        throw std::runtime_error("too late");
+    }
+    if (sPath == "/head") {
+        rResponse.setStatusCode(200);
+        rResponse.commitHeaders();
+        rResponse.writeToBody("b", 1);
+        throw std::runtime_error("no body");
+    }
+    if (sPath == "/large") {
+        rResponse.setStatusCode(200);
+        rResponse.commitHeaders();
+        for (int n = 0; n < 3000; ++n)
+            rResponse.writeToBody(std::string(1000, 'b').data(), 1000);
+        rResponse.endResponse("e", 1);
+        return;
+    }
+    for (int n = 0; sPath == "/calls" && n < 1000; ++n)
+        rResponse.clearHeaders();
+    variable(rRequest, "HTTP_X");
+    answer(rResponse, variable(rRequest, "HTTP_X"), sPath == "/500" ? 500 : 200);
+}
+
+TEST(Recorder, RecordsWhatItIsAskedFor) {
+    const std::string tRequests[] = {"GET /200",          "GET /500",  "GET /throw",
+                                     "GET /late",         "GET /head", "HEAD /head",
+                                     "GET /bad HTTP/3.0", "OPTIONS *", "POST /read"};
+    const auto fRecord = [&](RecorderSettings tSettings) {
+        const Folder tFolder;
+        tSettings.sFolder = tFolder.path();
+        Recorder tRecorder(tSettings);
+        {
+            Server tServer(answerByPath, localOptions(quickLimits(), 1), nullptr, &tRecorder);
+            for (const std::string& s : tRequests) {
+                const std::string sVersion = s.ends_with("3.0") ? "" : " HTTP/1.0";
+                const std::string sLength = s.starts_with("POST") ? "Content-Length: 70000\r\n" : "";
+                ask(tServer, s + sVersion + "\r\nHost: h\r\nX: x\r\n" + sLength + "\r\n" +
+                                 (sLength.empty() ? "" : std::string(69999, 'p')));
+            }
+        }
+        tRecorder.flush();
+        std::vector<std::string> tSaid;
+        for (const Recording& r : tFolder.recordings())
+            tSaid.push_back(r.tRefusal ? std::to_string(r.tRefusal->nStatus) + " refused"
+                                       : std::to_string(r.nStatus) + (r.bWhole ? " " : " cut ") + r.sTarget);
+        return tSaid;
+    };
+    EXPECT_THAT(fRecord({}), ElementsAre("500 /500", "500 /throw", "200 /late", "200 cut /head", "200 /head",
+                                         "505 refused", "400 /read"));
+    EXPECT_THAT(fRecord({.bFailedOnly = false}), testing::SizeIs(std::size(tRequests)));
+    EXPECT_THAT(fRecord({.bFailedOnly = false, .nOneIn = 3}),
+                ElementsAre("500 /throw", "200 /head", "400 /read"));
+    EXPECT_THAT(fRecord({.bFailedOnly = false, .nOneIn = 7}), ElementsAre("505 refused"));
+}
+
+TEST(Recorder, KeepsNoMoreOfARequestThanItsBound) {
+    const Folder tFolder;
+    RecorderSettings tSettings = tFolder.settings();
+    tSettings.bFailedOnly = false;
+    tSettings.nMaxRequestBytes = 1024;
+    Recorder tRecorder(tSettings);
+    Server tServer(answerByPath, localOptions(), nullptr, &tRecorder);
+    ask(tServer, "GET /large HTTP/1.0\r\n\r\n");
+    ask(tServer, "GET / HTTP/1.1\r\nHost: h\r\nX: " + std::string(900, 'x') + "\r\n\r\n");
+    ask(tServer, "GET / HTTP/1.7\r\nX: " + std::string(1100, 'x') + "\r\n\r\n");
+    ask(tServer, "GET /calls HTTP/1.0\r\n\r\n");
+    tRecorder.flush();
+    const std::vector<Recording> tRecordings = tFolder.recordings();
+    ASSERT_EQ(tRecordings.size(), 2u);
+    EXPECT_EQ(tRecorder.getLost(), 2u) << "of a refused one, all or nothing; and calls without end";
+    const std::string sLarge = tRecordings[0].write();
+    EXPECT_THAT(sLarge, AllOf(HasSubstr(" commit ok\n"), HasSubstr(" write 2999000 ok omitted\n"),
+                              HasSubstr(" end 1 ok\n| e\n")));
+    EXPECT_THAT(tRecordings[1].tVariables.back(), testing::Pair("HTTP_X", std::string(900, 'x')));
+    EXPECT_EQ(std::ranges::count(tRecordings[1].tVariables, "HTTP_X", [](const auto& r) { return r.first; }),
+              1);
+    EXPECT_THAT(tRecordings[1].write(), HasSubstr("end 900 ok\n"));
+}
+
+/// Runs it to its end; what it says on both ways, and its exit code.
+std::string replay(const std::vector<std::string>& rArguments) {
+    Program tProgram(
+        rArguments, [] {}, TEST_REPLAY);
+    std::string sSaid = tProgram.output();
+    sSaid += tProgram.errors();
+    return sSaid + "exit " + std::to_string(tProgram.wait());
+}
+
+TEST(Recorder, RecordsWhatWebreplayReproduces) {
+    const Folder tFolder, tFiles;
+    const std::string sConfig = tFiles.write(
+        "c.toml",
+        "[WebContainer]\nListen = \"127.0.0.1:0\"\nMaxRequestLineBytes = 99\nMethodNotAllowed = \"on\"\n"
+        "[Admin]\nListen = \"127.0.0.1:0\"\n[Recording]\nWhich = \"all\"\nFolder = \"" +
+            tFolder.path() + "\"\n");
+    Program tServer({"--config", sConfig, "--app", TEST_SAMPLE});
+    const auto fAddress = [&] {
+        const std::string sLine = tServer.readLine();
+        webcontainer::SocketAddress tAddress;
+        const std::size_t nBegin = sLine.find("127.");
+        webcontainer::SocketAddress::parse(sLine.substr(nBegin, sLine.find('/', nBegin) - nBegin), tAddress);
+        return tAddress;
+    };
+    const webcontainer::SocketAddress tAddress = fAddress(), tAdmin = fAddress();
+    const std::string sUpload = "--X\r\nContent-Disposition: form-data; name=\"f\"; filename=\"" +
+                                std::string(200, 'n') + "\"\r\n\r\n\x01\xff binary\r\n--X--\r\n";
+    const std::string sMultipart = "Content-Type: multipart/form-data; boundary=X\r\nContent-Length: ";
+    const std::string sForm = "Content-Type: application/x-www-form-urlencoded\r\n";
+    const std::string tRequests[] = {
+        "GET /form?name=x%20y+z&%FF HTTP/1.1\r\nCookie: secret\r\n\r\n",
+        "HEAD /text HTTP/1.1\r\n\r\n",
+        "HEAD /slow HTTP/1.1\r\n\r\n",
+        "GET http://h?a=b HTTP/1.1\r\n\r\n",
+        "GET /request?a=b HTTP/1.1\r\nUser-Agent: me\r\nX: 1\r\nx: 2\r\n\r\n",
+        "GET /charset?label=Shift_JIS HTTP/1.1\r\n\r\n",
+        "GET /redirect?to=/text HTTP/1.1\r\n\r\n",
+        "GET /missing HTTP/1.1\r\n\r\n",
+        "GET /%2e%2e/ HTTP/1.1\r\n\r\n",
+        "POST /form HTTP/1.1\r\n" + sForm + "Content-Length: 12\r\n\r\nname=W%C3%B6",
+        "POST /form HTTP/1.1\r\n" + sForm +
+            "Transfer-Encoding: chunked\r\n\r\n5\r\nname=\r\n1\r\nx\r\n0\r\n\r\n",
+        "POST /form HTTP/1.1\r\n" + sForm + "Content-Length: 10485761\r\n\r\n",
+        "POST /files HTTP/1.1\r\n" + sMultipart + std::to_string(sUpload.size()) + "\r\n\r\n" + sUpload,
+        "POST /files HTTP/1.1\r\n" + sMultipart + "200000\r\n\r\n" + sUpload + std::string(70000, 'p'),
+        // From here on, what the front end refuses.
+        "GET /" + std::string(99, 'l') + " HTTP/1.1\r\n\r\n",
+        "PUT / HTTP/1.1\r\n\r\n",
+        "OPTIONS * HTTP/1.1\r\n\r\n",
+        "GET / HTTP/1.1\r\nNo colon\r\n\r\n",
+        "\r\n\r\n\r\n\r\n\r\nGET / HTTP/1.1\r\n\r\n",
+        "POST /form HTTP/1.1\r\nContent-Length: 15\r\n\r\nname=",
+        "POST /form HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nname=\r\nzz\r\n",
+    };
+    for (std::string s : tRequests) {
+        s.insert(s.find(" HTTP/1.1\r\n") + 11, "Host: h\r\nConnection: close\r\n");
+        ask(tAddress, s);
+    }
+    const std::string sCount = std::to_string(std::size(tRequests));
+    // The last one may still be on its way to the disk.
+    std::string sMetrics;
+    for (int n = 0; n < 100 && sMetrics.find("_written_total " + sCount) == sMetrics.npos;
+         ++n, ::usleep(10000))
+        sMetrics = ask(tAdmin, "GET /metrics HTTP/1.0\r\n\r\n");
+    EXPECT_THAT(sMetrics, AllOf(HasSubstr("\nwebcontainer_recordings_written_total " + sCount + "\n"),
+                                HasSubstr("\nwebcontainer_recordings_lost_total 0\n")));
+    tServer.signal(SIGTERM);
+    EXPECT_EQ(tServer.wait(), 0);
+    for (const std::string& s : tFolder.files())
+        EXPECT_THAT(tFolder.read(s), Not(HasSubstr("secret")));
+
+    const auto fReplay = [&](std::vector<std::string> tMore, const char* pApplication = TEST_SAMPLE) {
+        tMore.insert(tMore.end(), {"--config", sConfig, "--app", pApplication});
+        return replay(tMore);
+    };
+    const auto tIsSame = AllOf(testing::StartsWith("webreplay: of " + sCount + " recordings " + sCount +
+                                                   " are the same, 0 differ, 0 cannot be used\n"),
+                               testing::EndsWith("exit 0"));
+    EXPECT_THAT(fReplay({tFolder.path()}), tIsSame);
+    EXPECT_THAT(fReplay({tFolder.path(), "--repeat", "3", "--threads", "4"}), tIsSame);
+    EXPECT_THAT(fReplay({tFolder.path()}, TEST_APPLICATION),
+                AllOf(HasSubstr("-2.rec: HEAD /text\nheader field 1: Content-Security-Policy then, "),
+                      HasSubstr("-8.rec: GET /missing\nstatus: 404 (as an error) then, 200 now\n"),
+                      HasSubstr("exit 1"), Not(HasSubstr("refused"))));
+    EXPECT_THAT(replay({tFolder.path(), "--app", TEST_SAMPLE}),
+                AllOf(HasSubstr("refused: GET /lll"),
+                      HasSubstr("refusal: 414 (the request line is too long) then, none now\n"),
+                      HasSubstr("of 21 recordings 19 are the same, 2 differ")));
+
+    // What was edited: by its first byte, and the request's line.
+    const std::string sForms = tFolder.files()[0];
+    std::string sText = tFolder.read(sForms);
+    sText.replace(sText.find("<title>Form"), 11, "<title>F0rms");
+    tFiles.write("edited", sText);
+    EXPECT_THAT(fReplay({tFiles.path("edited")}),
+                AllOf(HasSubstr("edited: line "), HasSubstr(" bytes end here"), HasSubstr("exit 2")));
+    EXPECT_EQ(replay({"--seal", tFiles.path("edited")}), "exit 0");
+    EXPECT_THAT(fReplay({tFiles.path("edited")}),
+                AllOf(HasSubstr("edited: GET /form?name=x%20y+z&%FF\nbody differs from byte 46 on, of "),
+                      HasSubstr("\n  then: YPE html>\\n<html lang=\"en\"><head><title>F0rms</title>"),
+                      HasSubstr("\n  now:  YPE html>\\n<html lang=\"en\"><head><title>Form</title>"),
+                      HasSubstr("\n" + std::string(49, ' ') + "^\n"), HasSubstr("exit 1")));
+    EXPECT_THAT(fReplay({tFiles.path("edited"), "--mask-regex", "F[0o]rms?"}), HasSubstr("exit 0"));
+    sText = tFolder.read(sForms);
+    sText.replace(sText.find("X-Content-Type-Options: no"), 26, "X-Content-Type-Options: yes");
+    sText.replace(sText.find("\ncrc"), std::string::npos, "\ncrc any\n");
+    tFiles.write("edited", sText);
+    EXPECT_THAT(fReplay({tFiles.path("edited")}),
+                HasSubstr("header field X-Content-Type-Options differs from byte 0"));
+    EXPECT_THAT(fReplay({"--mask", "x-content-type-options", tFiles.path("edited")}), HasSubstr("exit 0"));
+    EXPECT_THAT(fReplay({tFiles.path("none"), tFolder.path()}),
+                AllOf(HasSubstr("21 are the same"), HasSubstr("exit 2")));
+    EXPECT_THAT(fReplay({"--sanitize", tFolder.path()}, TEST_SAMPLE),
+                HasSubstr(TEST_SANITIZED ? "exit 0" : "exit 3"));
+    EXPECT_THAT(fReplay({tFolder.path()}, TEST_NO_APPLICATION),
+                AllOf(HasSubstr("is no application"), HasSubstr("exit 3")));
+}
+
+}  // namespace
+}  // namespace test
