@@ -2,18 +2,16 @@
 // same refusal; another parser reads the same in every head that is accepted; and no body holds more than was
 // sent.
 
-#include <fuzzer/FuzzedDataProvider.h>
-
-#include <cstdlib>
-
+#include "fuzzinput.h"
 #include "webcontainer/inputfeeder.h"
 #include "webcontainer/secondopinion.h"
 
+using fuzz::require;
+
 namespace {
 
-void require(bool bHolds) {
-    if (!bHolds) std::abort();
-}
+/// Bytes up to this length are cut at every place.
+constexpr std::size_t knMostForAllCuts = 64;
 
 /// So small that a few bytes reach them.
 webcontainer::Limits smallLimits() {
@@ -36,8 +34,9 @@ struct Outcome {
 };
 
 /// The last size serves for all pieces that follow.
-Outcome feed(std::string_view sBytes, const std::vector<std::size_t>& rSizes) {
-    test::InputFeeder tFeeder(smallLimits());
+Outcome feed(std::string_view sBytes, const std::vector<std::size_t>& rSizes,
+             const webcontainer::MethodRules& rMethods) {
+    test::InputFeeder tFeeder(smallLimits(), rMethods);
     for (std::size_t n = 0; !sBytes.empty(); n += n + 1 < rSizes.size()) {
         tFeeder.feed(sBytes.substr(0, rSizes[n]));
         tFeeder.park();
@@ -49,18 +48,20 @@ Outcome feed(std::string_view sBytes, const std::vector<std::size_t>& rSizes) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {
-    FuzzedDataProvider tData(pData, nSize);
-    std::vector<std::size_t> tSizes;
-    for (int n = 0; n < 4; ++n)
-        tSizes.push_back(tData.ConsumeIntegralInRange<std::size_t>(1, 100));
-    const std::string sBytes = tData.ConsumeRemainingBytesAsString();
-    const Outcome tWhole = feed(sBytes, {sBytes.size()});
-    require(tWhole == feed(sBytes, {1}));
-    require(tWhole == feed(sBytes, tSizes));
-    require(test::agree(sBytes, tSizes[0], smallLimits()));
+    fuzz::FuzzInput tInput(pData, nSize);
+    const std::size_t nRules = tInput.takeNumber(7);
+    const webcontainer::MethodRules tMethods = {(nRules & 1) == 0, (nRules & 2) != 0, (nRules & 4) == 0};
+    const std::vector<std::size_t> tSizes = tInput.takeSizes(4, 100);
+    const std::string_view sBytes = tInput.getText();
+    const Outcome tWhole = feed(sBytes, {sBytes.size()}, tMethods);
+    require(tWhole == feed(sBytes, {1}, tMethods), "the same byte by byte");
+    require(tWhole == feed(sBytes, tSizes, tMethods), "the same in pieces");
+    for (std::size_t n = 1; sBytes.size() <= knMostForAllCuts && n < sBytes.size(); ++n)
+        require(tWhole == feed(sBytes, {n, sBytes.size()}, tMethods), "the same in two pieces");
+    require(test::agree(sBytes, tSizes[0], smallLimits()), "the other parser agrees");
     std::size_t nSeen = 0;
     for (const std::string& sAnswer : tWhole.tAnswers)
         nSeen += sAnswer.size();
-    require(nSeen <= 2 * sBytes.size() + 10);
+    require(nSeen <= 2 * sBytes.size() + 20 * tWhole.tAnswers.size() + 10, "no more than was sent");
     return 0;
 }
