@@ -44,6 +44,7 @@ public:
         return m_eKind == r.m_eKind && m_sConverter == r.m_sConverter;
     }
 
+    /// No character set has this label, or it cannot be opened.
     class ZQ_EXPORT UnknownCharset : public ClonedException<UnknownCharset> {
     public:
         explicit UnknownCharset(std::wstring_view sLabel);

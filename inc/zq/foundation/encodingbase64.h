@@ -21,6 +21,7 @@ public:
     static constexpr EBase64Fill kPad = EBase64Fill::kPad;
     static constexpr EBase64Fill kNoPad = EBase64Fill::kNoPad;
 
+    /// What remains between two pieces of one text.
     class State {
         friend class B2TEncodingBase64;
         std::array<std::uint8_t, 3> m_tGroup{};

@@ -10,12 +10,14 @@
 template <class FromT, class ToT>
 class ZQ_EXPORT EncodingCopy;
 
+/// To narrow characters.
 template <>
 class ZQ_EXPORT EncodingCopy<wchar_t, char> {
 public:
     void encode(NarrowStringBufferBase& rBuffer, std::wstring_view s) const;
 };
 
+/// To wide characters.
 template <>
 class ZQ_EXPORT EncodingCopy<char, wchar_t> {
 public:

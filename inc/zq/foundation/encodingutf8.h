@@ -11,6 +11,7 @@
 template <class CharT>
 class ZQ_EXPORT T2NEncodingUTF8;
 
+/// From wide characters.
 template <>
 class ZQ_EXPORT T2NEncodingUTF8<wchar_t> {
 public:

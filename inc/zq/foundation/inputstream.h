@@ -26,6 +26,7 @@ public:
         UnexpectedEOF(std::size_t nExpected, std::size_t nRead);
     };
 
+    /// The stream only goes forward.
     class ZQ_EXPORT SeekNotSupported : public ClonedException<SeekNotSupported> {
     public:
         SeekNotSupported();

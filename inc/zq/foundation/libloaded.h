@@ -17,6 +17,7 @@ public:
     LibLoaded(const LibLoaded&) = delete;
     LibLoaded& operator=(const LibLoaded&) = delete;
 
+    /// A library that is loaded.
     struct Record {
         std::string sName;
         std::string sVersion;
@@ -35,6 +36,7 @@ private:
 class ZQ_EXPORT LoadJournal {
 public:
     enum class EKind { kLibrary, kMessageFile, kLogSource, kCounter };
+    /// One thing that has registered itself.
     struct Entry {
         EKind eKind;
         std::string sName;

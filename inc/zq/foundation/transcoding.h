@@ -14,6 +14,7 @@ public:
     virtual void decode(WideStringBufferBase& rBuffer, std::string_view s) const = 0;
 };
 
+/// The transcoding of UTF-8.
 class ZQ_EXPORT TranscodingUTF8 final : public Transcoding {
 public:
     void decode(WideStringBufferBase& rBuffer, std::string_view s) const override;

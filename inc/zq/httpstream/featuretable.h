@@ -30,6 +30,7 @@ private:
 template <class T>
 class ZQ_EXPORT FeatureExpr;
 
+/// Whether a switch is on.
 template <>
 class ZQ_EXPORT FeatureExpr<bool> {
 public:

@@ -5,6 +5,7 @@
 
 #include "zq/foundation/stringbuffer.h"
 
+/// Instants as HTTP writes them.
 struct ZQ_EXPORT HttpDateUtils {
     /// Appends the HTTP-date of an instant (seconds since 1970-01-01 UTC) as IMF-fixdate, for example
     /// "Sun, 06 Nov 1994 08:49:37 GMT" (RFC 9110 section 5.6.7). Instants outside the years 0 to 9999, which

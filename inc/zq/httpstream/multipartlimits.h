@@ -9,6 +9,7 @@
 /// requests read the values without a lock. A value out of its range is a ConfigError and changes nothing.
 class ZQ_EXPORT MultipartLimits {
 public:
+    /// The limits, each with what happens beyond it.
     struct ZQ_EXPORT Values {
         /// Bytes of header lines in each part, line ends and the empty line included. Beyond it:
         /// MultipartHeaderBytesExceeded.

@@ -7,6 +7,7 @@
 /// The attributes of a composite header: name to value; names are ordered and looked up exactly.
 using Headers = std::map<ZQWString, ZQWString>;
 
+/// Headers of parts.
 struct ZQ_EXPORT MultipartParsingUtils {
     /// Fills rAttributes with the attributes of a header such as
     ///     form-data; name="photo"; filename="C:\pictures\cat.jpg"

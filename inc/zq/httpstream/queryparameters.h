@@ -19,6 +19,7 @@
 /// A value: it keeps nothing of the bytes it was made from.
 class ZQ_EXPORT QueryParameters {
 public:
+    /// Name and value, decoded.
     struct ZQ_EXPORT Parameter {
         ZQWString sName;
         ZQWString sValue;

@@ -4,6 +4,7 @@
 
 #include "zq/foundation/zqexport.h"
 
+/// Waiting, in a way that tests can replace.
 class ZQ_EXPORT SystemUtils {
 public:
     /// Blocks the calling thread for nMsecs milliseconds.
