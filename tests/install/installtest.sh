@@ -73,7 +73,7 @@ grep -q 'no component client' "$stage/refused.log" || die "nobody says which com
     die "it cannot be part of another project"
 
 # The manual has every option and setting, and reads well.
-options=$("$root/bin/webcontainer" --help | grep -oE '^ +(-.,)?--[a-z]+' | grep -oE -- '--[a-z]+')
+options=$({ "$root/bin/webcontainer" --help && "$root/bin/webreplay" --help; } | grep -oE '^ +(-.,)?--[a-z-]+' | grep -oE -- '--[a-z-]+')
 man --warnings -l "$root"/share/man/man?/*.gz 2>"$stage/man.log" >/dev/null
 [[ ! -s $stage/man.log ]] || die "the manual has mistakes"
 MANWIDTH=1000 man -l "$root"/share/man/man1/*.gz >"$stage/manual"
