@@ -1,12 +1,7 @@
 #include "zq/applicationkit/formdata.h"
 
-#include <sys/resource.h>
-
-#include <csignal>
-
+#include "applicationkit/records.h"
 #include "support/temporarydirectory.h"
-#include "zq/memoryhost/matchers.h"
-#include "zq/memoryhost/memoryhost.h"
 
 using namespace testing;
 using kit::FormData;
@@ -53,50 +48,7 @@ protected:
 };
 
 TEST_F(FormPage, ReadsAllKindsOfFormsAlike) {
-    const std::string sEnd = "--X--\r\n", sForm = "application/x-www-form-urlencoded";
-    const struct {
-        MemoryRequest tRequest;
-        std::string sShown;
-        unsigned nStatus = 200;
-    } tCases[] = {
-        {{.sTarget = "/?a=1&b=%E2%82%AC+x&a=2"}, "a=1;b=€ x;a=2;"},
-        {{.sTarget = "/"}, ""},
-        {MemoryRequest::form("/?query=unread", "a=1&b=%E2%82%AC+x&a=2"), "a=1;b=€ x;a=2;"},
-        {MemoryRequest::post("/", sForm + "; charset=windows-1252", "a=%80"), "a=€;"},
-        {multipart(part("; name=a", "1") + part("; name=b", "€ x") + part("; name=a", "2") + sEnd),
-         "a=1;b=€ x;a=2;"},
-        {multipart(part("; name=a", "1") + part("; name=f; filename=\"C:\\x\\é.txt\"", "content") + sEnd),
-         "a=1;f:é.txt()=content;"},
-        {multipart(
-             "--X\r\nContent-Disposition: form-data; name=f; filename=x\r\nContent-Type: text/x\r\n\r\n\r\n" +
-             sEnd),
-         "f:x(text/x)=;"},
-        {multipart(part("; name=f; filename=\"\"", "") + sEnd), ""},
-        {multipart(part("; name=f; filename=\"\"", "x") + sEnd), "f:()=x;"},
-        {multipart(sEnd), ""},
-        {multipart(part("; name=\"\"", "1") + sEnd),
-         "This is no proper form: among its parts is one without a name.", 400},
-        {multipart(part("; name=a", "1") + part("; filename=x", "1") + sEnd),
-         "This is no proper form: among its parts is one without a name.", 400},
-        {multipart(part("; name=a", "1") + part("", "1") + sEnd),
-         "This is no proper form: among its parts is one without a name.", 400},
-        {multipart(part("; name=a", "1") + "--X\r\nContent-Di"),
-         "This form is incomplete, or no proper one. The multipart body ended inside part 2", 400},
-        {multipart("", "multipart/form-data"), "This form is incomplete", 400},
-        {multipart(sEnd, "multipart/mixed; boundary=X"), "This page takes forms", 415},
-        {multipart(sEnd, "multipart/form-datax; boundary=X"), "This page takes forms", 415},
-        {multipart(part("; name=a", "1") + sEnd, "Multipart/Form-Data, boundary=X"), "a=1;"},
-        {MemoryRequest::post("/", "application/xml", "<a/>"), "This page takes forms", 415},
-        {MemoryRequest::post("/", "text/plain", "a=1"), "This page takes forms", 415},
-        {{.sMethod = "POST", .tBody = {"a=1"}}, "a=1;"},
-    };
-    for (const auto& r : tCases) {
-        SCOPED_TRACE(r.sShown);
-        EXPECT_THAT(
-            tHost.run(r.tRequest),
-            AllOf(HasStatus(r.nStatus),
-                  HasBody(r.nStatus == 200 ? Matcher<const std::string&>(r.sShown) : StartsWith(r.sShown))));
-    }
+    test::playRecords("forms.txt", tHost);
 }
 
 TEST_F(FormPage, RefusesWhatIsBeyondItsLimits) {
@@ -151,14 +103,6 @@ TEST_F(FormPage, KeepsFilesThatAreNamedAndNoOthers) {
     EXPECT_EQ(std::filesystem::status(tFolder.path("kept")).permissions(), std::filesystem::perms(0600));
     EXPECT_THAT(tHost.run(MemoryRequest(tRequest).vanishAfter(150'000)), IsAborted(_));
     EXPECT_EQ(fEntries(), 1);
-
-    rlimit tBefore{};
-    getrlimit(RLIMIT_FSIZE, &tBefore);
-    const rlimit tSmall{100'000, tBefore.rlim_max};
-    std::signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &tSmall);
-    EXPECT_THAT(tHost.run(tRequest), AllOf(HasStatus(507), HasBody(HasSubstr("no room"))));
-    setrlimit(RLIMIT_FSIZE, &tBefore);
     tLimits.sFolder = "/proc";
     EXPECT_THAT(tHost.run(tRequest), IsAborted(_));
 }

@@ -8,6 +8,20 @@
 
 namespace test {
 
+/// The bytes that \r, \n, \\ and \x00 stand for.
+inline std::string unescape(std::string s) {
+    for (std::size_t n = 0; (n = s.find('\\', n)) != s.npos; ++n) {
+        const char c = s[n + 1];
+        const bool bHex = c == 'x';
+        const char cByte = bHex       ? static_cast<char>(std::stoi(s.substr(n + 2, 2), nullptr, 16))
+                           : c == 'r' ? '\r'
+                           : c == 'n' ? '\n'
+                                      : c;
+        s.replace(n, bHex ? 4 : 2, 1, cByte);
+    }
+    return s;
+}
+
 /// Plays the records of a file of tests/data/applicationkit, whose README.md says what they are.
 inline void playRecords(const std::string& sFile, MemoryHost& rHost) {
     const auto fSplit = [](std::string sLine) {
@@ -29,10 +43,12 @@ inline void playRecords(const std::string& sFile, MemoryHost& rHost) {
         const std::size_t nArrow = sLine.find(" => ");
         if (sLine.starts_with('#') || nArrow == sLine.npos) continue;
         SCOPED_TRACE(sLine);
-        const auto tSent = fSplit(sLine.substr(0, nArrow)), tExpected = fSplit(sLine.substr(nArrow + 4));
+        const std::size_t nBody = std::min(sLine.find(" << "), nArrow);
+        const auto tSent = fSplit(sLine.substr(0, nBody)), tExpected = fSplit(sLine.substr(nArrow + 4));
         MemoryRequest tRequest;
         std::istringstream(tSent[0]) >> tRequest.sMethod >> tRequest.sTarget;
         fAddFields(tSent, tRequest.tHeaders);
+        if (nBody != nArrow) tRequest.tBody = {unescape(sLine.substr(nBody + 4, nArrow - nBody - 4))};
         const MemoryResponse tResponse = rHost.run(tRequest);
         EXPECT_THAT(tResponse, HasStatus(std::stoul(tExpected[0])));
         EXPECT_THAT(tResponse, IsWhole());

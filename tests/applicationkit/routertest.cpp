@@ -29,37 +29,31 @@ private:
     const Router m_tRouter;
 };
 
-/// A page that says its own name, and what its placeholders stand for.
-Router::Route route(std::wstring_view sPattern, std::vector<std::wstring_view> tNames = {},
-                    Router::EMethod eMethod = Router::kGet) {
-    return {eMethod, sPattern, [=](const RoutedRequest& r) {
+/// A page that says its own pattern, and what its placeholders stand for. sRoute may begin with another method.
+Router::Route route(std::wstring_view sRoute) {
+    const auto eMethod = sRoute.starts_with(L"POST")   ? Router::kPost
+                         : sRoute.starts_with(L"SOAP") ? Router::kSoap
+                                                       : Router::kGet;
+    const std::wstring_view sPattern = eMethod == Router::kGet ? sRoute : sRoute.substr(5);
+    return {eMethod, sPattern, [sPattern](const RoutedRequest& r) {
                 r.rStream.addText(sPattern);
-                for (const auto sName : tNames)
+                for (std::size_t n = 0; (n = sPattern.find(L'{', n)) != sPattern.npos; ++n) {
+                    const std::wstring_view sName =
+                        sPattern.substr(n + 1, sPattern.find_first_of(L".}", n) - n - 1);
                     r.rStream.addText(L" [" + std::wstring(r.text(sName)) + L"]");
+                }
                 return HttpApplication::kOK;
             }};
 }
 
 TEST(Router, FindsThePageOfAPathWhateverTheOrderOfTheRoutes) {
-    std::vector<Router::Route> tRoutes{route(L"/"),
-                                       route(L"/orders"),
-                                       route(L"/orders/"),
-                                       route(L"/orders/new"),
-                                       route(L"/orders/{id}", {L"id"}),
-                                       route(L"/orders/{id}", {}, Router::kPost),
-                                       route(L"/orders/new/now"),
-                                       route(L"/orders/{order}/lines/{line}", {L"line", L"order"}),
-                                       route(L"/orders/new/{x}", {}, Router::kPost),
-                                       route(L"/a/{x}/b", {L"x"}),
-                                       route(L"/{y}/a/c", {L"y"}),
-                                       route(L"/files/{path...}", {L"path"}),
-                                       route(L"/files/one"),
-                                       route(L"/{n}/{m}/{o}/d", {L"n", L"m", L"o"}),
-                                       route(L"/grüße/{wort}", {L"wort"}),
-                                       route(L"/glbvs"),
-                                       route(L"/call", {}, Router::kSoap),
-                                       route(L"/both", {}, Router::kPost),
-                                       route(L"/both", {}, Router::kSoap)};
+    std::vector<Router::Route> tRoutes;
+    for (const wchar_t* pRoute :
+         {L"/", L"/orders", L"/orders/", L"/orders/new", L"/orders/{id}", L"POST /orders/{id}",
+          L"/orders/new/now", L"/orders/{order}/lines/{line}", L"POST /orders/new/{x}", L"/a/{x}/b",
+          L"/{y}/a/c", L"/files/{path...}", L"/files/one", L"/{n}/{m}/{o}/d", L"/grüße/{wort}", L"/glbvs",
+          L"SOAP /call", L"POST /both", L"SOAP /both"})
+        tRoutes.push_back(route(pRoute));
     for (int nOrder = 0; nOrder < 2; ++nOrder, std::ranges::reverse(tRoutes)) {
         Routed tApplication(tRoutes);
         MemoryHost tHost(tApplication);
@@ -68,25 +62,13 @@ TEST(Router, FindsThePageOfAPathWhateverTheOrderOfTheRoutes) {
 }
 
 TEST(Router, RefusesPatternsThatAreNoneOrNeverReached) {
-    const std::vector<std::wstring_view> tCases[] = {{L""},
-                                                     {L"orders"},
-                                                     {L"/{}"},
-                                                     {L"/{...}"},
-                                                     {L"/{x"},
-                                                     {L"/x}"},
-                                                     {L"/{x}{y}"},
-                                                     {L"/%20"},
-                                                     {L"/{a...}/x"},
-                                                     {L"/{a}/{a}"},
-                                                     {L"/x", L"/x"},
-                                                     {L"/{a}", L"/{b}"},
-                                                     {L"/{a}/{b}/{c}/{d}/{e}/{f}/{g}/{h}/{i}"},
-                                                     {L"/x/{a...}", L"/x/{b...}"}};
-    for (const auto& rPatterns : tCases) {
-        std::vector<Router::Route> tRoutes;
-        for (const auto sPattern : rPatterns)
-            tRoutes.push_back(route(sPattern));
-        EXPECT_THROW(Router{tRoutes}, std::invalid_argument) << toUtf8(rPatterns[0]);
+    for (const std::wstring_view sPatterns :
+         {L"", L"orders", L"/{}", L"/{...}", L"/{x", L"/x}", L"/{x}{y}", L"/%20", L"/{a...}/x", L"/{a}/{a}",
+          L"/x /x", L"/{a} /{b}", L"/{a}/{b}/{c}/{d}/{e}/{f}/{g}/{h}/{i}", L"/x/{a...} /x/{b...}"}) {
+        std::vector<Router::Route> tRoutes{route(sPatterns.substr(0, sPatterns.find(L' ')))};
+        if (const std::size_t n = sPatterns.find(L' '); n != sPatterns.npos)
+            tRoutes.push_back(route(sPatterns.substr(n + 1)));
+        EXPECT_THROW(Router{tRoutes}, std::invalid_argument) << toUtf8(sPatterns);
     }
     EXPECT_THROW(Router({{Router::kGet, L"/x", nullptr}}), std::invalid_argument);
 }
@@ -102,9 +84,13 @@ Router::Route number(std::wstring_view sPattern, T nLeast, T nMost) {
 
 TEST(Router, GivesNumbersOrSaysWhatTheyShouldBe) {
     using Limits = std::numeric_limits<int>;
-    Routed tApplication({number(L"/{n}", -5, 99), number(L"/int/{n}", Limits::min(), Limits::max()),
+    Routed tApplication({number(L"/{n}", -5, 99),
+                         number(L"/int/{n}", Limits::min(), Limits::max()),
                          number(L"/id/{n}", 1LL, std::numeric_limits<long long>::max()),
-                         route(L"/wrong/{n}", {L"m"})});
+                         {Router::kGet, L"/wrong/{n}", [](const RoutedRequest& r) {
+                              r.rStream.addText(r.text(L"m"));
+                              return HttpApplication::kOK;
+                          }}});
     MemoryHost tHost(tApplication);
     test::playRecords("numbers.txt", tHost);
     EXPECT_THAT(tHost.get("/x").getValues("X-Gone"), IsEmpty());
