@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$1"
 tests=$(sed 's/^ *//' tests/applicationkit/examplestest.cpp)
 status=0
-for header in inc/zq/applicationkit/{cookies,escape,formdata,htmlwriter,jsonbody,router,staticfiles}.h; do
+for header in inc/zq/applicationkit/{cookies,escape,formdata,htmlwriter,jsonbody,router,sendfile,staticfiles,temporaryfolder,uploadedfile}.h; do
     example=$(awk '/^\/\/\/     .*[;{]$/ { inside = 1 } inside && !/^\/\/\/     / { exit }
                    inside { sub(/^\/\/\/ */, ""); print }' "$header")
     if [[ -z $example || $tests != *"$example"* ]]; then
