@@ -1,5 +1,7 @@
 #include "recordingtext.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <charconv>
 
@@ -13,22 +15,33 @@ constexpr std::string_view s_ksHexDigits = "0123456789abcdef";
 constexpr std::string_view s_ksBase64Digits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-bool isUtf8(std::string_view s) {
-    return toUtf8(fromUtf8(s).view()) == s;
+/// What kind of byte each one is, as bits.
+enum EByte : unsigned { kPlain = 0, kShort = 1, kOtherControl = 2, kHigh = 4 };
+
+constexpr std::array<std::uint8_t, 256> s_tBytes = [] {
+    std::array<std::uint8_t, 256> tBytes{};
+    for (std::size_t n = 0; n < tBytes.size(); ++n)
+        tBytes[n] = n >= 0x80 ? kHigh : n < ' ' || n == 0x7f ? kOtherControl : kPlain;
+    for (const char c : s_ksEscaped)
+        tBytes[static_cast<unsigned char>(c)] = kShort;
+    return tBytes;
+}();
+
+unsigned kindOf(char c) {
+    return s_tBytes[static_cast<unsigned char>(c)];
 }
 
-bool isControl(char c) {
-    return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
+/// All kinds that are among the bytes, but for kHigh where these are UTF-8.
+unsigned kindsIn(std::string_view s) {
+    unsigned nKinds = kPlain;
+    for (const char c : s)
+        nKinds |= kindOf(c);
+    return (nKinds & kHigh) != 0 && toUtf8(fromUtf8(s).view()) == s ? nKinds & ~kHigh : nKinds;
 }
 
-constexpr std::array<std::uint32_t, 256> makeChecksumTable() {
-    std::array<std::uint32_t, 256> tTable{};
-    for (std::uint32_t n = 0; n < tTable.size(); ++n) {
-        tTable[n] = n;
-        for (int nBit = 0; nBit < 8; ++nBit)
-            tTable[n] = (tTable[n] >> 1) ^ ((tTable[n] & 1) != 0 ? 0xEDB88320 : 0);
-    }
-    return tTable;
+void appendHex(std::string& rsText, char c) {
+    const auto nByte = static_cast<unsigned char>(c);
+    rsText.append({'\\', 'x', s_ksHexDigits[nByte >> 4], s_ksHexDigits[nByte & 15]});
 }
 
 }  // namespace
@@ -45,43 +58,40 @@ std::string messageOf(const std::exception_ptr& pException) {
     }
 }
 
-std::uint32_t checksum(std::string_view s) noexcept {
-    static constexpr auto s_tTable = makeChecksumTable();
-    std::uint32_t n = 0xFFFFFFFF;
-    for (char c : s)
-        n = (n >> 8) ^ s_tTable[(n ^ static_cast<unsigned char>(c)) & 0xFF];
-    return ~n;
-}
-
 std::string checksumText(std::string_view s) {
     std::string sText(8, '0');
-    std::uint32_t n = checksum(s);
+    auto n = static_cast<std::uint32_t>(::crc32_z(0, reinterpret_cast<const Bytef*>(s.data()), s.size()));
     for (auto it = sText.rbegin(); it != sText.rend(); ++it, n >>= 4)
         *it = s_ksHexDigits[n & 15];
     return sText;
 }
 
 bool isText(std::string_view s) {
-    const auto fIsOther = [](char c) { return isControl(c) && c != '\t' && c != '\r' && c != '\n'; };
-    return std::ranges::none_of(s, fIsOther) && isUtf8(s);
+    return (kindsIn(s) & (kOtherControl | kHigh)) == 0;
 }
 
 std::string escapeBytes(std::string_view s) {
-    const bool bUtf8 = isUtf8(s);
     std::string sText;
-    for (std::size_t n = 0; n < s.size(); ++n) {
-        const char c = s[n];
-        const bool bLastSpace = c == ' ' && n + 1 == s.size();
-        if (const std::size_t nEscape = s_ksEscaped.find(c); nEscape != s.npos) {
-            sText.append({'\\', s_ksEscapes[nEscape]});
-        } else if (isControl(c) || bLastSpace || (static_cast<unsigned char>(c) >= 0x80 && !bUtf8)) {
-            const auto nByte = static_cast<unsigned char>(c);
-            sText.append({'\\', 'x', s_ksHexDigits[nByte >> 4], s_ksHexDigits[nByte & 15]});
-        } else {
-            sText += c;
-        }
-    }
+    appendEscaped(sText, s);
     return sText;
+}
+
+void appendEscaped(std::string& rsText, std::string_view s) {
+    const bool bEndsInSpace = s.ends_with(' ');
+    if (bEndsInSpace) s.remove_suffix(1);
+    const unsigned nEscaped = kindsIn(s);
+    for (std::size_t n = 0; n < s.size(); ++n) {
+        const std::size_t nPlain = n;
+        while (n < s.size() && (kindOf(s[n]) & nEscaped) == 0)
+            ++n;
+        rsText.append(s.substr(nPlain, n - nPlain));
+        if (n == s.size()) break;
+        if (const std::size_t nEscape = s_ksEscaped.find(s[n]); nEscape != s.npos)
+            rsText.append({'\\', s_ksEscapes[nEscape]});
+        else
+            appendHex(rsText, s[n]);
+    }
+    if (bEndsInSpace) appendHex(rsText, ' ');
 }
 
 bool unescapeBytes(std::string_view s, std::string& rsBytes) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -47,12 +46,13 @@ inline constexpr std::array<CallForm, 11> s_tCallForms{{
 /// By kiv::HttpResponseProvider::EResponseCode.
 inline constexpr std::array<std::string_view, 4> s_ksResults{"ok", "clientdead", "error", "timeout"};
 
-/// The CRC-32 of IEEE 802.3, which cksum-like tools know as crc32.
-std::uint32_t checksum(std::string_view s) noexcept;
+/// The CRC-32 of IEEE 802.3.
 std::string checksumText(std::string_view s);
 
 /// Whether all of it is text that people read: UTF-8 without control characters but tabs and line ends.
 bool isText(std::string_view s);
+/// Appends what escapeBytes() makes of s.
+void appendEscaped(std::string& rsText, std::string_view s);
 /// What escapeBytes() has made; false: there is no such escape.
 bool unescapeBytes(std::string_view s, std::string& rsBytes);
 /// What stands in base64 (RFC 4648 section 4), padded; false: it is none.

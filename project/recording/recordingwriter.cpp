@@ -5,28 +5,34 @@ namespace {
 
 /// Of a line in base64; as MIME has it (RFC 2045 section 6.8).
 constexpr std::size_t s_knBytesPerLine = 57;
+/// Of a recording.
+constexpr std::size_t s_knUsualBytes = 8192;
 
 class Writer {
 public:
     std::string m_sText;
 
-    template <class... Words>
-    void line(std::string_view sWord, const Words&... rWords) {
+    /// A line of its word and texts that may hold any bytes.
+    template <class... Texts>
+    void line(std::string_view sWord, const Texts&... rTexts) {
         m_sText += sWord;
-        ((m_sText += ' ', m_sText += rWords), ...);
+        (word(rTexts), ...);
         endLine();
     }
     void fields(std::string_view sWord, const Recording::Fields& rFields) {
-        for (const auto& [sName, sValue] : rFields)
-            line(sWord, field(sName, sValue));
+        for (const auto& [sName, sValue] : rFields) {
+            m_sText += sWord;
+            field(sName, sValue);
+            endLine();
+        }
     }
     void event(const Recording::Event& r) {
         const CallForm& rForm = s_tCallForms[static_cast<std::size_t>(r.eCall)];
         m_sText.append("+").append(std::to_string(r.nAtUs)).append(" ").append(rForm.sWord);
         if (rForm.bNumber) word(std::to_string(r.nNumber));
         if (rForm.bResult) word(s_ksResults.at(static_cast<std::size_t>(r.nResult)));
-        if (rForm.bField) word(field(r.sName, r.sBytes));
-        if (rForm.bMessage) word(escapeBytes(r.sBytes));
+        if (rForm.bField) field(r.sName, r.sBytes);
+        if (rForm.bMessage) word(r.sBytes);
         if (r.bOmitted) word(s_ksOmitted);
         endLine();
         if (rForm.bContent) content(r.sBytes);
@@ -37,8 +43,8 @@ public:
         while (!s.empty()) {
             const std::size_t nLine =
                 bText ? std::min(s.find('\n'), s.size() - 1) + 1 : std::min(s.size(), s_knBytesPerLine);
-            const std::string_view sLine = s.substr(0, nLine);
-            m_sText.append(bText ? s_ksText : s_ksBase64).append(bText ? escapeBytes(sLine) : base64(sLine));
+            m_sText += bText ? s_ksText : s_ksBase64;
+            bText ? appendEscaped(m_sText, s.substr(0, nLine)) : appendBase64(s.substr(0, nLine));
             m_sText += '\n';
             s.remove_prefix(nLine);
         }
@@ -50,17 +56,22 @@ private:
         if (m_sText.back() == ' ') m_sText.pop_back();
         m_sText += '\n';
     }
-    void word(std::string_view s) { m_sText.append(" ").append(s); }
-    static std::string field(std::string_view sName, std::string_view sValue) {
-        return escapeBytes(sName).append(": ").append(escapeBytes(sValue));
+    void word(std::string_view s) {
+        m_sText += ' ';
+        appendEscaped(m_sText, s);
     }
-    static std::string base64(std::string_view s) {
+    void field(std::string_view sName, std::string_view sValue) {
+        word(sName);
+        m_sText += ':';
+        word(sValue);
+    }
+    void appendBase64(std::string_view s) {
         NarrowStringBuffer tBuffer;
         B2NEncodingBase64::State tState;
         const B2NEncodingBase64 tEncoding;
         tEncoding.update(tState, tBuffer, s);
         tEncoding.finalize(tState, tBuffer);
-        return std::string(tBuffer.view());
+        m_sText += tBuffer.view();
     }
 };
 
@@ -73,17 +84,18 @@ std::string Recording::describe() const {
 
 std::string Recording::write() const {
     Writer t;
+    t.m_sText.reserve(s_knUsualBytes);
     t.line(s_ksFirstLine);
-    t.line("time", escapeBytes(sTime));
-    t.line("id", escapeBytes(sId));
-    t.line("client", escapeBytes(sClient));
+    t.line("time", sTime);
+    t.line("id", sId);
+    t.line("client", sClient);
     if (tRefusal) {
         t.line("raw", std::to_string(sRaw.size()));
         t.content(sRaw);
-        t.line("refused", std::to_string(tRefusal->nStatus), escapeBytes(tRefusal->sReason));
+        t.line("refused", std::to_string(tRefusal->nStatus), tRefusal->sReason);
     } else {
-        t.line("request", escapeBytes(sMethod), escapeBytes(sTarget), escapeBytes(sVersion));
-        t.line("seen", escapeBytes(sSeenMethod));
+        t.line("request", sMethod, sTarget, sVersion);
+        t.line("seen", sSeenMethod);
         t.fields("header", tHeaders);
         t.fields("variable", tVariables);
         t.line("length", nLength ? std::to_string(*nLength) : std::string(s_ksNoLength));

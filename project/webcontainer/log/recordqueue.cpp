@@ -7,6 +7,8 @@ namespace webcontainer {
 
 namespace {
 
+constexpr std::chrono::milliseconds s_knInterval(100);
+
 /// About what it takes of memory.
 std::size_t sizeOf(const Recording& r) {
     std::size_t nSize = sizeof r + r.sTarget.size() + r.sRaw.size();
@@ -24,16 +26,22 @@ bool RecordQueue::push(std::unique_ptr<Recording> pRecording) {
         if (!m_tRecordings.empty() && m_nBytes + nSize > s_knMostBytes) return false;
         m_tRecordings.push_back(std::move(pRecording));
         m_nBytes += nSize;
+        if (m_nBytes < s_knMostBytes / 2) return true;
     }
-    m_tCame.notify_one();
+    m_tUrgent.notify_one();
     return true;
 }
 
 std::unique_ptr<Recording> RecordQueue::pop(const std::stop_token& rStop) {
     std::unique_lock tLock(m_tMutex);
     m_bAtWork = false;
-    if (m_tRecordings.empty()) m_tDone.notify_all();
-    if (!m_tCame.wait(tLock, rStop, [this] { return !m_tRecordings.empty(); })) return nullptr;
+    while (m_tRecordings.empty()) {
+        m_bUrgent = false;
+        m_tDone.notify_all();
+        m_tUrgent.wait_for(tLock, rStop, s_knInterval,
+                           [this] { return m_bUrgent || m_nBytes >= s_knMostBytes / 2; });
+        if (m_tRecordings.empty() && rStop.stop_requested()) return nullptr;
+    }
     std::unique_ptr<Recording> pRecording = std::move(m_tRecordings.front());
     m_tRecordings.pop_front();
     m_nBytes -= sizeOf(*pRecording);
@@ -43,6 +51,8 @@ std::unique_ptr<Recording> RecordQueue::pop(const std::stop_token& rStop) {
 
 void RecordQueue::waitUntilDone() {
     std::unique_lock tLock(m_tMutex);
+    m_bUrgent = true;
+    m_tUrgent.notify_one();
     m_tDone.wait_for(tLock, std::chrono::seconds(1), [this] { return m_tRecordings.empty() && !m_bAtWork; });
 }
 

@@ -13,25 +13,28 @@ using ECall = Recording::ECall;
 
 /// So much more than its bytes the calls of a request may take, which could go on for ever.
 constexpr std::size_t s_knCallBytes = 65536;
+constexpr std::size_t s_knUsualCalls = 16;
 
-std::string nowText() {
+timespec now() noexcept {
     timespec tNow{};
     ::clock_gettime(CLOCK_REALTIME, &tNow);
+    return tNow;
+}
+
+std::string toText(const timespec& rTime) {
     tm tDate{};
-    ::gmtime_r(&tNow.tv_sec, &tDate);
+    ::gmtime_r(&rTime.tv_sec, &tDate);
     char tSeconds[32];
     std::strftime(tSeconds, sizeof tSeconds, "%FT%T", &tDate);
-    const std::string sMicroseconds = std::to_string(1000000 + tNow.tv_nsec / 1000).substr(1);
+    const std::string sMicroseconds = std::to_string(1000000 + rTime.tv_nsec / 1000).substr(1);
     return std::string(tSeconds).append(".").append(sMicroseconds).append("Z");
 }
 
 /// What recordings of either kind begin with.
-std::unique_ptr<Recording> makeRecording(RequestContext& rContext) {
-    auto p = std::make_unique<Recording>();
-    p->sTime = nowText();
-    p->sId = rContext.tId.get(rContext.rInput);
-    p->sClient = rContext.tOrigin.get(rContext.rInput, rContext.rEnds).describeClient();
-    return p;
+void fillHead(Recording& r, RequestContext& rContext, const timespec& rTime) {
+    r.sTime = toText(rTime);
+    r.sId = rContext.tId.get(rContext.rInput);
+    r.sClient = rContext.tOrigin.get(rContext.rInput, rContext.rEnds).describeClient();
 }
 
 }  // namespace
@@ -39,14 +42,16 @@ std::unique_ptr<Recording> makeRecording(RequestContext& rContext) {
 RequestRecord::RequestRecord(RequestContext& rContext, kiv::HttpRequestProvider& rRequest) noexcept
     : m_rContext(rContext),
       m_rRecorder(rContext.rBuffers.tRecords.getRecorder()),
+      m_tBegin(now()),
       m_nBeginUs(monotonicUs()) {
     attempt([&] {
         const RequestHead& rHead = m_rContext.rInput.getHead();
-        m_pRecording = makeRecording(m_rContext);
+        m_pRecording = std::make_unique<Recording>();
+        m_pRecording->tEvents.reserve(s_knUsualCalls);
         m_pRecording->sMethod = m_rContext.rInput.text(rHead.tMethod);
         // Now: an application may decode the query where it stands.
         m_pRecording->sTarget = m_rContext.rInput.text(rHead.tTarget);
-        m_pRecording->sVersion = toText(rHead.eVersion);
+        m_pRecording->sVersion = webcontainer::toText(rHead.eVersion);
         m_pRecording->sSeenMethod = rRequest.getMethod().view();
         m_pRecording->nLength = rRequest.getContentLength();
         if (rHead.eFraming == EBodyFraming::kChunked) m_pRecording->nLength.reset();
@@ -102,6 +107,7 @@ void RequestRecord::end(bool bWhole) noexcept {
 }
 
 void RequestRecord::fill(bool bWhole) {
+    fillHead(*m_pRecording, m_rContext, m_tBegin);
     m_pRecording->nTotalUs = monotonicUs() - m_nBeginUs;
     m_pRecording->nStatus = m_rContext.nStatus;
     m_pRecording->bWhole = bWhole;
@@ -131,7 +137,8 @@ void recordRefusal(RequestContext& rContext, const Refusal& rRefusal) noexcept {
     Recorder& rRecorder = rContext.rBuffers.tRecords.getRecorder();
     if (rRecorder.getSettings().bFailedOnly && rRefusal.nStatus < 400) return;
     try {
-        auto p = makeRecording(rContext);
+        auto p = std::make_unique<Recording>();
+        fillHead(*p, rContext, now());
         p->sRaw = rContext.rInput.getRaw();
         p->tRefusal = {rRefusal.nStatus, rRefusal.pReason};
         if (p->sRaw.size() <= rRecorder.getSettings().nMaxRequestBytes) return rRecorder.take(std::move(p));

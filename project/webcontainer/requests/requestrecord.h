@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -36,6 +37,7 @@ private:
 
     RequestContext& m_rContext;
     Recorder& m_rRecorder;
+    const timespec m_tBegin;
     const std::int64_t m_nBeginUs;
     std::unique_ptr<Recording> m_pRecording;  ///< null: it is lost
     std::vector<std::string> m_tAsked;        ///< variables that are made of fields
