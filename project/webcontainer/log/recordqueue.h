@@ -12,14 +12,15 @@
 namespace webcontainer {
 
 /// Recordings on their way to the disk: as many as the bound allows, and never less than one. They are looked
-/// at ten times a second, and when half of the bound is reached, so that who brings one need not wake anybody.
+/// at ten times a second, and when half of the bound is reached, so that who brings one need not wake
+/// anybody.
 class RecordQueue {
 public:
     static constexpr std::size_t s_knMostBytes = 16 << 20;
 
     /// False: there is no room. Throws std::bad_alloc.
     bool push(std::unique_ptr<Recording> pRecording);
-    /// Waits for the next one, up to a tenth of a second longer than it takes to come; null: there is none, and a stop was asked for. Each call says that the last
+    /// Waits for the next one; null: there is none, and a stop was asked for. Each call says that the last
     /// one's recording has been dealt with.
     std::unique_ptr<Recording> pop(const std::stop_token& rStop);
     /// Waits until all have been dealt with, but no longer than a second.
