@@ -30,7 +30,7 @@ function(zq_install_package)
 
     install(FILES apps/sample/webcontainer.toml DESTINATION ${CMAKE_INSTALL_DOCDIR}/apps/sample)
     install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md
-        PATTERN architecture.md EXCLUDE PATTERN downloadnames.md EXCLUDE PATTERN manual EXCLUDE PATTERN examples EXCLUDE)
+        PATTERN architecture.md EXCLUDE PATTERN downloadnames.md EXCLUDE PATTERN manual EXCLUDE PATTERN pictures EXCLUDE PATTERN examples EXCLUDE)
     install(DIRECTORY docs/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development
         PATTERN CMakeLists.txt EXCLUDE)
 
