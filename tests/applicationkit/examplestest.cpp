@@ -1,5 +1,7 @@
 // The examples of the headers, line by line as they stand there.
 
+#include <fcntl.h>
+
 #include "support/temporarydirectory.h"
 #include "zq/applicationkit/cookies.h"
 #include "zq/applicationkit/escape.h"
@@ -7,7 +9,10 @@
 #include "zq/applicationkit/htmlwriter.h"
 #include "zq/applicationkit/jsonbody.h"
 #include "zq/applicationkit/router.h"
+#include "zq/applicationkit/sendfile.h"
 #include "zq/applicationkit/staticfiles.h"
+#include "zq/applicationkit/temporaryfolder.h"
+#include "zq/applicationkit/uploadedfile.h"
 #include "zq/memoryhost/matchers.h"
 #include "zq/memoryhost/memoryhost.h"
 
@@ -100,6 +105,22 @@ TEST(Example, Json) {
     });
     EXPECT_THAT(tHost.run(MemoryRequest::post("/", "application/json", R"({"item": "tea", "pieces": 3})")),
                 AllOf(HasStatus(201), HasBody(R"({"item":"tea","ordered":3})")));
+}
+
+TEST(Example, Files) {
+    const kit::TemporaryFolder tFolder("shop-bills-", {".pdf"});
+    const std::string sPath = tFolder.getPath() + "/1.pdf";
+    kit::NamelessFile tBill(tFolder.getPath());
+    tBill.append("%PDF-1.7");
+    tBill.keepAs(sPath);  // from now on it is there, and whole
+    MemoryHost tHost([&](ZQHttpStream& rStream, const HttpApplicationRequest&) {
+        const kit::Descriptor tFile(open(sPath.c_str(), O_RDONLY | O_CLOEXEC));
+        if (!tFile) throw kit::RequestError(404, L"There is no such bill.");
+        rStream.setContentDisposition(ContentDisposition(ContentDisposition::kAttachment, L"bill.pdf"));
+        kit::sendFile(rStream, tFile, {.sType = L"application/pdf"});
+        return HttpApplication::kOK;
+    });
+    EXPECT_THAT(tHost.get("/"), AllOf(HasBody("%PDF-1.7"), HasHeader("Content-Type", "application/pdf")));
 }
 
 }  // namespace

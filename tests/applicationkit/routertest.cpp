@@ -29,7 +29,7 @@ private:
     const Router m_tRouter;
 };
 
-/// A page that says its own pattern, and what its placeholders stand for. sRoute may begin with another method.
+/// A page that says its own pattern, and what its placeholders stand for. sRoute may begin with a method.
 Router::Route route(std::wstring_view sRoute) {
     const auto eMethod = sRoute.starts_with(L"POST")   ? Router::kPost
                          : sRoute.starts_with(L"SOAP") ? Router::kSoap

@@ -11,6 +11,9 @@ namespace kit {
 /// A new folder for files of this process, NAMEXXXXXX where temporary files belong (TMPDIR), which only
 /// this user may use, and which goes with this object.
 ///
+///     const kit::TemporaryFolder tFolder("shop-bills-", {".pdf"});
+///     const std::string sPath = tFolder.getPath() + "/1.pdf";
+///
 /// It is locked (flock) while it is in use: a process that is killed leaves its folder behind without a
 /// lock, and the next one of the same user and name removes it. Only files of the endings given are ever
 /// removed, and a folder that holds anything else stays. Failures are std::system_error.
