@@ -86,11 +86,12 @@ TEST(HtmlWriter, KnowsWhereAValueMayStand) {
          {L"", L"a > b", L"<p>", L"<p class=\"", L"<p class=\"'>", L"<p class=\"<script>", L"<a xhref=\"",
           L"<a href=\"/\" title=\"", L"<script></script>", L"<style></style><p>", L"<scripts>"}},
         {static_cast<int>(EPlace::kUrl),
-         {L"<a href='", L"<a title=\"\" href=\"", L"<a title=\"\"href=\"", L"<form Action=\""}},
+         {L"<a href='", L"<a title=\"\" href=\"", L"<a title=\"\"href=\"", L"<form Action=\"",
+          L"<use xlink:href=\""}},
         {static_cast<int>(EPlace::kUrlPart), {L"<a href=\"/"}},
         {-1,
-         {L"<", L"<p", L"<p ", L"<p class=", L"<p class=\"a\"", L"<script>", L"<SCRIPT src='x'>a < b",
-          L"<script>\"<p>\"", L"<style>p > a"}}};
+         {L"<", L"<p", L"<p ", L"<p class=", L"<p class=\"a\"", L"<script>", L"<p onclick=\"", L"<p STYLE='",
+          L"<iframe srcdoc=\"", L"<SCRIPT src='x'>a < b", L"<script>\"<p>\"", L"<style>p > a"}}};
     for (const auto& [nPlace, rMarkups] : tPlaces)
         for (const std::wstring_view sMarkup : rMarkups)
             EXPECT_EQ(fPlace(sMarkup), nPlace) << toUtf8(sMarkup);

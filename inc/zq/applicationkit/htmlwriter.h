@@ -73,6 +73,8 @@ public:
     constexpr EPlace place() const {
         if (m_eState == EState::kTag) throw "a value in a tag must be that of an attribute in quotes";
         if (m_eState == EState::kRaw) throw "a value in a script or style: escape it and write it unescaped";
+        if (m_eState == EState::kValue && isCode())
+            throw "a value in an attribute that is a script or markup";
         if (m_eState == EState::kText || !isUrl()) return EPlace::kText;
         return m_bValueEmpty ? EPlace::kUrl : EPlace::kUrlPart;
     }
@@ -115,10 +117,14 @@ private:
             m_tName.add(c);
         }
     }
+    constexpr bool isCode() const {
+        return (m_tName.t[0] == L'o' && m_tName.t[1] == L'n') || m_tName.is(L"style") ||
+               m_tName.is(L"srcdoc") || m_tName.is(L"srcset");
+    }
     constexpr bool isUrl() const {
         return m_tName.is(L"href") || m_tName.is(L"src") || m_tName.is(L"action") ||
                m_tName.is(L"formaction") || m_tName.is(L"poster") || m_tName.is(L"data") ||
-               m_tName.is(L"cite");
+               m_tName.is(L"cite") || m_tName.is(L"xlink:href");
     }
 
     EState m_eState = EState::kText;
@@ -166,11 +172,13 @@ private:
 ///     tHtml.write(L"<a href=\"/find?page={}&amp;what={}\">more</a>\n", nPage + 1, sWhat);
 ///     tHtml.unescaped(L"<!-- the word for a reviewer to look for -->\n");
 ///
-/// In a template of write(), each "{}" takes one value: a text, a whole number, or an Unescaped. It may stand
-/// between tags and in attributes in quotes. In an attribute that takes a URL (href, src, action ...) a value
-/// that comes first is the URL, or "about:invalid" in its place when its scheme is none of http, https and
-/// mailto, so that no script is run; a later one is a component and percent-encoded. A value anywhere else,
-/// a template that ends within a tag or a script, or another number of values than of "{}" does not compile.
+/// In a template of write(), each "{}" takes one value: a text, a whole number, or an Unescaped. It may
+/// stand between tags and in attributes in quotes. In an attribute that takes a URL (href, src, action ...)
+/// a value that comes first is the URL, or "about:invalid" in its place when its scheme is none of http,
+/// https and mailto, so that no script is run; a later one is a component and percent-encoded. A value
+/// anywhere else, in an attribute that is itself a script, a style or markup (onclick, style, srcdoc ...)
+/// too, a template that ends within a tag or a script, or another number of values than of "{}" does not
+/// compile.
 ///
 /// Holds nothing but the stream, which must outlive it and be in the format and character set that are
 /// wanted. Throws what the stream throws.

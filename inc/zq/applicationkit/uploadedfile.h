@@ -23,9 +23,9 @@ struct ZQ_EXPORT FileInfo {
 ///     tBill.append("%PDF-1.7");
 ///     tBill.keepAs(sPath);  // from now on it is there, and whole
 ///
-/// It goes when this object does unless keepAs() has given it a name: nothing stays of an upload that is never
-/// finished, even if the process is killed. Failures of the system are std::system_error, but for want of
-/// room, which is a RequestError of 507 (RFC 4918 section 11.5). For one thread at a time.
+/// It goes when this object does unless keepAs() has given it a name: nothing stays of an upload that is
+/// never finished, even if the process is killed. Failures of the system are std::system_error, but for
+/// want of room, which is a RequestError of 507 (RFC 4918 section 11.5). For one thread at a time.
 class ZQ_EXPORT NamelessFile {
 public:
     /// In that folder, whose file system must support such files; "" means the one for temporary files.
