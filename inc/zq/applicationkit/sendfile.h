@@ -29,12 +29,11 @@ struct ZQ_EXPORT FileDescription {
 ///     rStream.setContentDisposition(ContentDisposition(ContentDisposition::kAttachment, L"bill.pdf"));
 ///     kit::sendFile(rStream, tFile, {.sType = L"application/pdf"});
 ///
-/// - ETag from size and time of change, a weak one until the file is two seconds old, and Last-Modified (RFC
-///   9110 section 8.8)
-/// - If-Match and If-Unmodified-Since with 412, If-None-Match and If-Modified-Since with 304 (section 13) -
-/// Range of one range with 206, with If-Range; what is no range is passed over. A range beyond the file,
-/// and
-///   several ranges at once, which would take a multipart answer, get 416 (section 14).
+/// - ETag from size and time of change, a weak one until the file is two seconds old, and Last-Modified
+///   (RFC 9110 section 8.8)
+/// - If-Match and If-Unmodified-Since with 412, If-None-Match and If-Modified-Since with 304 (section 13)
+/// - Range of one range with 206, with If-Range; what is no range is passed over. A range beyond the file,
+///   and several ranges at once, which would take a multipart answer, get 416 (section 14).
 /// - a HEAD, which hosts turn into a GET, with the head of the whole file
 ///
 /// The bytes go out in steps of 64 KiB, which is all that is held of them; a file of one step has its
