@@ -17,7 +17,7 @@ client 192.0.2.1:40000
 request POST /form?x=\\1 HTTP/1.1
 seen POST
 header Host: h
-header X: \xff tab\t \xc3\xa9 \x20
+header X: \xff\x7f tab\t \xc3\xa9 \x20
 header Y: "é"
 variable URL: /form
 length 7
@@ -35,6 +35,8 @@ length 7
 = AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8gISIjJCUmJygpKissLS4vMDEyMzQ1Njc4
 = OTo7PD0+P0A=
 +8 write 70000 ok omitted
++8 write 3 ok
+| abc
 +9 end 9 clientdead
 | two\n
 | lines
@@ -99,7 +101,7 @@ TEST(Recording, SaysWhatIsWrongAndWhere) {
     const std::tuple<const char*, const char*, const char*> tCases[] = {
         {"recording 1", "recording 2", "line 1: this is no recording"},
         {"+1 body 4", "+1 body 5", "line 14: 4 bytes end here, and their first line says 5"},
-        {"| two", "| t\\wo", "line 27: there is no such escape"},
+        {"| two", "| t\\wo", "line 29: there is no such escape"},
         {"\\xff", "\\xfg", "line 8: there is no such escape"},
         {"A=\n", "A\n", "line 24: this is no base64"},
         {"A=\n", "A*\n", "line 24: this is no base64"},
@@ -109,13 +111,13 @@ TEST(Recording, SaysWhatIsWrongAndWhere) {
         {"+4 clear", "+4 clear it", "line 17: the line says more"},
         {"commit ok", "commit good", "line 21: the result of a call"},
         {"+6 commit", "+6 omit", "line 21: there is no call \"omit\""},
-        {"+11 sent 404 cut", "+11 sent 404 half", "line 30: a response is whole or cut"},
-        {"+11 sent 404 cut\n", "", "line 30: what was sent is missing"},
-        {"crc", "+12 clear\ncrc", "line 31: only the checksum"},
+        {"+11 sent 404 cut", "+11 sent 404 half", "line 32: a response is whole or cut"},
+        {"+11 sent 404 cut\n", "", "line 32: what was sent is missing"},
+        {"crc", "+12 clear\ncrc", "line 33: only the checksum"},
         {"seen POST", "| seen POST", "line 6: there is nothing that these bytes could belong to"},
         {"request POST", "# POST", "line 12: there is no request line"},
-        {"00000000\n", "00000000\nmore\n", "line 31: something follows"},
-        {"crc 00000000\n", "", "line 31: the file is torn"},
+        {"00000000\n", "00000000\nmore\n", "line 33: something follows"},
+        {"crc 00000000\n", "", "line 33: the file is torn"},
     };
     for (const auto& [pWhat, pBy, pSays] : tCases) {
         try {
@@ -135,13 +137,13 @@ TEST(Recording, BecomesARequestAndItsResponse) {
     EXPECT_THAT(tRecording.write(), HasSubstr("\n+9 end 11 clientdead\n| three\\n\n| lines\n"));
     const MemoryRequest tRequest = toMemoryRequest(tRecording);
     EXPECT_EQ(tRequest.sMethod + tRequest.sTarget, "POST/form?x=\\1");
-    EXPECT_EQ(tRequest.tHeaders[1].second, "\xff tab\t \xc3\xa9  ");
+    EXPECT_EQ(tRequest.tHeaders[1].second, "\xff\x7f tab\t \xc3\xa9  ");
     EXPECT_EQ(tRequest.tBody, (std::vector<std::string>{"\xc3\xa9\r\n", ""}));
     EXPECT_EQ(tRequest.tVariables.at("URL"), "/form");
     EXPECT_EQ(tRequest.nContentLength, 7u);
     EXPECT_TRUE(tRequest.bVanishes);
     using enum kiv::HttpResponseProvider::EResponseCode;
-    EXPECT_THAT(tRequest.tResults, testing::ElementsAre(kRCOK, kRCOK, kRCOK, kRCClientDead));
+    EXPECT_THAT(tRequest.tResults, testing::ElementsAre(kRCOK, kRCOK, kRCOK, kRCOK, kRCClientDead));
     const MemoryResponse tResponse = toMemoryResponse(tRecording);
     EXPECT_EQ(tResponse.nStatus, 404u);
     EXPECT_TRUE(tResponse.bError && tResponse.bEnded && tResponse.bCommitted);
@@ -152,6 +154,8 @@ TEST(Recording, BecomesARequestAndItsResponse) {
     ASSERT_EQ(tResponse.sBody.size(), 65u);
     for (std::size_t n = 0; n < tResponse.sBody.size(); ++n)
         EXPECT_EQ(tResponse.sBody[n], static_cast<char>(n));
+    const std::string sNoneOmitted = replaced(std::string(s_ksRequest), " omitted", "");
+    EXPECT_EQ(toMemoryResponse(Recording::read(sNoneOmitted, true)).sBody, tResponse.sBody + "abc");
     EXPECT_EQ(
         toMemoryRequest(Recording::read(replaced(std::string(s_ksRequest), "length 7", "length none"), true))
             .nContentLength,
