@@ -154,7 +154,7 @@ void answerByPath(Request& rRequest, Response& rResponse) {
         rResponse.setStatusCode(200);
         rResponse.commitHeaders();
         rResponse.writeToBody("b", 1);
-        throw std::runtime_error("no body");
+        return;
     }
     if (sPath == "/large") {
         rResponse.setStatusCode(200);
@@ -194,7 +194,7 @@ TEST(Recorder, RecordsWhatItIsAskedFor) {
                                        : std::to_string(r.nStatus) + (r.bWhole ? " " : " cut ") + r.sTarget);
         return tSaid;
     };
-    EXPECT_THAT(fRecord({}), ElementsAre("500 /500", "500 /throw", "200 /late", "200 cut /head", "200 /head",
+    EXPECT_THAT(fRecord({}), ElementsAre("500 /500", "500 /throw", "200 /late", "200 cut /head",
                                          "505 refused", "400 /read"));
     EXPECT_THAT(fRecord({.bFailedOnly = false}), testing::SizeIs(std::size(tRequests)));
     EXPECT_THAT(fRecord({.bFailedOnly = false, .nOneIn = 3}),
