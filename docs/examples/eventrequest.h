@@ -32,7 +32,7 @@ public:
         const evkeyvalq* const pFields = evhttp_request_get_input_headers(pRequest);
         for (const evkeyval* p = pFields->tqh_first; p; p = p->next.tqe_next)
             m_tHeaders.emplace_back(p->key, p->value);
-        m_bLengthKnown = evhttp_find_header(pFields, "Transfer-Encoding") == nullptr;
+        m_bLengthKnown = evhttp_find_header(pFields, "Content-Length") != nullptr;
         addVariables(pRequest, evhttp_uri_get_path(pTarget));
     }
 

@@ -84,7 +84,7 @@ converse() {
 }
 
 # Programs that a machine for building need not have.
-known="systemctl journalctl promtool"
+known="systemctl journalctl"
 
 # review TEXT: commands that are not run.
 review() {
@@ -103,13 +103,13 @@ review() {
             case $name,$word in
                 webcontainer,--* | */webcontainer,--*)
                     "$root/bin/webcontainer" --help | grep -q -- "$word\b" || die "$name has no $word" ;;
-                */*,--*) [[ ! $file ]] || grep -q -- "${word%%=*}" "$file" || die "$name has no $word" ;;
+                */*,--*) [[ ! $file ]] || grep -qw -- "${word%%=*}" "$file" || die "$name has no $word" ;;
                 apt,[a-z]*) [[ $word =~ ^(apt|install|update)$ ]] || grep -qw -- "$word" "$sources/script/setup" ||
                     die "script/setup does not know the package $word" ;;
-                systemctl,webhttpserver*) name=${word/@*./@.}
-                    [[ $name == *.* ]] || name=${name/@*/@}.service
-                    [[ -f $sources/deploy/$name ]] || die "there is no unit $word"
-                    name=systemctl ;;
+                systemctl,enable | systemctl,reload | systemctl,restart | systemctl,kill | *,QUIT) ;;
+                systemctl,[a-z]* | journalctl,[a-z]*)
+                    [[ $word == *.* ]] || word+=.service
+                    [[ $name == "${word%.*}" || -f $sources/deploy/$word ]] || die "there is no unit $word" ;;
             esac
         done
     done < <(sed -E "s/'[^']*'/quoted/g; s/(^|[[:space:]])#.*//; s/[|;&]+/\n/g" <<<"$1" | grep '[^[:space:]]')
