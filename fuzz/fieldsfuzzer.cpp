@@ -70,6 +70,22 @@ void checkFileName(const ZQWString& sName, bool bRFC2047, unsigned nMost) {
     require(sHeader == "inline; filename=\"" + toUtf8(tRead.at(ZQWString(L"filename"))) + "\"", "a name");
 }
 
+/// What is left of a content type, when its character set has been taken out, stays as it is.
+void checkContentType(const ZQWString& sType) {
+    MemoryRequest tRequest;
+    MemoryResponse tResponse;
+    MemoryExchange tExchange(tRequest, tResponse);
+    kiv::KIVServerHttpStream tStream(tExchange.getRequest(), tExchange.getResponse(), {});
+    try {
+        tStream.SetContentType(sType);
+    } catch (const CharacterSet::UnknownCharset&) {
+        return require(tStream.GetContentType().empty(), "nothing of a type that is refused");
+    }
+    const ZQWString sLeft = tStream.GetContentType();
+    tStream.SetContentType(sLeft);
+    require(tStream.GetContentType() == sLeft, "no character set");
+}
+
 void checkQuery(std::string_view sQuery) {
     const auto fRead = [](std::string_view s) {
         return QueryParameters(NarrowRefString(s.data(), s.size()), Handle<const CharacterSet>(), 50);
@@ -104,6 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
     const ZQWString sText = fromUtf8(tInput.getText());
     checkCompositeHeader(sText);
     checkDate(sText.view());
+    checkContentType(sText);
     checkFileName(sText, bRFC2047, nMost);
     checkQuery(tInput.getText());
     return 0;
