@@ -1,4 +1,5 @@
-// Gives a target every file of the folders that it is called with: what libFuzzer's main() does without fuzzing,
+/// ives a target every file of the folders that it is called with: what libFuzzer's main() does without
+/// fuzzing,
 // for builds by any compiler. A target that dies leaves the name of the file that it died of.
 
 #include <unistd.h>

@@ -1,4 +1,5 @@
-// Of what stands within header fields and queries: composite headers read back as they were written, dates that
+/// f what stands within header fields and queries: composite headers read back as they were written, dates
+/// that
 // are understood have one text, names of downloads are safe to quote, and queries survive being encoded anew.
 
 #include "fuzzinput.h"

@@ -16,8 +16,8 @@ namespace fuzz {
 ///     50:2
 ///     GET / HTTP/1.1
 ///
-/// Each character of the line is a number, its distance from '0', and what is missing counts as 0. Refers to the
-/// bytes that it was made of.
+/// Each character of the line is a number, its distance from '0', and what is missing counts as 0. Refers
+/// to the bytes that it was made of.
 class FuzzInput {
 public:
     FuzzInput(const std::uint8_t* pData, std::size_t nSize) noexcept

@@ -1,4 +1,5 @@
-// Whatever an application gives its header fields and an operator an error page, the head of a response has the
+/// hatever an application gives its header fields and an operator an error page, the head of a response has
+/// the
 // fields that were taken and no other, as another parser reads it, and an error page has nothing unexpanded.
 // Each line of the text is a field, "name:value", the last one a design.
 

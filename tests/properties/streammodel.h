@@ -10,15 +10,15 @@
 
 namespace test {
 
-/// What a stream does, said anew and as plainly as can be: text and bytes in strings, calls of the provider in a
-/// list, as MemoryResponse::tCalls has them; "<now>" stands for what depends on the time. Under the default
-/// configuration.
+/// What a stream does, said anew and as plainly as can be: text and bytes in strings, calls of the provider
+/// in a list, as MemoryResponse::tCalls has them; "<now>" stands for what depends on the time. Under the
+/// default configuration.
 class StreamModel {
 public:
     using EResponseCode = kiv::HttpResponseProvider::EResponseCode;
 
-    /// rResults: of commitHeaders(), writeToBody() and endResponse(), in turn, and kRCOK from then on. The call of
-    /// index nThrowing throws.
+    /// rResults: of commitHeaders(), writeToBody() and endResponse(), in turn, and kRCOK from then on. The
+    /// call of index nThrowing throws.
     StreamModel(std::vector<EResponseCode> tResults, std::size_t nThrowing)
         : m_tResults(std::move(tResults)),
           m_nThrowing(nThrowing) {}
@@ -65,8 +65,8 @@ public:
         return std::to_string(m_nStatus) + (m_bCommitted ? " committed" : "") + (m_bDead ? " dead" : "") +
                " text " + toUtf8(m_sText) + " bytes " + m_sBytes;
     }
-    /// The application has done what it must not do: what it said came too late, or a body came with a status that
-    /// has none.
+    /// The application has done what it must not do: what it said came too late, or a body came with a
+    /// status that has none.
     bool isMisused() const {
         return m_bMisused || ((m_nCommittedStatus == 304 || m_nCommittedStatus == 204) && !m_sBody.empty());
     }

@@ -17,8 +17,8 @@ namespace {
 
 enum class EWire { kWhole, kCut, kMalformed };
 
-/// Takes one response off the front of what a server sent, as the strictest of clients would: with our own parser
-/// of requests.
+/// Takes one response off the front of what a server sent, as the strictest of clients would: with our own
+/// parser of requests.
 EWire takeResponse(std::string& rsWire, bool bHead, bool& rbKeepAlive) {
     using namespace webcontainer;
     const std::size_t nLine = rsWire.find("\r\n");
