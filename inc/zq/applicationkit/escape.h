@@ -25,7 +25,8 @@ ZQ_EXPORT std::wstring escapeAttribute(std::wstring_view sText);
 /// everything but unreserved characters becomes percent-encoded UTF-8.
 ZQ_EXPORT std::wstring escapeUrl(std::wstring_view sText);
 /// For the inside of a string of JavaScript or JSON in double quotes, or of JavaScript in single ones, in a
-/// script element too: what could end the string, the line or the element becomes \uXXXX.
+/// script element too: what could end the string, the line or the element becomes an escape of four
+/// hexadecimal digits.
 ZQ_EXPORT std::wstring escapeJs(std::wstring_view sText);
 
 /// Undoes escapeUrl(). False, and rsText undefined, when the escapes are none, or are no UTF-8, or a NUL

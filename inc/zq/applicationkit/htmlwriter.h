@@ -36,6 +36,7 @@ enum class EPlace : unsigned char {
     kUrlPart,  ///< a component of one
 };
 
+/// A pair of braces in a template.
 struct Placeholder {
     std::size_t nAt = 0;
     EPlace ePlace = EPlace::kText;

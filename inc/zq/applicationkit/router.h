@@ -76,6 +76,7 @@ public:
     /// Writes the page of an error. The status is set, and what a page had said and written before is gone.
     using ErrorPage = std::function<void(ZQHttpStream& rStream, const RequestError& rError)>;
 
+    /// A page and what it answers.
     struct ZQ_EXPORT Route {
         EMethod eMethod;
         std::wstring_view sPattern;

@@ -29,6 +29,7 @@ namespace kit {
 /// Immutable: any number of threads may use it. What is changed in the folder is seen at once.
 class ZQ_EXPORT StaticFiles {
 public:
+    /// How they are sent.
     struct ZQ_EXPORT Options {
         /// For how many seconds a file stays fresh in caches; unset: they ask each time.
         std::optional<std::uint32_t> nFreshSeconds = {};

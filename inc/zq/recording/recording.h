@@ -31,6 +31,7 @@ struct ZQ_EXPORT Recording {
         kEnd,          ///< endResponse() of nNumber bytes returned nResult
         kException,    ///< an exception left the module; sBytes: the message
     };
+    /// One of them.
     struct Event {
         ECall eCall;
         std::int64_t nAtUs = 0;  ///< since the request began to run
