@@ -89,13 +89,9 @@ TEST_F(SampleExchange, NamesNeverReachTheFileSystemAndComeBackHarmless) {
         std::string sSent, sShown, sDownload;
     } tCases[] = {
         {"../../../evil", "<bdi>evil</bdi>", "filename=\"evil\""},
-        {"..\\..\\evil.exe", "<bdi>evil.exe</bdi>", "filename=\"evil.exe\""},
         {"..", "<bdi>unnamed</bdi>", "filename=\"unnamed\""},
-        {"a\001b\177.txt", "<bdi>a\u2401b\u2421.txt</bdi>", "filename=\"a_b"},
         {std::string(5000, 'x') + ".txt", std::string(5000, 'x') + ".txt</bdi>", "x.txt\""},
-        {"<script>alert(1)</script>.html", "<bdi>script&gt;.html</bdi>", "filename=\"script_.html\""},
         {"<img src=x onerror=y>", "<bdi>&lt;img src=x onerror=y&gt;</bdi>", "filename=\"_img src=x"},
-        {"party 🎉.png", "<bdi>party 🎉.png</bdi>", "filename="},
         {"", "<bdi>unnamed</bdi>", "filename=\"unnamed\""},
     };
     for (const auto& rCase : tCases) {
@@ -163,27 +159,12 @@ TEST_F(SampleExchange, UnknownIdsAreRefused) {
     EXPECT_EQ(tDirectory.read("secret.data"), "secret");
 }
 
-TEST_F(SampleExchange, FormsThatAreNoUploadAreRefusedAsAWhole) {
-    std::string sTooMany, sNameless = part("a", "1") + part("b", "2");
-    for (int n = 0; n < 101; ++n)
-        sTooMany += part("x", "1");
-    sNameless.replace(sNameless.rfind("\"files\""), 7, "\"\"");
-    const struct {
-        std::string sType, sParts, sStatus, sSaid;
-    } tCases[] = {
-        {s_ksUploadType, part("", ""), s_ksBad, "No file was chosen"},
-        {s_ksUploadType, "--X\r\nContent-Disposition: form-data; name=\"files\"\r\n\r\nno file\r\n", s_ksBad,
-         "No file was chosen"},
-        {s_ksUploadType, sNameless + part("c", "3"), s_ksBad, "one without a name"},
-        {s_ksUploadType, sTooMany, "setErrorStatusCode 413", "At most 100 files"},
-        {s_ksUploadType, part("a", "1") + "--X\r\nH: 1", s_ksBad, "ended inside part 2"},
-        {"text/plain", part("a", "1"), "setErrorStatusCode 415", "multipart/form-data"},
-        {"Multipart/Form-Data, boundary=X", part("a", "1"), s_ksMoved, ""},
-    };
-    for (const auto& rCase : tCases) {
+TEST_F(SampleExchange, FormsWithoutAFileAreRefused) {
+    const std::string sNoFile = "--X\r\nContent-Disposition: form-data; name=\"files\"\r\n\r\nno file\r\n";
+    for (const std::string& sParts : {part("", ""), sNoFile}) {
+        EXPECT_EQ(upload(sParts), s_ksBad);
+        EXPECT_THAT(sBody, HasSubstr("No file was chosen"));
         EXPECT_THAT(entries(), IsEmpty());
-        EXPECT_EQ(post(rCase.sType, rCase.sParts + "--X--\r\n"), rCase.sStatus);
-        EXPECT_THAT(sBody, HasSubstr(rCase.sSaid));
     }
 }
 

@@ -40,13 +40,4 @@ TEST_F(SampleExport, AStoppingServerDoesNotMakeItLookWhole) {
     EXPECT_FALSE(tResponse.bEnded);
 }
 
-TEST_F(SampleExport, SizesThatAreNoneAreRefused) {
-    for (const std::string sSize :
-         {"", "0", "-1", "10000", "99999999999999999999", "1e3", "%2B1", "%D9%A1"}) {
-        run(sSize);
-        EXPECT_THAT(tResponse, HasStatus(400)) << sSize;
-        EXPECT_THAT(tResponse, IsWhole());
-    }
-}
-
 }  // namespace
