@@ -61,9 +61,8 @@ void Sweeper::observe(std::int64_t nNowMs) noexcept {
     const std::vector<WorkerStatistics>& rAll = m_tShared.rStatistics;
     const bool bAllBusy =
         std::all_of(rAll.begin(), rAll.end() - 1, [](const WorkerStatistics& r) { return r.isBusy(); });
-    Statistics tSum;
-    for (const WorkerStatistics& r : rAll)
-        r.addTo(tSum);
+    Statistics tSum;  // without what this thread has refused, which is no progress
+    std::for_each(rAll.begin(), rAll.end() - 1, [&tSum](const WorkerStatistics& r) { r.addTo(tSum); });
     m_tShared.rSaturation.setProgress(bAllBusy, tSum.countRequests(), nNowMs);
     // Where requests compute, fewer workers are awake than there are.
     if (!bAllBusy && !m_tShared.rWorkRoom.isAnybodyWaiting())

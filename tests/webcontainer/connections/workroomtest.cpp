@@ -201,7 +201,7 @@ TEST(QueueDelay, RefusesTheOldestAndInAnOverloadSooner) {
 TEST(QueueDelay, WhoHasWaitedTooLongIsToldWithoutTheApplication) {
     for (const bool bByWorker : {true, false}) {
         webcontainer::Limits tLimits = quickLimits();
-        tLimits.nQueueTimeoutMs = 100;
+        tLimits.nQueueTimeoutMs = tLimits.nNoProgressMs = 100;
         tLimits.nSweepIntervalMs = bByWorker ? 60000 : 20;
         std::promise<void> tGo;
         std::vector<std::string> tUrls;
@@ -233,6 +233,8 @@ TEST(QueueDelay, WhoHasWaitedTooLongIsToldWithoutTheApplication) {
             EXPECT_THAT(tLate.readAll(), tRefused);
         }
         EXPECT_THAT(tWrong.readAll(), testing::StartsWith("HTTP/1.1 400"));
+        ::usleep(40000);
+        EXPECT_NE(tServer.m_tContainer.isStuck(), bByWorker) << "a refusal is no progress";
         if (!bByWorker) tGo.set_value();
         for (int n = 0; n < 2; ++n)
             EXPECT_THAT(tBusy.readResponse(), HasSubstr("ok"));
