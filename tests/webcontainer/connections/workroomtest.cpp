@@ -98,7 +98,7 @@ TEST(WorkRoom, KnowsSinceWhenAnEventIsReadyOnlyIfItLookedJustBefore) {
     tPoller.add(tReady.get());
     WorkRoom tRoom(tPoller, 1);
     WorkRoom::Seat tSeat;
-    const auto find = [&](int nPauseUs) {
+    const auto find = [&](unsigned nPauseUs) {
         ::usleep(nPauseUs);
         ::eventfd_write(tReady.get(), 1);
         return tRoom.next(tSeat).nReadyUs;

@@ -339,7 +339,7 @@ TEST(Recorder, RecordsWhatWebreplayReproduces) {
     EXPECT_THAT(fReplay({tFiles.path("none"), tFolder.path()}),
                 AllOf(HasSubstr("21 are the same"), HasSubstr("exit 2")));
     EXPECT_THAT(fReplay({"--sanitize", tFolder.path()}, TEST_SAMPLE),
-                HasSubstr(TEST_SANITIZED ? "exit 0" : "exit 3"));
+                HasSubstr(*TEST_SANITIZERS ? "exit 0" : "exit 3"));
     EXPECT_THAT(fReplay({tFolder.path()}, TEST_NO_APPLICATION),
                 AllOf(HasSubstr("is no application"), HasSubstr("exit 3")));
 }
