@@ -54,7 +54,8 @@ EWire takeResponse(std::string& rsWire, bool bHead, bool& rbKeepAlive) {
         p += nLength;
     } else {
         if (tCodings[0] != "chunked") return EWire::kMalformed;
-        ChunkDecoder tDecoder{Limits()};
+        const Limits tLimits;
+        ChunkDecoder tDecoder(tLimits);
         std::string sBody(p, pEnd);
         const char* pFrom = sBody.data();
         char* pTo = sBody.data();

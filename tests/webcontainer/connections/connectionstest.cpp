@@ -69,8 +69,7 @@ TEST(Connections, AHeadIsAllThatIsMadeOfItsResponse) {
     EXPECT_EQ(tEndless.result(), Response::kRCClientDead);
     EXPECT_THAT(tClient.readUntil("\r\n\r\n"), testing::EndsWith("chunked\r\n\r\n"));
     EXPECT_THAT(tLog.takeEntries(), Not(Contains(HasSubstr("request"))));
-    const webcontainer::Statistics tStatistics = tServer.m_tContainer.readStatistics();
-    EXPECT_THAT(tStatistics.tByCutOff, testing::Each(0u));
+    EXPECT_THAT(tServer.m_tContainer.readStatistics().tByCutOff, testing::Each(0u));
 }
 
 TEST(Connections, AClientThatTakesNothingCountsAsGoneAndHoldsUpNobody) {
