@@ -1,5 +1,3 @@
-#include <cstdlib>
-
 #include "samplefixture.h"
 
 namespace {

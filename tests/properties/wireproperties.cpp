@@ -69,6 +69,7 @@ EWire takeResponse(std::string& rsWire, bool bHead, bool& rbKeepAlive) {
 
 /// A server whose application calls what it is told to.
 struct WireFixture {
+    std::mutex tMutex;  ///< of what follows, which the application holds while it runs
     std::vector<StreamCall> tCalls;
     std::size_t nThrowing = 0;  ///< the application throws instead of this call
     HttpServerExtension::EStatus eStatus = HttpServerExtension::kOK;
@@ -84,6 +85,7 @@ struct WireFixture {
 
     WireFixture() {
         tApplication.fGet = [this](ZQHttpStream& rStream, const HttpApplicationRequest&) {
+            const std::lock_guard tLock(tMutex);
             for (std::size_t n = 0; n < tCalls.size(); ++n) {
                 if (n == nThrowing) throw std::runtime_error("thrown");
                 tCalls[n].apply(rStream, true);
@@ -99,6 +101,7 @@ RC_GTEST_PROP(Wire, CarriesOneWellFormedResponseWhateverIsCalled, ()) {
     const AssertionRecorder tAssertions;
     const QuietExceptions tQuiet;
     for (int n = 0; n < 20; ++n) {
+        std::unique_lock tLock(s_t.tMutex);
         s_t.tCalls = *rc::gen::container<std::vector<StreamCall>>(
             rc::gen::map(rc::gen::inRange(0u, StreamCall::knKinds * StreamCall::knValues),
                          [](unsigned nCall) { return StreamCall(nCall); }));
@@ -106,6 +109,7 @@ RC_GTEST_PROP(Wire, CarriesOneWellFormedResponseWhateverIsCalled, ()) {
         s_t.eStatus = static_cast<HttpServerExtension::EStatus>(*rc::gen::inRange(-1, 12));
         s_t.bCommitted = false;
         const bool bHead = *rc::gen::arbitrary<bool>();
+        tLock.unlock();
         Client tClient(s_t.tServer);
         tClient.send(
             std::string(bHead ? "HEAD" : "GET") +
@@ -115,6 +119,7 @@ RC_GTEST_PROP(Wire, CarriesOneWellFormedResponseWhateverIsCalled, ()) {
         if (sWire.ends_with("<reset>")) sWire.resize(sWire.size() - 7);
         RC_LOG() << sWire;
         bool bKeepAlive = false;
+        tLock.lock();
         const EWire eFirst = takeResponse(sWire, bHead, bKeepAlive);
         const bool bThrew = s_t.nThrowing < s_t.tCalls.size();
         RC_ASSERT(eFirst == EWire::kWhole || (eFirst == EWire::kCut && bThrew && s_t.bCommitted));
