@@ -76,10 +76,12 @@ private:
     }
 
     MemoryRequest::Fields unmasked(MemoryRequest::Fields tFields) const {
-        std::erase_if(tFields, [this](const auto& rField) {
+        // std::erase_if() would make clang 14 write into the program where it was built.
+        const auto fMasked = [this](const MemoryRequest::Fields::value_type& rField) {
             return std::ranges::any_of(m_rMasks.tHeaders,
                                        [&](const std::string& s) { return equalsNoCase(s, rField.first); });
-        });
+        };
+        tFields.erase(std::remove_if(tFields.begin(), tFields.end(), fMasked), tFields.end());
         return tFields;
     }
     std::string compareHeaders() {
