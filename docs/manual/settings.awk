@@ -1,5 +1,5 @@
-# Makes a manual page's list of the rows that `webcontainer --settings` writes: keys by table, and of each its default,
-# its range, its meaning, and what happens beyond.
+# Makes a manual page's list of the rows that `webcontainer --settings` writes: keys by table, and of each its values,
+# its meaning, and what happens beyond.
 function roff(s) {
     gsub(/\\/, "\\e", s)
     gsub(/-/, "\\-", s)
@@ -16,12 +16,12 @@ BEGIN { FS = " \\| " }
     gsub(/\//, ".", table)
     if (table != last || NR == 1) print ".SS " (table ? "[" table "]" : "Before any table")
     last = table
-    sub(/ \|$/, "", $5)
+    sub(/ \|$/, "", $3)
     print ".TP"
     print ".B " (name == "*" ? "(any key)" : name)
-    facts = $2 ($2 != "" && $3 != "" ? "; " : "") $3
-    if (facts != "") print roff(facts) "."
-    if (facts != "") print ".br"
-    print "\\&" roff($4) "."
-    if ($5 != "") print ".br\nBeyond: " roff($5) "."
+    if ($2 != "") print roff($2) ".\n.br"
+    split($3, meanings, / \*Beyond:\* /)
+    sub(/\.$/, "", meanings[1])
+    print "\\&" roff(meanings[1]) "."
+    if (meanings[2] != "") print ".br\nBeyond: " roff(meanings[2]) "."
 }

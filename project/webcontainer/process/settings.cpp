@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "http/fieldtext.h"
@@ -56,17 +57,16 @@ void checkChoice(const ConfigReader& rReader, const SettingInfo& rSetting) {
                 suggest(sText, tChoices));
 }
 
-std::string describeDefault(const SettingInfo& r) {
-    if (r.isNumber()) return std::to_string(r.nDefault) + " " + r.pUnit;
-    return r.pDefault ? "`\"" + toUtf8(r.pDefault) + "\"`" : "";
-}
-
-std::string describeRange(const SettingInfo& r) {
-    if (r.isNumber()) return std::to_string(r.nLeast) + " to " + std::to_string(r.nMost);
-    std::string sChoices;
+/// Its default, and its range or choices.
+std::string describeValues(const SettingInfo& r) {
+    if (r.isNumber())
+        return std::to_string(r.nDefault) + " " + r.pUnit + "; " + std::to_string(r.nLeast) + " to " +
+               std::to_string(r.nMost);
+    std::string sValues = r.pDefault ? "`\"" + toUtf8(r.pDefault) + "\"`" : "";
+    const char* pBefore = "; `";
     for (const std::string& s : r.getChoices())
-        sChoices.append(sChoices.empty() ? "`" : ", `").append(s).append("`");
-    return sChoices;
+        sValues.append(std::exchange(pBefore, ", `")).append(s).append("`");
+    return sValues;
 }
 
 }  // namespace
@@ -87,10 +87,11 @@ void checkSettingValues(const ConfigReader& rReader) {
 
 std::string describeSettings() {
     std::string sRows;
-    for (const SettingInfo& r : Setting::getAll())
-        for (const std::string& s : {"| `" + r.getName() + "`", describeDefault(r), describeRange(r),
-                                     std::string(r.pMeaning), std::string(r.pOtherwise) + " |\n"})
-            sRows.append(sRows.empty() || sRows.back() == '\n' ? "" : " | ").append(s);
+    for (const SettingInfo& r : Setting::getAll()) {
+        sRows += "| `" + r.getName() + "` | " + describeValues(r) + " | " + r.pMeaning;
+        if (*r.pOtherwise) sRows.append(". *Beyond:* ").append(r.pOtherwise);
+        sRows += " |\n";
+    }
     return sRows;
 }
 
