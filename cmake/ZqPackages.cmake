@@ -25,6 +25,7 @@ set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
  checks. It comes as a service that shows a greeting until it is told which
  application to serve.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "systemd-standalone-sysusers | systemd-sysusers")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
