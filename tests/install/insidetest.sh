@@ -65,7 +65,10 @@ sed -i 's/Good morning/Good evening/' shop/shop.cpp
 cmake --build shop/build >made.log 2>&1 || die "a new application cannot be changed"
 cp shop/build/libshop.so /usr/lib/webhttpserver
 sed -i 's/libhello/libshop/' /etc/webhttpserver/webhttpserver.env
+printf '\n[Recording]\nFolder = "/var/lib/webhttpserver"\nWhich = "all"\n' >>"$config"
 says 'Good evening, World 🌍'
+webreplay --app shop/build/libshop.so --config "$config" /var/lib/webhttpserver >made.log 2>&1 ||
+    die "what was recorded cannot be replayed"
 ((SECONDS < 60)) || die "$SECONDS seconds are too long for an application"
 rm /usr/lib/webhttpserver/libshop.so
 
