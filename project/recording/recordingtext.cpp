@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <utility>
 
 #include "zq/foundation/exception.h"
 #include "zq/foundation/utf8text.h"
@@ -31,12 +32,8 @@ unsigned kindOf(char c) {
     return s_tBytes[static_cast<unsigned char>(c)];
 }
 
-/// All kinds that are among the bytes, but for kHigh where these are UTF-8.
-unsigned kindsIn(std::string_view s) {
-    unsigned nKinds = kPlain;
-    for (const char c : s)
-        nKinds |= kindOf(c);
-    return (nKinds & kHigh) != 0 && toUtf8(fromUtf8(s).view()) == s ? nKinds & ~kHigh : nKinds;
+bool isUtf8(std::string_view s) {
+    return toUtf8(fromUtf8(s).view()) == s;
 }
 
 void appendHex(std::string& rsText, char c) {
@@ -67,7 +64,10 @@ std::string checksumText(std::string_view s) {
 }
 
 bool isText(std::string_view s) {
-    return (kindsIn(s) & (kOtherControl | kHigh)) == 0;
+    unsigned nKinds = kPlain;
+    for (const char c : s)
+        nKinds |= kindOf(c);
+    return (nKinds & kOtherControl) == 0 && ((nKinds & kHigh) == 0 || isUtf8(s));
 }
 
 std::string escapeBytes(std::string_view s) {
@@ -79,18 +79,21 @@ std::string escapeBytes(std::string_view s) {
 void appendEscaped(std::string& rsText, std::string_view s) {
     const bool bEndsInSpace = s.ends_with(' ');
     if (bEndsInSpace) s.remove_suffix(1);
-    const unsigned nEscaped = kindsIn(s);
+    unsigned nEscaped = kShort | kOtherControl | kHigh;
+    bool bHigh = false;
+    std::size_t nDone = 0;
     for (std::size_t n = 0; n < s.size(); ++n) {
-        const std::size_t nPlain = n;
-        while (n < s.size() && (kindOf(s[n]) & nEscaped) == 0)
-            ++n;
-        rsText.append(s.substr(nPlain, n - nPlain));
-        if (n == s.size()) break;
+        const unsigned nKind = kindOf(s[n]);
+        if (nKind == kHigh && !std::exchange(bHigh, true) && isUtf8(s)) nEscaped &= ~kHigh;
+        if ((nKind & nEscaped) == 0) continue;
+        rsText.append(s.substr(nDone, n - nDone));
+        nDone = n + 1;
         if (const std::size_t nEscape = s_ksEscaped.find(s[n]); nEscape != s.npos)
             rsText.append({'\\', s_ksEscapes[nEscape]});
         else
             appendHex(rsText, s[n]);
     }
+    rsText.append(s.substr(nDone));
     if (bEndsInSpace) appendHex(rsText, ' ');
 }
 

@@ -134,21 +134,21 @@ std::uint64_t Recorder::sumFolder() const {
     return nSum;
 }
 
-/// No file that is not whole bears that name. False: errno says why.
+/// Whole or not at all, unless the machine stops. False: errno says why.
 bool Recorder::writeFile(const std::string& sName, std::string_view sText) noexcept {
-    constexpr char ksPart[] = "part";
-    FileDescriptor tFile(::openat(m_tFolder.get(), ksPart, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    FileDescriptor tFile(
+        ::openat(m_tFolder.get(), sName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     while (tFile.isOpen() && !sText.empty()) {
         const ssize_t nWritten = ::write(tFile.get(), sText.data(), sText.size());
         if (nWritten < 0) {
             const int nError = errno;
-            ::unlinkat(m_tFolder.get(), ksPart, 0);
+            ::unlinkat(m_tFolder.get(), sName.c_str(), 0);
             errno = nError;
             return false;
         }
         sText.remove_prefix(static_cast<std::size_t>(nWritten));
     }
-    return tFile.isOpen() && ::renameat(m_tFolder.get(), ksPart, m_tFolder.get(), sName.c_str()) == 0;
+    return tFile.isOpen();
 }
 
 }  // namespace webcontainer
