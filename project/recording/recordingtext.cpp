@@ -1,10 +1,11 @@
 #include "recordingtext.h"
 
+#include <emmintrin.h>
 #include <zlib.h>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
-#include <utility>
 
 #include "zq/foundation/exception.h"
 #include "zq/foundation/utf8text.h"
@@ -32,8 +33,28 @@ unsigned kindOf(char c) {
     return s_tBytes[static_cast<unsigned char>(c)];
 }
 
-bool isUtf8(std::string_view s) {
-    return toUtf8(fromUtf8(s).view()) == s;
+/// Where the first byte of one of these kinds stands; its size when there is none.
+std::size_t findKinds(std::string_view s, unsigned nKinds) {
+    constexpr std::size_t knVector = sizeof(__m128i);
+    std::size_t n = 0;
+    for (; n < s.size(); ++n) {
+        if (s.size() - n >= knVector) {
+            const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s.data() + n));
+            // Signed, the high ones are below a space too.
+            const __m128i tBelow = _mm_cmplt_epi8(t, _mm_set1_epi8(' '));
+            const __m128i tEqual = _mm_or_si128(_mm_cmpeq_epi8(t, _mm_set1_epi8('\\')),
+                                                _mm_cmpeq_epi8(t, _mm_set1_epi8('\x7f')));
+            const auto nNotPlain = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(tBelow, tEqual)));
+            n += nNotPlain == 0 ? knVector - 1 : static_cast<std::size_t>(std::countr_zero(nNotPlain));
+            if (nNotPlain == 0) continue;
+        }
+        if ((kindOf(s[n]) & nKinds) != 0) break;
+    }
+    return n;
+}
+
+bool hasOtherThanUtf8(std::string_view s) {
+    return findKinds(s, kHigh) != s.size() && toUtf8(fromUtf8(s).view()) != s;
 }
 
 void appendHex(std::string& rsText, char c) {
@@ -64,10 +85,7 @@ std::string checksumText(std::string_view s) {
 }
 
 bool isText(std::string_view s) {
-    unsigned nKinds = kPlain;
-    for (const char c : s)
-        nKinds |= kindOf(c);
-    return (nKinds & kOtherControl) == 0 && ((nKinds & kHigh) == 0 || isUtf8(s));
+    return findKinds(s, kOtherControl) == s.size() && !hasOtherThanUtf8(s);
 }
 
 std::string escapeBytes(std::string_view s) {
@@ -79,21 +97,17 @@ std::string escapeBytes(std::string_view s) {
 void appendEscaped(std::string& rsText, std::string_view s) {
     const bool bEndsInSpace = s.ends_with(' ');
     if (bEndsInSpace) s.remove_suffix(1);
-    unsigned nEscaped = kShort | kOtherControl | kHigh;
-    bool bHigh = false;
-    std::size_t nDone = 0;
-    for (std::size_t n = 0; n < s.size(); ++n) {
-        const unsigned nKind = kindOf(s[n]);
-        if (nKind == kHigh && !std::exchange(bHigh, true) && isUtf8(s)) nEscaped &= ~kHigh;
-        if ((nKind & nEscaped) == 0) continue;
-        rsText.append(s.substr(nDone, n - nDone));
-        nDone = n + 1;
+    const unsigned nEscaped = kShort | kOtherControl | (hasOtherThanUtf8(s) ? kHigh : kPlain);
+    while (!s.empty()) {
+        const std::size_t n = findKinds(s, nEscaped);
+        rsText.append(s.substr(0, n));
+        if (n == s.size()) break;
         if (const std::size_t nEscape = s_ksEscaped.find(s[n]); nEscape != s.npos)
             rsText.append({'\\', s_ksEscapes[nEscape]});
         else
             appendHex(rsText, s[n]);
+        s.remove_prefix(n + 1);
     }
-    rsText.append(s.substr(nDone));
     if (bEndsInSpace) appendHex(rsText, ' ');
 }
 
