@@ -8,10 +8,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <sstream>
 #include <system_error>
 #include <tuple>
+#include <utility>
 
 #include "zq/applicationkit/requesterror.h"
 #include "zq/httpstream/zqhttpstream.h"
@@ -31,11 +31,10 @@ bool isId(std::string_view s) noexcept {
     return s.size() == knIdLength && s.find_first_not_of("0123456789abcdef") == s.npos;
 }
 
-/// 32 lower-case hexadecimal digits that nobody can guess.
-std::string makeId() {
-    std::random_device t;  // the kernel's
+std::string nextId(const std::string& sId) {
     char tId[knIdLength + 1];
-    (void)std::snprintf(tId, sizeof tId, "%08x%08x%08x%08x", t(), t(), t(), t());
+    const unsigned long long nLow = std::stoull(sId.substr(knIdLength / 2), nullptr, 16);
+    (void)std::snprintf(tId, sizeof tId, "%.16s%016llx", sId.c_str(), nLow + 1);
     return tId;
 }
 
@@ -136,12 +135,17 @@ bool FileStore::removeId(const std::string& sId) const {
     return bThere;
 }
 
-void FileStore::add(const std::vector<kit::UploadedFile>& rFiles) const {
+void FileStore::add(const std::vector<kit::UploadedFile>& rFiles, const std::string& sRequestId) const {
     const std::lock_guard tLock(m_tAdding);
     if (listIds(m_sFolder, s_ksData).size() + rFiles.size() > knMostFiles)
         throw kit::RequestError(507, L"There is no room for these files. Nothing was kept of them.");
     std::vector<std::string> tIds(rFiles.size());
-    std::ranges::generate(tIds, makeId);
+    std::string sNext = isId(sRequestId) ? sRequestId : std::string(knIdLength, '0');
+    for (std::string& rsId : tIds) {
+        while (fs::exists(path(sNext, s_ksName)))
+            sNext = nextId(sNext);
+        rsId = std::exchange(sNext, nextId(sNext));
+    }
     try {
         link(rFiles, tIds);
     } catch (...) {

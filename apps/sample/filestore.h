@@ -20,8 +20,9 @@ struct StoredFile {
     kit::Descriptor tContent{};
 };
 
-/// The files that visitors leave for each other: a folder in which each has a random id. What a client
-/// calls a file never becomes a name in the file system.
+/// The files that visitors leave for each other: a folder in which each has an id, made of that of
+/// the request it came with: so a recording of requests finds the same files when it is replayed. What a
+/// client calls a file never becomes a name in the file system.
 ///
 ///     ID.name   the client's name for it, UTF-8
 ///     ID.data   the bytes; made last and removed first, so that it alone says whether the file exists
@@ -48,8 +49,8 @@ public:
     /// Removes a file, false likewise. Whoever reads it right now can go on to its end.
     bool remove(std::wstring_view sId) const;
     /// Makes all these files visible, later ones as later ones; when it throws, none. A full store is a
-    /// kit::RequestError.
-    void add(const std::vector<kit::UploadedFile>& rFiles) const;
+    /// kit::RequestError. sRequestId: ServerVariable::kRequestId; of a host that has none, "".
+    void add(const std::vector<kit::UploadedFile>& rFiles, const std::string& sRequestId) const;
 
 private:
     std::string path(const std::string& sId, const char* pEnding) const;

@@ -108,7 +108,9 @@ void filesPost(const RoutedRequest& r, State& rState) {
         if (!rState.tFiles.remove(*pId)) refuseId();
     } else {
         if (tForm.getFiles().empty()) throw kit::RequestError(400, L"No file was chosen.");
-        rState.tFiles.add(tForm.getFiles());
+        ZQWString sRequestId;
+        r.rStream.GetServerVariable(ServerVariable::kRequestId, sRequestId);
+        rState.tFiles.add(tForm.getFiles(), toUtf8(sRequestId));
     }
     r.rStream.SendRedirect(HREFString(L"/files"));
 }
