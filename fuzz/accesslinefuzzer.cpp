@@ -1,7 +1,6 @@
-/// hatever bytes a client sends, the access log gets one line, printable to its end, from which both
-/// formats read ack what was sent. The numbers are the lengths of what stands in the text one behind the
-/// other: method, target,
-// referer; the user agent is the rest.
+// Whatever bytes a client sends, the access log gets one line, printable to its end, from which both formats
+// read back what was sent. The numbers are the lengths of what stands in the text one behind the other:
+// method, target, referer; the user agent is the rest.
 
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,5 @@
-/// ext cut anywhere converts as it does in one piece, and what UTF-8 and UTF-16 write they read back. The
-/// first line
-// of the text is the character set's label; the numbers are lengths of pieces.
+// Text cut anywhere converts as it does in one piece, and what UTF-8 and UTF-16 write they read back. The
+// first line of the text is the character set's label; the numbers are lengths of pieces.
 
 #include "fuzzinput.h"
 #include "zq/foundation/textencoder.h"

@@ -1,6 +1,5 @@
-/// hatever stands in a configuration, it is read or refused with an error that names the place; each value
-/// has one
-// type; and the front end's settings come of it or an error does.
+// Whatever stands in a configuration, it is read or refused with an error that names the place; each value
+// has one type; and the front end's settings come of it or an error does.
 
 #include <exception>
 

@@ -1,6 +1,5 @@
-/// ives a target every file of the folders that it is called with: what libFuzzer's main() does without
-/// fuzzing,
-// for builds by any compiler. A target that dies leaves the name of the file that it died of.
+// Gives a target every file of the folders that it is called with: what libFuzzer's main() does without
+// fuzzing, for builds by any compiler. A target that dies leaves the name of the file that it died of.
 
 #include <unistd.h>
 

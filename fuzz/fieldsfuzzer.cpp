@@ -1,6 +1,6 @@
-/// f what stands within header fields and queries: composite headers read back as they were written, dates
-/// that
-// are understood have one text, names of downloads are safe to quote, and queries survive being encoded anew.
+// Of what stands within header fields and queries: composite headers read back as they were written, dates
+// that are understood have one text, names of downloads are safe to quote, and queries survive being encoded
+// anew.
 
 #include "fuzzinput.h"
 #include "zq/foundation/encodingurl.h"

@@ -1,15 +1,14 @@
-/// hatever a client sends and however the host's calls turn out, the module and the sample application keep
-/// to
-// the providers' contract, and every request ends. The text is a request:
+// Whatever a client sends and however the host's calls turn out, the module and the sample application keep
+// to the providers' contract, and every request ends. The text is a request:
 //
 //     POST /form?a=b
 //     Content-Type: application/x-www-form-urlencoded
 //
 //     name=World
 //
-/// he numbers: length of the pieces in which the body comes (0: one piece); which piece stalls; how the
-/// length is eclared; whether the client vanishes; which header cannot be had; which call throws; then the
-/// results of calls.
+// The numbers: length of the pieces in which the body comes (0: one piece); which piece stalls; how the
+// length is declared; whether the client vanishes; which header cannot be had; which call throws; then the
+// results of calls.
 
 #include <filesystem>
 

@@ -1,7 +1,6 @@
-/// hatever an application gives its header fields and an operator an error page, the head of a response has
-/// the
-// fields that were taken and no other, as another parser reads it, and an error page has nothing unexpanded.
-// Each line of the text is a field, "name:value", the last one a design.
+// Whatever an application gives its header fields and an operator an error page, the head of a response has
+// the fields that were taken and no other, as another parser reads it, and an error page has nothing
+// unexpanded. Each line of the text is a field, "name:value", the last one a design.
 
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/parser.hpp>

@@ -1,7 +1,6 @@
-/// hatever an application calls in whatever order, and whichever call of the host fails or throws, the
-/// stream does hat its model does. The numbers are three results of calls and the index of the call that
-/// throws; each byte of
-// the text is a call of the application, by its distance from '0'.
+// Whatever an application calls in whatever order, and whichever call of the host fails or throws, the stream
+// does what its model does. The numbers are three results of calls and the index of the call that throws;
+// each byte of the text is a call of the application, by its distance from '0'.
 
 #include <optional>
 
