@@ -12,8 +12,8 @@ inline void PrintTo(const MemoryResponse& rResponse, std::ostream* pStream) {
 }
 
 // Matchers of a MemoryResponse. A value or a matcher may stand for each part, as HasStatus(200),
-/// asStatus(Ge(400)), HasBody(HasSubstr("World")). All of them fail on a response with breaches of the
-/// contract.
+// HasStatus(Ge(400)), HasBody(HasSubstr("World")). All of them fail on a response with breaches of the
+// contract.
 
 /// The module and the application called the providers as they may.
 MATCHER(KeepsContract, "") {
