@@ -2,14 +2,24 @@
 
 #include <cxxabi.h>
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <link.h>
+#include <sys/stat.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <exception>
 #include <string_view>
+#include <vector>
 
+#include "base/filedescriptor.h"
 #include "base/starterror.h"
 #include "log/containerlog.h"
 #include "process/crashreport.h"
+
+/// Where the linker has put the first bytes of this program.
+extern "C" const ElfW(Ehdr) __ehdr_start;  // NOLINT(bugprone-reserved-identifier)
 
 namespace webcontainer {
 
@@ -24,6 +34,7 @@ std::string lastError() {
 }
 
 std::string demangle(const std::string& sSymbol) {
+    if (!sSymbol.starts_with("_Z")) return sSymbol;  // which may be a type's: "x" is long long
     int nStatus = 0;
     const std::unique_ptr<char, void (*)(void*)> pName(
         abi::__cxa_demangle(sSymbol.c_str(), nullptr, nullptr, &nStatus), &std::free);
@@ -54,7 +65,38 @@ std::string explain(const std::string& sPath, const std::string& sError) {
     return "it needs the library " + sError + "; install that, or link with its folder as RPATH";
 }
 
+/// Why dlopen(3) must not see a file, with the remedy; empty: it may. It would wait for the other end of a
+/// pipe, die of a file that was cut off, and call one for another machine not there.
+std::string findFault(const std::string& sPath) {
+    const FileDescriptor tFile(::open(sPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!tFile.isOpen())
+        return errno == EACCES ? describeError(errno) + "; let this user read it" : std::string();
+    struct stat tStatus {};
+    ElfW(Ehdr) tHead{};
+    if (::fstat(tFile.get(), &tStatus) != 0 || !S_ISREG(tStatus.st_mode))
+        return "it is no file; name its shared object with --app";
+    if (::pread(tFile.get(), &tHead, sizeof tHead, 0) != sizeof tHead ||
+        tHead.e_phentsize != sizeof(ElfW(Phdr)))
+        return {};
+    if (tHead.e_machine != __ehdr_start.e_machine)
+        return "it is for another kind of processor; build it as a shared library on a machine like this one";
+    std::vector<ElfW(Phdr)> tSegments(tHead.e_phnum);
+    const std::size_t nBytes = tSegments.size() * sizeof tSegments[0];
+    const auto nSize = static_cast<ElfW(Off)>(tStatus.st_size);
+    const bool bWhole =
+        ::pread(tFile.get(), tSegments.data(), nBytes, static_cast<off_t>(tHead.e_phoff)) ==
+            static_cast<ssize_t>(nBytes) &&
+        std::ranges::all_of(tSegments, [nSize](const ElfW(Phdr) & r) {
+            return r.p_type != PT_LOAD || (r.p_offset <= nSize && r.p_filesz <= nSize - r.p_offset);
+        });
+    return bWhole ? std::string() : "it is cut off; build it again, or copy all of it";
+}
+
 void* load(const std::string& sPath) {
+    // Of a name without a slash, dlopen(3) alone knows the file.
+    if (const std::string sFault = sPath.find('/') == std::string::npos ? "" : findFault(sPath);
+        !sFault.empty())
+        throwStartError("cannot load the application " + sPath + ": " + sFault);
     void* const pLibrary = ::dlopen(sPath.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!pLibrary)
         throwStartError("cannot load the application " + sPath + ": " + explain(sPath, lastError()));

@@ -122,10 +122,11 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
     const RunningProgram tOther;
     const std::string sTaken = tOther.m_tAddress.text();
     const std::string sMinutes = "; write a whole number from 0 to 71582";
+    std::ifstream tFile(sApp);
+    const std::string sWhole{std::istreambuf_iterator<char>(tFile), {}};
     // The good application, in which a text of the file is another one.
     auto patched = [&, n = 0](std::string_view sOld, std::string_view sNew) mutable {
-        std::ifstream tFile(sApp);
-        std::string s{std::istreambuf_iterator<char>(tFile), {}};
+        std::string s = sWhole;
         for (auto nPlace = s.find(sOld); nPlace != std::string::npos; nPlace = s.find(sOld, nPlace))
             s.replace(nPlace, sOld.size(), sNew);
         return load(tDirectory.write(std::to_string(++n) + ".so", s));
@@ -191,7 +192,11 @@ TEST(Program, SaysInOneLineWhyItCannotStart) {
         {check("WebContainer.ProxyProtocol = \"any\"\n"), 1, "nobody could connect; name the proxies"},
         {load("/nowhere/lib.so"), 1, "No such file or directory; name its shared object with --app"},
         {load(sGood), 1, "invalid ELF header; build it as a shared library on a machine like this one"},
-        {patched({"\177ELF\2", 5}, {"\177ELF\1", 5}), 1, "wrong ELF class: ELFCLASS32; build it as a"},
+        {load(tDirectory.write("cut1.so", sWhole.substr(0, 5000))), 1, "so: it is cut off; build it again"},
+        {load(tDirectory.write("cut2.so", sWhole.substr(0, 200))), 1, "so: it is cut off; build it again"},
+        {load(tDirectory.path()), 1, "it is no file; name its shared object with --app"},
+        {patched({"\3\0\x3e\0\1\0\0\0", 8}, {"\3\0\xb7\0\1\0\0\0", 8}), 1,
+         "it is for another kind of processor; build it as a shared library"},
         {patched("libzqhttpextension.so", "libzqhttpextensiox.so"), 1,
          ": it needs the library libzqhttpextensiox.so"},
         {patched("_ZN15HttpApplication4soap", "_ZN15HttpApplication4soup"), 1,
