@@ -18,25 +18,35 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What the build calls something else.
-constexpr std::string_view s_ksReserved[] = {"all", "clean", "help", "install", "package", "test"};
+/// What the build calls something else, and the classes that a new application sees.
+constexpr std::string_view s_ksReserved[] = {"ALL_BUILD",       "INSTALL",       "PACKAGE",
+                                             "RUN_TESTS",       "ZERO_CHECK",    "all",
+                                             "clean",           "edit_cache",    "help",
+                                             "install",         "package",       "package_source",
+                                             "preinstall",      "rebuild_cache", "test",
+                                             "CharacterSet",    "Exception",     "Handle",
+                                             "HttpApplication", "InputStream",   "QueryParameters",
+                                             "StringBuffer",    "Transcoding"};
 
 bool isLetter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
+std::string makeClass(std::string sName) {
+    if (sName[0] >= 'a' && sName[0] <= 'z') sName[0] = static_cast<char>(sName[0] - 'a' + 'A');
+    return sName;
+}
+
 void checkName(const std::string& sName) {
     const bool bPlain =
         std::ranges::all_of(sName, [](char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '_'; });
-    if (sName.empty() || !bPlain || !isLetter(sName[0]))
+    if (!bPlain || !isLetter(sName[0]))
         throwStartError("\"" + sName +
                         "\" is no name for a class; take a letter, then letters, digits and _");
-    if (std::ranges::find(s_ksReserved, sName) != std::end(s_ksReserved))
-        throwStartError("\"" + sName + "\" means something else to CMake; choose another name");
-}
-
-char toUpper(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    for (const std::string& s : {sName, makeClass(sName)})
+        if (std::ranges::find(s_ksReserved, s) != std::end(s_ksReserved))
+            throwStartError("\"" + sName +
+                            "\" means something else to CMake or to headers; choose another name");
 }
 
 /// The text with sName in place of "hello", and as a class is called in place of "Hello".
@@ -46,7 +56,7 @@ std::string rename(std::string_view sText, const std::string& sName) {
     while (!sText.empty()) {
         const bool bClass = sText.starts_with(sOldClass);
         if (bClass || sText.starts_with(sOld)) {
-            sResult.append(1, bClass ? toUpper(sName[0]) : sName[0]).append(sName, 1);
+            sResult.append(bClass ? makeClass(sName) : sName);
             sText.remove_prefix(sOld.size());
         } else {
             sResult += sText[0];

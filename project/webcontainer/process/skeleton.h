@@ -14,8 +14,8 @@ struct SkeletonFile {
 extern const SkeletonFile s_tSkeletonFiles[];
 
 /// Makes the folder sName with an application of that name, its test, its configuration and its build in it.
-/// Throws StartError, and leaves nothing, when the name is none for a class or for a target of the build,
-/// when it is taken, and when the files cannot be written.
+/// Throws StartError, and leaves nothing, when the name is none for a class or for a target of the build, when
+/// either has it already, when there is such a folder, and when the files cannot be written.
 void writeSkeleton(const std::string& sName);
 
 }  // namespace webcontainer
