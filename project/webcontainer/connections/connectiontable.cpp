@@ -190,7 +190,6 @@ bool ConnectionTable::isReady(const Connection& r) noexcept {
     return ::poll(&tPoll, 1, 0) > 0;
 }
 
-/// On the monotonic clock; s_knNever: it has a request, or waits for something else.
 std::int64_t ConnectionTable::idleSince(const Connection& r) const noexcept {
     const EPhase ePhase = r.ePhase.load(std::memory_order_relaxed);
     const bool bIdle = ePhase == EPhase::kFresh || ePhase == EPhase::kPreface || ePhase == EPhase::kIdle;

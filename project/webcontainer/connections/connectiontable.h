@@ -63,6 +63,8 @@ public:
     /// Closes the connections that have waited longest without a request, at most a sixteenth of what there
     /// may be and 16, and returns how many that were.
     unsigned giveUpOldest() noexcept;
+    /// On the monotonic clock, in milliseconds; s_knNever: it has a request, or waits for something else.
+    std::int64_t idleSince(const Connection& r) const noexcept;
     /// Owner only: whether the client can be sent something, or has sent something.
     static bool isReady(const Connection& r) noexcept;
     /// Owner only: whether the client has sent what nobody has looked at.
@@ -102,7 +104,6 @@ private:
     bool enterPoller(Connection& r) noexcept;
     void demandRate(Connection& r) noexcept;
     unsigned timeoutOf(EPhase ePhase) const noexcept;
-    std::int64_t idleSince(const Connection& r) const noexcept;
 
     Poller& m_rPoller;
     const Limits& m_rLimits;

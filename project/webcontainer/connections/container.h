@@ -27,8 +27,8 @@ namespace webcontainer {
 /// The end loses no request that a client cannot safely repeat, if the clients are told in time: drain()
 /// first says so (isDraining()) and serves on for the drain delay, each response as its connection's last.
 /// Then nobody can connect any more, and those who had are accepted, before a listening socket is closed.
-/// What is left is idle connections, which end; a request that crosses with that end gets no byte of an
-/// answer.
+/// What is left is idle connections, which end, those of clients that have just been answered a moment
+/// later; a request that crosses with that end gets no byte of an answer.
 ///
 /// All operations belong to one thread, unless they say otherwise.
 class Container {

@@ -16,6 +16,9 @@ namespace {
 /// How long the first request of a client may be on its way that connected just before the server began to
 /// refuse clients.
 constexpr std::int64_t s_knFreshGraceMs = 500;
+/// The same of the next request of a client that has just been answered, so that one that asks for one thing
+/// after the other learns of the end from a response.
+constexpr std::int64_t s_knKeptGraceMs = 200;
 /// How long a request may wait for a processor without being told of.
 constexpr std::int64_t s_knUsualMs = 100;
 constexpr Refusal s_tHeadTooSlow{408, "the request did not come in time"};
@@ -125,11 +128,10 @@ bool Sweeper::isDue(const Connection& r, std::int64_t nNowMs) const noexcept {
 }
 
 bool Sweeper::isIdleWhileDraining(const Connection& r, std::int64_t nNowMs) const noexcept {
-    if (!m_tShared.rbDraining.load(std::memory_order_relaxed)) return false;
     const EPhase ePhase = r.ePhase.load(std::memory_order_relaxed);
-    if (ePhase != EPhase::kFresh && ePhase != EPhase::kPreface) return ePhase == EPhase::kIdle;
-    const std::int64_t nAcceptedMs = r.nDeadline.load(std::memory_order_relaxed) - m_tLimits.nHeadTimeoutMs;
-    return nNowMs - nAcceptedMs >= s_knFreshGraceMs;
+    if (!m_tShared.rbDraining.load(std::memory_order_relaxed) || ePhase == EPhase::kHead) return false;
+    return nNowMs - m_tShared.rConnections.idleSince(r) >=
+           (ePhase == EPhase::kIdle ? s_knKeptGraceMs : s_knFreshGraceMs);
 }
 
 void Sweeper::end(Connection& r) noexcept {

@@ -270,8 +270,6 @@ Worker::Next Worker::waitForMore(const Connection& rConnection, const RequestInp
     if (!rInput.isEmpty()) return {Next::kWait, EPhase::kHead};
     if (rConnection.ePhase.load(std::memory_order_relaxed) == EPhase::kFresh)
         return {Next::kWait, EPhase::kFresh};
-    // A kept connection is of no use to a server that takes no further request.
-    if (m_tShared.rbDraining.load(std::memory_order_relaxed)) return {Next::kClose};
     return {Next::kWait, EPhase::kIdle};
 }
 

@@ -146,7 +146,7 @@ TEST(Drain, AnswersEverybodyWhoHasConnected) {
     }
 }
 
-TEST(Drain, LosesNobodyWhoConnectsMeanwhile) {
+TEST(Drain, LosesNobodyWhoConnectsOrAsksOnMeanwhile) {
     Server tServer(answerDone);
     std::atomic<int> nAnswered = 0;
     const auto fConnect = [&] {
@@ -162,9 +162,19 @@ TEST(Drain, LosesNobodyWhoConnectsMeanwhile) {
             ++nAnswered;
         }
     };
+    const auto fAskOn = [&] {
+        Client tKept(tServer);
+        for (std::string s; s.find("Connection: close") == s.npos; std::this_thread::sleep_for(10ms)) {
+            tKept.send(s_ksGet);
+            s = tKept.readResponse();
+            ASSERT_THAT(s, EndsWith("done"));
+        }
+    };
     std::deque<std::jthread> tThreads;
-    for (int n = 0; n < 4; ++n)
+    for (int n = 0; n < 4; ++n) {
         tThreads.emplace_back(fConnect);
+        tThreads.emplace_back(fAskOn);
+    }
     std::this_thread::sleep_for(s_tMoment);
     EXPECT_TRUE(tServer.m_tContainer.drain(-1));
     EXPECT_GT(nAnswered, 0);
