@@ -1,8 +1,8 @@
 # bash completion for webcontainer; the program itself says what options it has.
 
 _webcontainer() {
-    local cur prev words cword
-    _init_completion || return
+    local cur prev words cword split
+    _init_completion -s || return
     case $prev in
         --config) _filedir toml ;;
         --app) _filedir so ;;
