@@ -21,9 +21,9 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME webhttpserver)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION httpd)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
 "Serves an application, a shared library in C++, over HTTP/1.1, behind a
- reverse proxy or alone, with access log, status page, metrics and health
- checks. It comes as a service that shows a greeting until it is told which
- application to serve.")
+reverse proxy or alone, with access log, status page, metrics and health
+checks. It comes as a service that shows a greeting until it is told which
+application to serve.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
@@ -39,7 +39,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME webhttpserver-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
 "What applications for the server are made with, and other hosts for them:
- headers, a CMake package and files for pkg-config.")
+headers, a CMake package and files for pkg-config.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "webhttpserver (= ${sRevision}), nlohmann-json3-dev")
 
 # What Debian wants to see beside the documentation of both.
