@@ -106,7 +106,7 @@ review() {
                 */*,--*) [[ ! $file ]] || grep -qw -- "${word%%=*}" "$file" || die "$name has no $word" ;;
                 apt,[a-z]*) [[ $word =~ ^(apt|install|update)$ ]] || grep -qw -- "$word" "$sources/script/setup" ||
                     die "script/setup does not know the package $word" ;;
-                systemctl,enable | systemctl,reload | systemctl,restart | systemctl,kill | *,QUIT) ;;
+                systemctl,enable | systemctl,stop | systemctl,reload | systemctl,restart | systemctl,kill | *,QUIT) ;;
                 systemctl,[a-z]* | journalctl,[a-z]*)
                     [[ $word == *.* ]] || word+=.service
                     [[ $name == "${word%.*}" || -f $sources/deploy/$word ]] || die "there is no unit $word" ;;
