@@ -79,9 +79,11 @@ crc any
 TEST(Recorder, WritesWhatTheDocumentShows) {
     std::ifstream tDocument(TEST_DOCUMENTS "/recording.md");
     std::vector<std::string> tExamples;
+    bool bInside = false;
     for (std::string sLine; std::getline(tDocument, sLine);) {
-        if (sLine == "    webcontainer recording 1") tExamples.emplace_back();
-        if (!tExamples.empty() && sLine.starts_with("    ")) tExamples.back() += sLine.substr(4) + "\n";
+        if (sLine == "webcontainer recording 1") tExamples.emplace_back(), bInside = true;
+        bInside = bInside && sLine != "```";
+        if (bInside) tExamples.back() += sLine + "\n";
     }
     ASSERT_EQ(tExamples.size(), 2u);
     for (const std::string& s : tExamples)
