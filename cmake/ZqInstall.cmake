@@ -33,6 +33,10 @@ function(zq_install_package)
         PATTERN architecture.md EXCLUDE PATTERN downloadnames.md EXCLUDE PATTERN manual EXCLUDE PATTERN pictures EXCLUDE PATTERN examples EXCLUDE)
     install(DIRECTORY docs/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development
         PATTERN CMakeLists.txt EXCLUDE)
+    # The documents find headers where they lie in the sources.
+    file(RELATIVE_PATH sHeaders ${CMAKE_INSTALL_FULL_DOCDIR} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+    file(CREATE_LINK ${sHeaders} ${PROJECT_BINARY_DIR}/inc.link SYMBOLIC)
+    install(FILES ${PROJECT_BINARY_DIR}/inc.link DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development RENAME inc)
 
     cmake_path(SET sHere NORMALIZE "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig")
     file(RELATIVE_PATH sLibraries ${sHere} ${CMAKE_INSTALL_FULL_LIBDIR})

@@ -17,7 +17,7 @@ while IFS=: read -r document link; do
     target=${link%%#*} anchor=
     [[ $link != *'#'* ]] || anchor=${link#*#}
     count=$((count + 1)) file=$document
-    [[ ! $target ]] || file=$(realpath -m --relative-to=. "$(dirname "$document")/$target")
+    [[ ! $target ]] || file=$(realpath -ms --relative-to=. "$(dirname "$document")/$target")
     if [[ ! -e $file || $file == ..* ]]; then
         echo "$document: $link leads nowhere" >&2 && status=1
     elif [[ $anchor ]] && ! anchors "$file" | grep -qxF -- "$anchor"; then

@@ -40,6 +40,7 @@ find . -name '*.h' -printf '%P\n' >"$stage/headers"
 xargs -P2 -I{} "$compiler" -x c++ -std=c++20 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I. -include {} /dev/null \
     <"$stage/headers" >"$stage/headers.log" 2>&1 || die "a header is not whole"
 grep -qx zq/httpextension/httpapplication.h "$stage/headers" || die "no headers"
+"$tests/../documents/linkstest.sh" "$root/share/doc/webhttpserver" >"$stage/links.log" 2>&1 || die "links lead nowhere"
 if grep -E '/(libloaded|autobuffer)\.h' "$stage/headers"; then die "nobody else needs the headers above"; fi
 
 # An application and a host are made of it in both ways.
