@@ -73,9 +73,9 @@ TEST(HtmlWriter, KnowsWhereAValueMayStand) {
     using kit::detail::EPlace, kit::detail::MarkupScanner;
     const auto fPlace = [](std::wstring_view sMarkup) -> int {
         MarkupScanner tScanner;
-        for (const wchar_t c : sMarkup)
-            tScanner.take(c);
         try {
+            for (const wchar_t c : sMarkup)
+                tScanner.take(c);
             return static_cast<int>(tScanner.place());
         } catch (const char*) {
             return -1;
@@ -84,14 +84,20 @@ TEST(HtmlWriter, KnowsWhereAValueMayStand) {
     const std::pair<int, std::vector<std::wstring_view>> tPlaces[] = {
         {static_cast<int>(EPlace::kText),
          {L"", L"a > b", L"<p>", L"<p class=\"", L"<p class=\"'>", L"<p class=\"<script>", L"<a xhref=\"",
-          L"<a href=\"/\" title=\"", L"<script></script>", L"<style></style><p>", L"<scripts>"}},
+          L"<a href=\"/\" title=\"", L"<script></script>", L"<style></style><p>", L"<scripts>",
+          L"<br/><hr />", L"<script></p></SCRIPT\t>", L"<!-- it's <b --->", L"<!-->", L"<p\rx=y class=\"",
+          L"<?xml x=\"1\"?>"}},
         {static_cast<int>(EPlace::kUrl),
          {L"<a href='", L"<a title=\"\" href=\"", L"<a title=\"\"href=\"", L"<form Action=\"",
           L"<use xlink:href=\""}},
         {static_cast<int>(EPlace::kUrlPart), {L"<a href=\"/"}},
         {-1,
          {L"<", L"<p", L"<p ", L"<p class=", L"<p class=\"a\"", L"<script>", L"<p onclick=\"", L"<p STYLE='",
-          L"<iframe srcdoc=\"", L"<SCRIPT src='x'>a < b", L"<script>\"<p>\"", L"<style>p > a"}}};
+          L"<iframe srcdoc=\"", L"<SCRIPT src='x'>a < b", L"<script>\"<p>\"", L"<style>p > a"}},
+        {-1,
+         {L"<a href =\"", L"<a href= title=\"", L"<a x/href=\"", L"<script/x>", L"<p x=y\"", L"<p x==\"",
+          L"<p x=y=\"", L"<p x'y", L"a < b x=\"", L"<script/>", L"<script>'</p>", L"<script></-script>",
+          L"<!-- it's -- ><p>"}}};
     for (const auto& [nPlace, rMarkups] : tPlaces)
         for (const std::wstring_view sMarkup : rMarkups)
             EXPECT_EQ(fPlace(sMarkup), nPlace) << toUtf8(sMarkup);

@@ -42,7 +42,8 @@ struct Placeholder {
     EPlace ePlace = EPlace::kText;
 };
 
-/// Follows markup, as far as it must to tell where a value would stand; for compile time.
+/// Follows markup, as far as it must to tell where a value would stand; for compile time. What browsers read
+/// in a way that this does not follow throws, so that the template does not compile.
 class MarkupScanner {
 public:
     enum class EState { kText, kTag, kValue, kRaw };
@@ -51,29 +52,26 @@ public:
         switch (m_eState) {
             case EState::kText:
                 if (c == L'<') startTag();
-                return;
+                break;
             case EState::kTag:
                 takeInTag(c);
-                return;
+                break;
             case EState::kValue:
                 m_bValueEmpty = false;
-                if (c != m_cQuote) return;
+                if (c != m_cQuote) break;
                 m_eState = EState::kTag;
-                m_tName = {};
-                return;
+                startName();
+                break;
             case EState::kRaw:
-                // Ends with "</", which no template has inside a script or a style for another reason.
-                if (c == L'/' && m_cBefore == L'<') {
-                    startTag();
-                    m_tTag.add(c);
-                }
-                m_cBefore = c;
+                takeRaw(c);
         }
+        m_cBefore = c;
     }
-    /// Where a value would stand; throws, so that the template does not compile, where none may.
+    /// Where a value would stand; throws where none may.
     constexpr EPlace place() const {
         if (m_eState == EState::kTag) throw "a value in a tag must be that of an attribute in quotes";
-        if (m_eState == EState::kRaw) throw "a value in a script or style: escape it and write it unescaped";
+        if (m_eState == EState::kRaw)
+            throw "a value in a script, style or comment: escape it and write it unescaped";
         if (m_eState == EState::kValue && isCode())
             throw "a value in an attribute that is a script or markup";
         if (m_eState == EState::kText || !isUrl()) return EPlace::kText;
@@ -83,12 +81,17 @@ public:
     constexpr void takeValue() { m_bValueEmpty = false; }
 
 private:
-    /// The last few characters of a name, which is all that is compared.
+    static constexpr wchar_t lower(wchar_t c) {
+        return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
+    }
+    static constexpr bool isLetter(wchar_t c) { return lower(c) >= L'a' && lower(c) <= L'z'; }
+
+    /// The first few characters of a name, which is all that is compared.
     struct Word {
         wchar_t t[12] = {};
         std::size_t n = 0;
         constexpr void add(wchar_t c) {
-            if (n < 12) t[n] = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
+            if (n < 12) t[n] = lower(c);
             ++n;
         }
         constexpr bool is(std::wstring_view s) const {
@@ -98,24 +101,64 @@ private:
 
     constexpr void startTag() {
         m_eState = EState::kTag;
-        m_tTag = m_tName = {};
+        m_tTag = {};
         m_bTagRead = false;
+        startName();
+    }
+    constexpr void startName() {
+        m_tName = {};
+        m_bAssigned = false;
+    }
+    constexpr void startRaw(std::wstring_view sEnd, std::size_t nTaken) {
+        m_eState = EState::kRaw;
+        m_sRawEnd = sEnd;
+        m_nRawEnd = nTaken;
     }
     constexpr void takeInTag(wchar_t c) {
+        if (m_cBefore == L'<' && !isLetter(c) && c != L'/' && c != L'!' && c != L'?')
+            throw "a < that begins no tag must be &lt;";
+        if (m_cBefore == L'/' && c != L'>' && m_tTag.t[0] != L'/') throw "a slash amid a tag";
+        const bool bQuote = c == L'"' || c == L'\'';
+        if ((bQuote && m_cBefore != L'=') || (c <= L' ' && m_cBefore == L'=') ||
+            (c == L'=' && (m_tName.n == 0 || m_bAssigned)))
+            throw "an attribute must be written as name=\"value\"";
         if (c == L'>') {
-            m_eState = m_tTag.is(L"script") || m_tTag.is(L"style") ? EState::kRaw : EState::kText;
-            m_cBefore = c;
-        } else if (c == L'"' || c == L'\'') {
+            endTag();
+        } else if (bQuote) {
             m_eState = EState::kValue;
             m_cQuote = c;
             m_bValueEmpty = true;
-        } else if (c == L' ' || c == L'\n' || c == L'\t') {
+        } else if (c <= L' ') {
             m_bTagRead = true;
-            m_tName = {};
-        } else if (!m_bTagRead) {
-            m_tTag.add(c);
-        } else if (c != L'=') {
+            startName();
+        } else if (c == L'=') {
+            m_bAssigned = true;
+        } else if (m_bTagRead) {
             m_tName.add(c);
+        } else if (c != L'/' || m_tTag.n == 0) {
+            m_tTag.add(c);
+            if (m_tTag.is(L"!--")) startRaw(L"-->", 2);  // the same dashes can end it
+        }
+    }
+    constexpr void endTag() {
+        if (m_tTag.is(L"script"))
+            startRaw(L"</script", 0);
+        else if (m_tTag.is(L"style"))
+            startRaw(L"</style", 0);
+        else
+            m_eState = EState::kText;
+    }
+    constexpr void takeRaw(wchar_t c) {
+        if (lower(c) == m_sRawEnd[m_nRawEnd])
+            ++m_nRawEnd;
+        else  // of any number of dashes the last two count
+            m_nRawEnd = c != m_sRawEnd[0] ? 0 : c == L'-' ? 2 : 1;
+        if (m_nRawEnd != m_sRawEnd.size()) return;
+        if (c == L'>') {
+            m_eState = EState::kText;
+        } else {
+            startTag();
+            m_tTag.add(L'/');
         }
     }
     constexpr bool isCode() const {
@@ -130,8 +173,10 @@ private:
 
     EState m_eState = EState::kText;
     Word m_tTag, m_tName;
-    bool m_bTagRead = false, m_bValueEmpty = true;
+    bool m_bTagRead = false, m_bAssigned = false, m_bValueEmpty = true;
     wchar_t m_cQuote = 0, m_cBefore = 0;
+    std::wstring_view m_sRawEnd;  ///< of a script, style or comment: what ends it
+    std::size_t m_nRawEnd = 0;    ///< how much of that has come
 };
 
 /// A text with places for nValues values, looked at when it is compiled.
@@ -178,8 +223,8 @@ private:
 /// a value that comes first is the URL, or "about:invalid" in its place when its scheme is none of http,
 /// https and mailto, so that no script is run; a later one is a component and percent-encoded. A value
 /// anywhere else, in an attribute that is itself a script, a style or markup (onclick, style, srcdoc ...)
-/// too, a template that ends within a tag or a script, or another number of values than of "{}" does not
-/// compile.
+/// too, a template that ends within a tag or a script, one with attributes that are written otherwise than
+/// name="value" or name=word, or another number of values than of "{}" does not compile.
 ///
 /// Holds nothing but the stream, which must outlive it and be in the format and character set that are
 /// wanted. Throws what the stream throws.
