@@ -1,6 +1,8 @@
 #include "zq/applicationkit/jsonbody.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 
 #include "mediatype.h"
 #include "zq/applicationkit/numbertext.h"
@@ -22,7 +24,43 @@ bool isJson(std::wstring_view sType) {
     throw RequestError(413, L"At most " + std::to_wstring(rLimits.nMostBytes) + L" bytes of JSON are taken.");
 }
 
-/// nAt: the byte, from 0, up to which everything was well.
+/// Behind the token that begins there: a string, a word or number, or one byte.
+std::size_t endOfToken(std::string_view s, std::size_t n) noexcept {
+    constexpr auto fInWord = [](char c) {
+        return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z') || c == '+' || c == '-' ||
+               c == '.';
+    };
+    const std::size_t nStart = n++;
+    if (s[nStart] == '"') {
+        for (; n < s.size() && s[n] != '"'; ++n)
+            if (s[n] == '\\') ++n;
+        return std::min(n + 1, s.size());
+    }
+    while (fInWord(s[nStart]) && n < s.size() && fInWord(s[n]))
+        ++n;
+    return n;
+}
+
+/// The beginning of the token that is wrong, or the byte within a string.
+std::size_t findWrong(std::string_view s, std::size_t nAt) noexcept {
+    std::size_t nStart = 0;
+    for (std::size_t n = 0; n < std::min(nAt + 1, s.size()); n = endOfToken(s, n))
+        nStart = n;
+    return nAt < s.size() && (s[nStart] != '"' || s[nAt] == '"') ? nStart : nAt;
+}
+
+/// The first number that no double holds.
+std::size_t findTooLarge(const std::string& s) noexcept {
+    const auto fIsTooLarge = [](const char* p) {
+        return (*p == '-' || (*p >= '0' && *p <= '9')) && std::isinf(std::strtod(p, nullptr));
+    };
+    std::size_t n = 0;
+    while (n < s.size() && !fIsTooLarge(s.c_str() + n))
+        n = endOfToken(s, n);
+    return n;
+}
+
+/// nAt: the byte, from 0, that is wrong.
 [[noreturn]] void refuseAt(std::string_view sText, std::size_t nAt, std::wstring_view sReason) {
     const std::string_view sBefore = sText.substr(0, nAt);
     const auto nLine = 1 + std::ranges::count(sBefore, '\n');
@@ -57,17 +95,10 @@ void checkWhole(ZQHttpStream& rStream, std::string_view sText) {
 /// Looked at before the text is parsed, which would build all of it first.
 void checkDepth(std::string_view sText, const JsonLimits& rLimits) {
     std::size_t nDepth = 0;
-    bool bInString = false;
-    for (std::size_t n = 0; n < sText.size(); ++n) {
-        const char c = sText[n];
-        if (bInString) {
-            if (c == '\\') ++n;
-            bInString = c != '"';
-        } else if (c == '"') {
-            bInString = true;
-        } else if (c == '[' || c == '{') {
+    for (std::size_t n = 0; n < sText.size(); n = endOfToken(sText, n)) {
+        if (sText[n] == '[' || sText[n] == '{') {
             if (++nDepth > rLimits.nMostDepth) refuseAt(sText, n, L"it nests too deep here");
-        } else if (c == ']' || c == '}') {
+        } else if (sText[n] == ']' || sText[n] == '}') {
             nDepth -= nDepth == 0 ? 0 : 1;
         }
     }
@@ -85,11 +116,11 @@ JsonBody::JsonBody(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest
     try {
         m_tValue = nlohmann::json::parse(sText);
     } catch (const nlohmann::json::parse_error& e) {
-        // The byte that is wrong, counted from 1; one behind the last when the text ends too early.
-        refuseAt(sText, std::min(e.byte == 0 ? 0 : e.byte - 1, sText.size()),
+        // The last byte that was read, counted from 1; one behind the last when the text ends too early.
+        refuseAt(sText, findWrong(sText, std::min(e.byte == 0 ? 0 : e.byte - 1, sText.size())),
                  e.byte > sText.size() ? L"it ends too early" : L"this is not expected here");
     } catch (const nlohmann::json::out_of_range&) {
-        throw RequestError(400, L"The JSON has a number that is too large.");
+        refuseAt(sText, findTooLarge(sText), L"this number is too large");
     }
 }
 

@@ -53,6 +53,7 @@ TEST_F(Json, GivesMembersOfTheirKindOnly) {
         {fKind(std::uint64_t()), "18446744073709551615", "true"},
         {fKind(std::int64_t()), "-9223372036854775808", "9223372036854775808"},
         {fKind(0.5), "1.5", "\"1\""},
+        {fKind(0.5F), "-1.5", "-1e39"},
         {fKind(true), "false", "0"},
         {fKind(std::string()), "\"1\"", "1"},
         {fKind(std::vector<int>()), "[1,2]", "[\"1\"]"},

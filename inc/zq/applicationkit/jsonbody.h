@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <cstddef>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
@@ -38,7 +39,8 @@ public:
     const nlohmann::json& value() const noexcept { return m_tValue; }
 
     /// The member of that name of the whole, which must be an object. A RequestError of 400 names it when
-    /// it is not there, is of another kind than T, or is a number that T cannot hold.
+    /// it is not there, is of another kind than T, or is a number that T cannot hold. Numbers within a
+    /// container T are converted unchecked.
     template <class T>
     T get(const char* pName) const {
         const nlohmann::json& rMember = require(pName);
@@ -48,7 +50,7 @@ public:
         else if constexpr (std::integral<T>)
             bFits = fits<T>(rMember);
         else if constexpr (std::floating_point<T>)
-            bFits = rMember.is_number();
+            bFits = rMember.is_number() && isWithin<T>(rMember.get<double>());
         try {
             if (bFits) return rMember.template get<T>();
         } catch (const nlohmann::json::exception&) {
@@ -68,6 +70,10 @@ private:
     static bool fits(const nlohmann::json& r) {
         if (r.is_number_unsigned()) return std::in_range<T>(r.get<std::uint64_t>());
         return r.is_number_integer() && std::in_range<T>(r.get<std::int64_t>());
+    }
+    template <class T>
+    static bool isWithin(double n) {
+        return n >= std::numeric_limits<T>::lowest() && n <= std::numeric_limits<T>::max();
     }
     const nlohmann::json& require(const char* pName) const;
     [[noreturn]] static void refuse(const char* pName);
