@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "zq/foundation/nocasecompareless.h"
+
 namespace kit {
 
 namespace {
@@ -86,8 +88,10 @@ std::string Cookies::get(std::string_view sName, const std::string& sDefault) co
 
 void Cookies::set(ZQHttpStream& rStream, std::string_view sName, std::string_view sValue,
                   const Attributes& r) {
-    const bool bHost = sName.starts_with("__Host-"), bNone = r.eSameSite == ESameSite::kNone;
-    const bool bMustBeSecure = bHost || bNone || sName.starts_with("__Secure-");
+    // Browsers take these prefixes in any case.
+    const bool bHost = startsWithNoCase(fromUtf8(sName), L"__Host-");
+    const bool bMustBeSecure =
+        bHost || r.eSameSite == ESameSite::kNone || startsWithNoCase(fromUtf8(sName), L"__Secure-");
     require(!sName.empty() && std::ranges::all_of(sName, isTokenByte), sName, "has no token for a name");
     require(std::ranges::all_of(withoutQuotes(sValue), isCookieOctet), sName, "has other than cookie-octets");
     require(r.sPath.starts_with('/') && std::ranges::all_of(r.sPath, isAttributeOctet), sName,

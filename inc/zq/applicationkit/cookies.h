@@ -53,8 +53,8 @@ public:
     /// for what would break the field or what browsers drop: a name that is no token, a value with anything
     /// but cookie-octets, in quotes or not (escapeUrl() makes any text one), control characters or ";" in
     /// path or domain, a path that does not begin with "/", more than 4096 bytes; SameSite=None without
-    /// Secure; and names that begin with "__Secure-" or "__Host-" without what they promise. For these two,
-    /// and SameSite=None, kAsRequested means kAlways.
+    /// Secure; and names that begin with "__Secure-" or "__Host-", in any letter case, without what they
+    /// promise. For these two, and SameSite=None, kAsRequested means kAlways.
     static void set(ZQHttpStream& rStream, std::string_view sName, std::string_view sValue,
                     const Attributes& rAttributes);
     static void set(ZQHttpStream& rStream, std::string_view sName, std::string_view sValue);
