@@ -58,6 +58,17 @@ public:
     }
 
 private:
+    /// The bytes of a file, for whoever takes it.
+    class CountedBytes final : public InputStream {
+    public:
+        explicit CountedBytes(MultipartBody& rBody) noexcept : m_rBody(rBody) {}
+
+    private:
+        std::size_t readBytesImpl(void* pBuffer, std::size_t nSize) override {
+            return m_rBody.readBytes(pBuffer, nSize);
+        }
+        MultipartBody& m_rBody;
+    };
     using Fetch = int (ZQHttpStream::*)(ZQHttpStream::Param&, const Handle<const CharacterSet>&);
 
     /// False at the end. A part without a disposition leaves the record alone, as the end does; one with an
@@ -86,7 +97,7 @@ private:
         const FileInfo tInfo{m_tParam.sParamName, m_tParam.sFileName, m_tParam.sParamContentType};
         if (m_fTakeFile && !tInfo.sName.empty()) {
             countFile();
-            return m_fTakeFile(tInfo, *m_tParam.hStream);
+            return m_fTakeFile(tInfo, *makeHandle<CountedBytes>(*this));
         }
         std::size_t n = readChunk();
         if (n == 0 && tInfo.sName.empty()) return;
@@ -103,7 +114,10 @@ private:
     }
     std::size_t readChunk() {
         m_tChunk.resize(knChunk);
-        const std::size_t n = m_tParam.hStream->readBytes(m_tChunk.data(), m_tChunk.size());
+        return readBytes(m_tChunk.data(), m_tChunk.size());
+    }
+    std::size_t readBytes(void* pBuffer, std::size_t nSize) {
+        const std::size_t n = m_tParam.hStream->readBytes(pBuffer, nSize);
         m_nBytes += n;
         if (m_nBytes > m_rLimits.nMostFileBytes)
             throw RequestError(413, L"These files are too large; at most " +

@@ -79,6 +79,10 @@ TEST_F(FormPage, RefusesWhatIsBeyondItsLimits) {
     EXPECT_THAT(tHost.run(multipart(sBig + part("; name=a", "1") + sEnd).divide(1)), HasBody("a=1;"));
     EXPECT_EQ(sTaken, "f:x=x");
     EXPECT_THAT(tHost.run(multipart(sBig + sBig + sEnd)), HasStatus(413));
+    fTakeFile = [](const kit::FileInfo&, InputStream& rBytes) { rBytes.skipBytes(200'000); };
+    EXPECT_THAT(tHost.run(multipart(sBig + sEnd)), HasStatus(200));
+    EXPECT_THAT(tHost.run(multipart(part("; name=f; filename=x", std::string(100'001, 'x')) + sEnd)),
+                HasStatus(413));
 }
 
 TEST_F(FormPage, KeepsFilesThatAreNamedAndNoOthers) {

@@ -12,9 +12,9 @@
 
 namespace kit {
 
-/// How much a form may hold. Beyond it: a RequestError, of 413 but for the number of fields.
+/// How much a form may hold. Beyond it: a RequestError, of 413, or 400 for the number of fields.
 struct ZQ_EXPORT FormLimits {
-    std::size_t nMostFields = QueryParameters::knMostParameters;  ///< 400
+    std::size_t nMostFields = QueryParameters::knMostParameters;
     /// Characters of each value. What a multipart body may bring of one into memory is for MultipartLimits.
     std::size_t nMostCharacters = 1 << 20;
     std::size_t nMostFiles = 100;                           ///< each holds a descriptor
@@ -35,8 +35,8 @@ struct ZQ_EXPORT FormLimits {
 class ZQ_EXPORT FormData {
 public:
     using Field = QueryParameters::Parameter;
-    /// Takes the bytes of a file while they come in, instead of a temporary file. What it leaves of them is
-    /// skipped; what it throws passes.
+    /// Takes the bytes of a file while they come in, instead of a temporary file, and within the limits. What
+    /// it leaves of them is skipped; what it throws passes.
     using TakeFile = std::function<void(const FileInfo& rInfo, InputStream& rBytes)>;
 
     /// A field that is not as it should be.
