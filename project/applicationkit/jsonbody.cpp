@@ -73,7 +73,7 @@ std::string readAll(ZQHttpStream& rStream, const JsonLimits& rLimits) {
     std::string sText;
     for (std::size_t nRead = 1; nRead != 0;) {
         const std::size_t nHad = sText.size();
-        sText.resize(nHad + std::min(knChunk, rLimits.nMostBytes - nHad + 1));
+        sText.resize(nHad + std::min(knChunk, rLimits.nMostBytes - nHad) + 1);
         nRead = rStream.ReadBinary(sText.data() + nHad, sText.size() - nHad);
         sText.resize(nHad + nRead);
         if (sText.size() > rLimits.nMostBytes) refuseLength(rLimits);
@@ -109,6 +109,8 @@ void checkDepth(std::string_view sText, const JsonLimits& rLimits) {
 JsonBody::JsonBody(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest, const JsonLimits& rLimits) {
     if (!isJson(getMediaType(rStream)))
         throw RequestError(415, L"This takes JSON, of the type application/json.");
+    // Of a type such as application/xml+json the body has been read already.
+    if (rRequest.sBody.length() > rLimits.nMostBytes) refuseLength(rLimits);
     const std::string sText =
         rRequest.bBodyInStream ? readAll(rStream, rLimits) : std::string(rRequest.sBody.view());
     checkWhole(rStream, sText);
