@@ -90,6 +90,7 @@ bool parseRange(std::wstring_view sSpec, std::uint64_t nSize, WantedRange& r) no
     std::uint64_t nLast = std::numeric_limits<std::uint64_t>::max();
     if (sFirst.empty()) {
         if (!parsePosition(sLast, r.nCount)) return false;
+        if (nSize == 0 && r.nCount != 0) return false;  // the end of nothing is satisfied by all of it
         r.nCount = std::min(r.nCount, nSize);
         r.nFirst = nSize - r.nCount;
     } else {
