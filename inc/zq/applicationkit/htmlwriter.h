@@ -58,6 +58,7 @@ public:
                 break;
             case EState::kValue:
                 m_bValueEmpty = false;
+                if (c == L'>' && !isLetter(m_tTag.t[0])) throw "a > in a declaration";
                 if (c != m_cQuote) break;
                 m_eState = EState::kTag;
                 startName();
@@ -115,7 +116,8 @@ private:
         m_nRawEnd = nTaken;
     }
     constexpr void takeInTag(wchar_t c) {
-        if (m_cBefore == L'<' && !isLetter(c) && c != L'/' && c != L'!' && c != L'?')
+        if ((m_cBefore == L'<' && !isLetter(c) && c != L'/' && c != L'!' && c != L'?') ||
+            (m_cBefore == L'/' && m_tTag.is(L"/") && !isLetter(c)))
             throw "a < that begins no tag must be &lt;";
         if (m_cBefore == L'/' && c != L'>' && m_tTag.t[0] != L'/') throw "a slash amid a tag";
         const bool bQuote = c == L'"' || c == L'\'';
@@ -149,17 +151,19 @@ private:
             m_eState = EState::kText;
     }
     constexpr void takeRaw(wchar_t c) {
+        if (m_nRawEnd == m_sRawEnd.size()) {
+            m_nRawEnd = 0;
+            if (c == L'>' || c <= L' ') {
+                startTag();
+                m_tTag.add(L'/');
+                return takeInTag(c);
+            }
+        }
         if (lower(c) == m_sRawEnd[m_nRawEnd])
             ++m_nRawEnd;
         else  // of any number of dashes the last two count
             m_nRawEnd = c != m_sRawEnd[0] ? 0 : c == L'-' ? 2 : 1;
-        if (m_nRawEnd != m_sRawEnd.size()) return;
-        if (c == L'>') {
-            m_eState = EState::kText;
-        } else {
-            startTag();
-            m_tTag.add(L'/');
-        }
+        if (c == L'>' && m_nRawEnd == m_sRawEnd.size()) m_eState = EState::kText;
     }
     constexpr bool isCode() const {
         return (m_tName.t[0] == L'o' && m_tName.t[1] == L'n') || m_tName.is(L"style") ||
