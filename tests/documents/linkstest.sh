@@ -23,7 +23,7 @@ while IFS=: read -r document link; do
     elif [[ $anchor ]] && ! anchors "$file" | grep -qxF -- "$anchor"; then
         echo "$document: $file has no heading #$anchor" >&2 && status=1
     fi
-done < <(find . -name build -prune -o -name '*.md' -print | cut -c3- | sort | while read -r document; do
+done < <(find . \( -name build -o -name node_modules \) -prune -o -name '*.md' -print | cut -c3- | sort | while read -r document; do
     sed -E '/^ *```/,/^ *```$/d; s/`[^`]*`//g' "$document" | { grep -oE '\]\([^) ]+\)|^\[[^]]+\]: .*' || true; } |
         sed -E "s#^\]\((.*)\)#\1#; s#^\[.*\]: *##; /^[a-z]+:/d; s#^#$document:#"
 done)
