@@ -97,7 +97,8 @@ TEST(HtmlWriter, KnowsWhereAValueMayStand) {
         {-1,
          {L"<a href =\"", L"<a href= title=\"", L"<a x/href=\"", L"<script/x>", L"<p x=y\"", L"<p x==\"",
           L"<p x=y=\"", L"<p x'y", L"a < b x=\"", L"<script/>", L"<script>'</p>", L"<script></-script>",
-          L"<!-- it's -- ><p>", L"<script></scripts>", L"</<a href=\"", L"<!x a=\">\">"}}};
+          L"<!-- it's -- ><p>", L"<script></scripts>", L"</<a href=\"", L"<!x a=\">\">",
+          L"<a href=\" JavaScript:f('"}}};
     for (const auto& [nPlace, rMarkups] : tPlaces)
         for (const std::wstring_view sMarkup : rMarkups)
             EXPECT_EQ(fPlace(sMarkup), nPlace) << toUtf8(sMarkup);

@@ -58,6 +58,7 @@ public:
                 break;
             case EState::kValue:
                 m_bValueEmpty = false;
+                if (c > L' ') m_tValue.add(c);
                 if (c == L'>' && !isLetter(m_tTag.t[0])) throw "a > in a declaration";
                 if (c != m_cQuote) break;
                 m_eState = EState::kTag;
@@ -89,7 +90,7 @@ private:
 
     /// The first few characters of a name, which is all that is compared.
     struct Word {
-        wchar_t t[12] = {};
+        wchar_t t[13] = {};
         std::size_t n = 0;
         constexpr void add(wchar_t c) {
             if (n < 12) t[n] = lower(c);
@@ -130,6 +131,7 @@ private:
             m_eState = EState::kValue;
             m_cQuote = c;
             m_bValueEmpty = true;
+            m_tValue = {};
         } else if (c <= L' ') {
             m_bTagRead = true;
             startName();
@@ -167,7 +169,8 @@ private:
     }
     constexpr bool isCode() const {
         return (m_tName.t[0] == L'o' && m_tName.t[1] == L'n') || m_tName.is(L"style") ||
-               m_tName.is(L"srcdoc") || m_tName.is(L"srcset");
+               m_tName.is(L"srcdoc") || m_tName.is(L"srcset") ||
+               (isUrl() && std::wstring_view(m_tValue.t).starts_with(L"javascript:"));
     }
     constexpr bool isUrl() const {
         return m_tName.is(L"href") || m_tName.is(L"src") || m_tName.is(L"action") ||
@@ -176,7 +179,7 @@ private:
     }
 
     EState m_eState = EState::kText;
-    Word m_tTag, m_tName;
+    Word m_tTag, m_tName, m_tValue;
     bool m_bTagRead = false, m_bAssigned = false, m_bValueEmpty = true;
     wchar_t m_cQuote = 0, m_cBefore = 0;
     std::wstring_view m_sRawEnd;  ///< of a script, style or comment: what ends it
@@ -226,9 +229,10 @@ private:
 /// stand between tags and in attributes in quotes. In an attribute that takes a URL (href, src, action ...)
 /// a value that comes first is the URL, or "about:invalid" in its place when its scheme is none of http,
 /// https and mailto, so that no script is run; a later one is a component and percent-encoded. A value
-/// anywhere else, in an attribute that is itself a script, a style or markup (onclick, style, srcdoc ...)
-/// too, a template that ends within a tag or a script, one with attributes that are written otherwise than
-/// name="value" or name=word, or another number of values than of "{}" does not compile.
+/// anywhere else, in an attribute that is itself a script, a style or markup (onclick, style, srcdoc,
+/// href="javascript:..." and the like) too, a template that ends within a tag or a script, one with
+/// attributes that are written otherwise than name="value" or name=word, or another number of values than of
+/// "{}" does not compile.
 ///
 /// Holds nothing but the stream, which must outlive it and be in the format and character set that are
 /// wanted. Throws what the stream throws.
