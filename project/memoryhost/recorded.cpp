@@ -14,7 +14,8 @@ MemoryRequest toMemoryRequest(const Recording& rRecording) {
         if (r.eCall == ECall::kBody) tRequest.tBody.push_back(r.sBytes);
         if (r.eCall == ECall::kBodyFailed) tRequest.bVanishes = true;
         if (r.eCall == ECall::kCommit || r.eCall == ECall::kWrite || r.eCall == ECall::kEnd)
-            tRequest.tResults.push_back(static_cast<EResponseCode>(r.nResult));
+            tRequest.tResults.insert(tRequest.tResults.end(), r.nCalls,
+                                     static_cast<EResponseCode>(r.nResult));
     }
     return tRequest;
 }

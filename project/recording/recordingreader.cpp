@@ -106,8 +106,12 @@ private:
         if (it->bResult) tEvent.nResult = result(takeWord(s));
         if (it->bField) std::tie(tEvent.sName, tEvent.sBytes) = field(std::exchange(s, {}));
         if (it->bMessage) tEvent.sBytes = text(std::exchange(s, {}));
-        tEvent.bOmitted = it->bContent && s == s_ksOmitted;
-        require(s.empty() || tEvent.bOmitted, "the line says more than the call can have");
+        if (it->bContent && !s.empty()) {
+            tEvent.bOmitted = takeWord(s) == s_ksOmitted;
+            require(tEvent.bOmitted, "only that they were omitted can be said of a call's bytes");
+            if (!s.empty()) tEvent.nCalls = number(std::exchange(s, {}));
+        }
+        require(s.empty(), "the line says more than the call can have");
         Event& r = m_t.tEvents.emplace_back(std::move(tEvent));
         m_bCountsEvent = it->bContent && !r.bOmitted;
         if (m_bCountsEvent) expectContent(r.sBytes, r.nNumber);

@@ -34,6 +34,7 @@ public:
         if (rForm.bField) field(r.sName, r.sBytes);
         if (rForm.bMessage) word(r.sBytes);
         if (r.bOmitted) word(s_ksOmitted);
+        if (r.nCalls != 1) word(std::to_string(r.nCalls));
         endLine();
         if (rForm.bContent) content(r.sBytes);
     }

@@ -34,7 +34,7 @@ length 7
 +7 write 65 ok
 = AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8gISIjJCUmJygpKissLS4vMDEyMzQ1Njc4
 = OTo7PD0+P0A=
-+8 write 70000 ok omitted
++8 write 70000 ok omitted 2
 +8 write 3 ok
 | abc
 +9 end 9 clientdead
@@ -60,6 +60,11 @@ std::string sealed(std::string_view sText) {
 
 std::string replaced(std::string s, std::string_view sWhat, std::string_view sBy) {
     return s.replace(s.find(sWhat), sWhat.size(), sBy);
+}
+
+/// The request's recording after an edit.
+Recording edited(std::string_view sWhat, std::string_view sBy) {
+    return Recording::read(replaced(std::string(s_ksRequest), sWhat, sBy), true);
 }
 
 TEST(Recording, IsReadAsItWasWrittenAndNotOtherwise) {
@@ -109,6 +114,7 @@ TEST(Recording, SaysWhatIsWrongAndWhere) {
         {"header Host", "heeder Host", "line 7: there is no line that begins with \"heeder\""},
         {"length 7", "length -7", "line 11: a number should stand here"},
         {"+4 clear", "+4 clear it", "line 17: the line says more"},
+        {"ok omitted 2", "ok committed", "line 25: only that they were omitted"},
         {"commit ok", "commit good", "line 21: the result of a call"},
         {"+6 commit", "+6 omit", "line 21: there is no call \"omit\""},
         {"+11 sent 404 cut", "+11 sent 404 half", "line 32: a response is whole or cut"},
@@ -127,13 +133,11 @@ TEST(Recording, SaysWhatIsWrongAndWhere) {
             EXPECT_THAT(e.what(), testing::StartsWith(pSays)) << pBy;
         }
     }
-    EXPECT_EQ(Recording::read(replaced(sRequest, "| two", "# a note\n\n| three"), true).tEvents.back().sBytes,
-              "no luck");
+    EXPECT_EQ(edited("| two", "# a note\n\n| three").tEvents.back().sBytes, "no luck");
 }
 
 TEST(Recording, BecomesARequestAndItsResponse) {
-    const Recording tRecording =
-        Recording::read(replaced(std::string(s_ksRequest), "| two", "| three"), true);
+    const Recording tRecording = edited("| two", "| three");
     EXPECT_THAT(tRecording.write(), HasSubstr("\n+9 end 11 clientdead\n| three\\n\n| lines\n"));
     const MemoryRequest tRequest = toMemoryRequest(tRecording);
     EXPECT_EQ(tRequest.sMethod + tRequest.sTarget, "POST/form?x=\\1");
@@ -143,7 +147,7 @@ TEST(Recording, BecomesARequestAndItsResponse) {
     EXPECT_EQ(tRequest.nContentLength, 7u);
     EXPECT_TRUE(tRequest.bVanishes);
     using enum kiv::HttpResponseProvider::EResponseCode;
-    EXPECT_THAT(tRequest.tResults, testing::ElementsAre(kRCOK, kRCOK, kRCOK, kRCOK, kRCClientDead));
+    EXPECT_THAT(tRequest.tResults, testing::ElementsAre(kRCOK, kRCOK, kRCOK, kRCOK, kRCOK, kRCClientDead));
     const MemoryResponse tResponse = toMemoryResponse(tRecording);
     EXPECT_EQ(tResponse.nStatus, 404u);
     EXPECT_TRUE(tResponse.bError && tResponse.bEnded && tResponse.bCommitted);
@@ -154,12 +158,8 @@ TEST(Recording, BecomesARequestAndItsResponse) {
     ASSERT_EQ(tResponse.sBody.size(), 65u);
     for (std::size_t n = 0; n < tResponse.sBody.size(); ++n)
         EXPECT_EQ(tResponse.sBody[n], static_cast<char>(n));
-    const std::string sNoneOmitted = replaced(std::string(s_ksRequest), " omitted", "");
-    EXPECT_EQ(toMemoryResponse(Recording::read(sNoneOmitted, true)).sBody, tResponse.sBody + "abc");
-    EXPECT_EQ(
-        toMemoryRequest(Recording::read(replaced(std::string(s_ksRequest), "length 7", "length none"), true))
-            .nContentLength,
-        MemoryRequest::knUndeclared);
+    EXPECT_EQ(toMemoryResponse(edited(" omitted 2", "")).sBody, tResponse.sBody + "abc");
+    EXPECT_EQ(toMemoryRequest(edited("length 7", "length none")).nContentLength, MemoryRequest::knUndeclared);
 }
 
 }  // namespace

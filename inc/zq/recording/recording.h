@@ -39,7 +39,8 @@ struct ZQ_EXPORT Recording {
         int nResult = 0;  ///< as kiv::HttpResponseProvider::EResponseCode
         std::string sName{};
         std::string sBytes{};
-        bool bOmitted = false;  ///< nNumber bytes passed, in one call or more, and sBytes has none of them
+        bool bOmitted = false;   ///< nNumber bytes passed, and sBytes has none of them
+        std::size_t nCalls = 1;  ///< of which bytes were omitted: so many in a row had this result
 
         bool operator==(const Event&) const = default;
     };

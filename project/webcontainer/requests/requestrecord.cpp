@@ -73,15 +73,17 @@ void RequestRecord::add(ECall eCall, std::size_t nNumber, int nResult, std::stri
     if (!m_pRecording) return;
     attempt([&] {
         const std::size_t nMost = m_rRecorder.getSettings().nMaxRequestBytes;
-        const bool bOmitted = !sBytes.empty() && sBytes.size() > nMost - std::min(m_nBytes, nMost);
+        const bool bOfBody = eCall == ECall::kBody || eCall == ECall::kWrite || eCall == ECall::kEnd;
+        const bool bOmitted = bOfBody && !sBytes.empty() && sBytes.size() > nMost - std::min(m_nBytes, nMost);
         std::vector<Recording::Event>& rEvents = m_pRecording->tEvents;
         if (bOmitted && !rEvents.empty() && rEvents.back().bOmitted && rEvents.back().eCall == eCall &&
             rEvents.back().nResult == nResult) {
             rEvents.back().nNumber += nNumber;
+            ++rEvents.back().nCalls;
             return;
         }
         if (!bOmitted) m_nBytes += sName.size() + sBytes.size();
-        if (rEvents.size() * sizeof rEvents[0] > nMost + s_knCallBytes) throw std::bad_alloc();
+        if (m_nBytes + rEvents.size() * sizeof rEvents[0] > 2 * nMost + s_knCallBytes) throw std::bad_alloc();
         rEvents.push_back({eCall, monotonicUs() - m_nBeginUs, nNumber, nResult, std::string(sName),
                            std::string(bOmitted ? std::string_view() : sBytes), bOmitted});
     });

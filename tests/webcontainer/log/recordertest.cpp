@@ -147,7 +147,7 @@ TEST(Recorder, StopsWhenTheDiskIsFullAndLosesWhatTheFolderHasNoRoomFor) {
 void answerByPath(Request& rRequest, Response& rResponse) {
     const std::string sPath = variable(rRequest, "URL");
     if (sPath == "/throw") throw std::runtime_error("no luck");
-    if (sPath == "/read") readBody(rRequest);
+    if (sPath == "/read") readBody(rRequest), rResponse.addHeader("A", 1, sPath.c_str(), sPath.size());
     if (sPath == "/late") {
         answer(rResponse, "");
         throw std::runtime_error("too late");
@@ -215,17 +215,19 @@ TEST(Recorder, KeepsNoMoreOfARequestThanItsBound) {
     ask(tServer, "GET / HTTP/1.1\r\nHost: h\r\nX: " + std::string(900, 'x') + "\r\n\r\n");
     ask(tServer, "GET / HTTP/1.7\r\nX: " + std::string(1100, 'x') + "\r\n\r\n");
     ask(tServer, "GET /calls HTTP/1.0\r\n\r\n");
+    ask(tServer, "POST /read HTTP/1.0\r\nContent-Length: 1020\r\n\r\n" + std::string(1020, 'p'));
     tRecorder.flush();
     const std::vector<Recording> tRecordings = tFolder.recordings();
-    ASSERT_EQ(tRecordings.size(), 2u);
+    ASSERT_EQ(tRecordings.size(), 3u);
     EXPECT_EQ(tRecorder.getLost(), 2u) << "of a refused one, all or nothing; and calls without end";
     const std::string sLarge = tRecordings[0].write();
-    EXPECT_THAT(sLarge, AllOf(HasSubstr(" commit ok\n"), HasSubstr(" write 2999000 ok omitted\n"),
+    EXPECT_THAT(sLarge, AllOf(HasSubstr(" commit ok\n"), HasSubstr(" write 2999000 ok omitted 2999\n"),
                               HasSubstr(" end 1 ok\n| e\n")));
     EXPECT_THAT(tRecordings[1].tVariables.back(), testing::Pair("HTTP_X", std::string(900, 'x')));
     EXPECT_EQ(std::ranges::count(tRecordings[1].tVariables, "HTTP_X", [](const auto& r) { return r.first; }),
               1);
-    EXPECT_THAT(tRecordings[1].write(), HasSubstr("end 900 ok\n"));
+    EXPECT_THAT(tRecordings[1].write() + tRecordings[2].write(),
+                AllOf(HasSubstr("end 900 ok\n"), HasSubstr(" add A: /read\n")));
 }
 
 /// Runs it to its end; what it says on both ways, and its exit code.
