@@ -34,20 +34,26 @@ void redactFields(Recording::Fields& rFields, std::string_view sPrefix,
             sValue = Recording::s_ksRedacted;
 }
 
-/// Of each line that is such a field, or goes on with one (RFC 9112 section 5.2), whatever can be seen.
+bool isSeen(char c) {
+    return static_cast<unsigned char>(c) > ' ' && c != '\x7f';
+}
+
+/// Of each line that is such a field, or goes on with one (RFC 9112 section 5.2), whatever can be seen. What
+/// was refused may have its names among any controls, and returns for line ends.
 void redactLines(std::string& rsRaw, const std::vector<std::string>& rNames) {
     bool bSecret = false;
-    for (std::size_t nLine = 0; nLine < rsRaw.size();) {
-        const std::size_t nEnd = std::min(rsRaw.find('\n', nLine), rsRaw.size() - 1) + 1;
-        const std::string_view sLine(rsRaw.data() + nLine, nEnd - nLine);
-        const bool bGoesOn = sLine.front() == ' ' || sLine.front() == '\t';
-        const std::size_t nColon = std::min(sLine.find(':'), sLine.size());
-        if (!bGoesOn)
-            bSecret = isOneOf(sLine.substr(0, sLine.find_last_not_of(" \t", nColon - 1) + 1), rNames);
-        if (bSecret)
-            for (std::size_t n = nLine + (bGoesOn ? 0 : nColon + 1); n < nEnd; ++n)
-                if (static_cast<unsigned char>(rsRaw[n]) > ' ' && rsRaw[n] != '\x7f') rsRaw[n] = 'x';
-        nLine = nEnd;
+    for (auto it = rsRaw.begin(); it != rsRaw.end();) {
+        const auto itLine = it;
+        while (it != rsRaw.end() && *it != '\r' && *it != '\n')
+            ++it;
+        const bool bGoesOn = *itLine == ' ' || *itLine == '\t' || *itLine == '\n';
+        const auto itColon = std::find(itLine, it, ':');
+        std::string sName;
+        std::copy_if(itLine, itColon, std::back_inserter(sName), isSeen);
+        const bool bNamed = itColon != it && isOneOf(sName, rNames);
+        bSecret = bNamed || (bGoesOn && bSecret);
+        if (bSecret) std::replace_if(bNamed ? itColon + 1 : itLine, it, isSeen, 'x');
+        if (it != rsRaw.end()) ++it;
     }
 }
 

@@ -68,6 +68,7 @@ crc any
               "GET / HTTP/1.1\r\ncookie :x\tx\x01x\r\n \tx\r\nHost: h\r\n d\r\n"},
              {"\r\nPROXY-AUTHORIZATION:\r\n d", "\r\nPROXY-AUTHORIZATION:\r\n x"},
              {"Cookie: a", "Cookie: x"},
+             {"X: a\r\n Cook\x01ie:b\rcookie: c\r\rd", "X: a\r\n Cook\x01ie:x\rcookie: x\r\rd"},
              {"Cookie", "Cookie"},
              {":Cookie: a\n", ":Cookie: a\n"}}) {
         t.sRaw = sRaw;
