@@ -67,9 +67,7 @@ void redact(Recording& rRecording, const std::vector<std::string>& rNames) {
     redactLines(rRecording.sRaw, rNames);
 }
 
-Recorder::Recorder(const RecorderSettings& rSettings)
-    : m_tSettings(rSettings),
-      m_tFolder(::open(m_tSettings.sFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+Recorder::Recorder(const RecorderSettings& rSettings) : m_tSettings(rSettings), m_tFolder(openFolder()) {
     if (!m_tFolder.isOpen() || ::faccessat(m_tFolder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0)
         throwStartError("cannot record into the folder " + m_tSettings.sFolder + ": " + describeError(errno) +
                         "; make it, or choose another one with Recording/Folder");
@@ -110,6 +108,7 @@ void Recorder::write(Recording& rRecording) {
         return;
     }
     const int nError = errno;
+    m_tFolder = {};  // there may be another one by that name when it goes on
     m_bStopped = true;
     countLost();
     logText(
@@ -140,8 +139,14 @@ std::uint64_t Recorder::sumFolder() const {
     return nSum;
 }
 
+int Recorder::openFolder() const noexcept {
+    return ::open(m_tSettings.sFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
 /// Whole or not at all, unless the machine stops. False: errno says why.
 bool Recorder::writeFile(const std::string& sName, std::string_view sText) noexcept {
+    if (!m_tFolder.isOpen()) m_tFolder = FileDescriptor(openFolder());
+    if (!m_tFolder.isOpen()) return false;
     FileDescriptor tFile(
         ::openat(m_tFolder.get(), sName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     while (tFile.isOpen() && !sText.empty()) {

@@ -54,12 +54,13 @@ public:
 private:
     void run(const std::stop_token& rStop) noexcept;
     void write(Recording& rRecording);
+    int openFolder() const noexcept;
     bool hasRoomFor(std::size_t nBytes);
     std::uint64_t sumFolder() const;
     bool writeFile(const std::string& sName, std::string_view sText) noexcept;
 
     const RecorderSettings m_tSettings;
-    const FileDescriptor m_tFolder;
+    FileDescriptor m_tFolder;
     std::uint64_t m_nFolderBytes;  ///< in the folder, as far as is known
     std::uint64_t m_nFiles = 0;
     Rarely m_tFull;
