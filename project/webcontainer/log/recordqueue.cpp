@@ -12,8 +12,11 @@ constexpr std::chrono::milliseconds s_knInterval(100);
 /// About what it takes of memory.
 std::size_t sizeOf(const Recording& r) {
     std::size_t nSize = sizeof r + r.sTarget.size() + r.sRaw.size();
+    for (const Recording::Fields* const p : {&r.tHeaders, &r.tVariables})
+        for (const auto& rField : *p)
+            nSize += sizeof rField + rField.first.size() + rField.second.size();
     for (const Recording::Event& rEvent : r.tEvents)
-        nSize += sizeof rEvent + rEvent.sBytes.size();
+        nSize += sizeof rEvent + rEvent.sName.size() + rEvent.sBytes.size();
     return nSize;
 }
 

@@ -95,7 +95,8 @@ TEST(Recorder, QueuesAsMuchAsItsBoundAllows) {
     webcontainer::RecordQueue tQueue;
     const auto fPush = [&](std::size_t nBytes) {
         auto p = std::make_unique<Recording>();
-        p->tEvents.push_back({.eCall = Recording::ECall::kWrite, .sBytes = std::string(nBytes, 'b')});
+        p->tVariables.emplace_back("HTTP_X", std::string(nBytes / 2, 'v'));
+        p->tEvents.push_back({.eCall = Recording::ECall::kAdd, .sBytes = std::string(nBytes / 2, 'b')});
         return tQueue.push(std::move(p));
     };
     constexpr std::size_t nMost = webcontainer::RecordQueue::s_knMostBytes;
