@@ -35,6 +35,7 @@ std::string readFile(const fs::path& rPath) {
 void seal(const fs::path& rPath) {
     const std::string sText = Recording::read(readFile(rPath), true).write();
     const fs::path tNew = rPath.string() + ".new";
+    fs::copy_file(rPath, tNew, fs::copy_options::overwrite_existing);  // for who may read it
     std::ofstream tFile(tNew, std::ios::binary);
     if (!(tFile << sText << std::flush)) throw Recording::Unreadable("it cannot be written");
     fs::rename(tNew, rPath);

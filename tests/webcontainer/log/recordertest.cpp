@@ -330,7 +330,10 @@ TEST(Recorder, RecordsWhatWebreplayReproduces) {
     tFiles.write("edited", sText);
     EXPECT_THAT(fReplay({tFiles.path("edited")}),
                 AllOf(HasSubstr("edited: line "), HasSubstr(" bytes end here"), HasSubstr("exit 2")));
+    std::filesystem::permissions(tFiles.path("edited"), std::filesystem::perms::owner_all);
     EXPECT_EQ(replay({"--seal", tFiles.path("edited")}), "exit 0");
+    EXPECT_EQ(std::filesystem::status(tFiles.path("edited")).permissions(),
+              std::filesystem::perms::owner_all);
     EXPECT_THAT(fReplay({tFiles.path("edited")}),
                 AllOf(HasSubstr("edited: GET /form?name=x%20y+z&%FF\nbody differs from byte 46 on, of "),
                       HasSubstr("\n  then: YPE html>\\n<html lang=\"en\"><head><title>F0rms</title>"),
