@@ -342,11 +342,13 @@ TEST(Recorder, RecordsWhatWebreplayReproduces) {
     EXPECT_THAT(fReplay({tFiles.path("edited"), "--mask-regex", "F[0o]rms?"}), HasSubstr("exit 0"));
     sText = tFolder.read(sForms);
     sText.replace(sText.find("X-Content-Type-Options: no"), 26, "X-Content-Type-Options: yes");
+    sText.insert(sText.find(" announce ") + 10, "9");
     sText.replace(sText.find("\ncrc"), std::string::npos, "\ncrc any\n");
     tFiles.write("edited", sText);
     EXPECT_THAT(fReplay({tFiles.path("edited")}),
                 HasSubstr("header field X-Content-Type-Options differs from byte 0"));
-    EXPECT_THAT(fReplay({"--mask", "x-content-type-options", tFiles.path("edited")}), HasSubstr("exit 0"));
+    EXPECT_THAT(fReplay({"--mask", "x-content-type-options", tFiles.path("edited")}),
+                HasSubstr("\nannounced length: 9"));
     EXPECT_THAT(fReplay({tFiles.path("none"), tFolder.path()}),
                 AllOf(HasSubstr("21 are the same"), HasSubstr("exit 2")));
     EXPECT_THAT(fReplay({"--sanitize", tFolder.path()}, TEST_SAMPLE),
