@@ -50,6 +50,9 @@ void MemoryResponseProvider::setStatus(const char* pCall, unsigned int nStatus, 
 void MemoryResponseProvider::setContentLength(std::size_t nLength) {
     m_rCalls.add("setContentLength", " ", nLength);
     requireOpen("setContentLength");
+    m_rCalls.require(m_bStatus, "setContentLength", "comes before the status");
+    m_rCalls.require(!m_rResponse.nContentLength || m_rCalls.hasThrown(), "setContentLength",
+                     "the length has been announced before");
     m_rResponse.nContentLength = nLength;
 }
 
@@ -90,6 +93,8 @@ MemoryResponseProvider::EResponseCode MemoryResponseProvider::commitHeaders() {
 MemoryResponseProvider::EResponseCode MemoryResponseProvider::writeToBody(const void* pData,
                                                                           std::size_t nLength) {
     m_rCalls.require(pData && nLength != 0, "writeToBody", "comes without a byte");
+    m_rCalls.require(!m_rResponse.nContentLength || m_rCalls.hasThrown(), "writeToBody",
+                     "follows a length, which is announced of a body that ends at once");
     return take("writeToBody", pData, nLength);
 }
 
@@ -108,7 +113,7 @@ MemoryResponseProvider::EResponseCode MemoryResponseProvider::endResponse(const 
 
 MemoryResponseProvider::EResponseCode MemoryResponseProvider::take(const char* pCall, const void* pData,
                                                                    std::size_t nLength) {
-    const std::string_view sBytes(static_cast<const char*>(pData), nLength);
+    const std::string_view sBytes(static_cast<const char*>(pData), pData ? nLength : 0);
     m_rCalls.add(pCall, " ", pData ? sBytes : "(null)");
     requireGoing(pCall);
     m_rCalls.require(m_bCommitted, pCall, "comes before commitHeaders()");

@@ -29,8 +29,9 @@ void add(Response& r, const std::string& sName, const std::string& sValue) {
     r.addHeader(sName.c_str(), sName.size(), sValue.c_str(), sValue.size());
 }
 
-void commit(Response& r, unsigned int nStatus = 200) {
+void commit(Response& r, unsigned int nStatus = 200, std::optional<std::size_t> nLength = {}) {
     r.setStatusCode(nStatus);
+    if (nLength) r.setContentLength(*nLength);
     r.commitHeaders();
 }
 
@@ -52,7 +53,7 @@ const struct {
          std::fill_n(r.getQueryString().first, 3, 'z');
          add(s, "X-!#$%&'*+.^_`|~", "a\tb\xFF");
          s.clearHeaders();
-         s.setErrorStatusCode(599), s.setContentLength(2), s.commitHeaders();
+         s.setErrorStatusCode(599), s.commitHeaders();
          s.writeToBody("a", 1), s.endResponse("b", 1);
      },
      nullptr},
@@ -101,8 +102,15 @@ const struct {
     {[](Request&, Response& s) { s.setStatusCode(200), s.writeToBody("a", 1); },
      "writeToBody: comes before commitHeaders()"},
     {[](Request&, Response& s) { commit(s), s.writeToBody("a", 0); }, "writeToBody: comes without a byte"},
+    {[](Request&, Response& s) { commit(s), s.writeToBody(nullptr, 9); },
+     "writeToBody: comes without a byte"},
     {[](Request&, Response& s) { commit(s), s.endResponse("", 0); }, "endResponse: null and 0 go together"},
-    {[](Request&, Response& s) { s.setContentLength(3), commit(s), s.endResponse("ab", 2); },
+    {[](Request&, Response& s) { s.setContentLength(0); }, "setContentLength: comes before the status"},
+    {[](Request&, Response& s) { s.setStatusCode(200), s.setContentLength(0), s.setContentLength(0); },
+     "setContentLength: the length has been announced before"},
+    {[](Request&, Response& s) { commit(s, 200, 1), s.writeToBody("a", 1); },
+     "writeToBody: follows a length, which is announced of a body that ends at once"},
+    {[](Request&, Response& s) { commit(s, 200, 3), s.endResponse("ab", 2); },
      "endResponse: 3 bytes were announced, and 2 came"},
     {[](Request&, Response& s) { commit(s, 304), s.endResponse("a", 1); },
      "endResponse: a response with status 304 has no body, and 1 bytes came"},
