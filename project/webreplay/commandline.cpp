@@ -60,7 +60,7 @@ bool parseCommandLine(int nArguments, const char* const* pArguments, CommandLine
             throw CLI::ValidationError("--sanitize",
                                        "this build has no sanitizer; --help says how to make one");
         for (const std::string& s : tTexts)
-            rCommandLine.tMasks.tTexts.emplace_back(s);
+            rCommandLine.tMasks.addText(s);
         rCommandLine.tMasks.tHeaders.insert(rCommandLine.tMasks.tHeaders.end(), tMasked.begin(),
                                             tMasked.end());
         return true;
@@ -69,7 +69,7 @@ bool parseCommandLine(int nArguments, const char* const* pArguments, CommandLine
         return false;
     } catch (const CLI::ParseError& e) {
         std::cerr << "webreplay: " << e.what() << "; see webreplay --help" << std::endl;
-    } catch (const std::regex_error& e) {
+    } catch (const std::invalid_argument& e) {
         std::cerr << "webreplay: --mask-regex: " << e.what() << std::endl;
     }
     rnExitCode = kExitNotRun;

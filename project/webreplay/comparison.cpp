@@ -3,6 +3,8 @@
 #include <time.h>
 
 #include <algorithm>
+#include <memory>
+#include <stdexcept>
 
 #include "http/fieldtext.h"
 #include "zq/foundation/utf8text.h"
@@ -18,6 +20,14 @@ using ECall = Recording::ECall;
 
 constexpr std::size_t s_knContext = 40;
 constexpr std::string_view s_ksMasked = "(masked)";
+
+/// Each byte as a character: bodies need not be text.
+icu::UnicodeString widen(std::string_view s) {
+    icu::UnicodeString sWide;
+    for (const char c : s)
+        sWide.append(static_cast<char16_t>(static_cast<unsigned char>(c)));
+    return sWide;
+}
 
 std::string quoted(std::string_view s) {
     return "\"" + escapeBytes(s) + "\"";
@@ -159,15 +169,32 @@ private:
 
 }  // namespace
 
+void Masks::addText(const std::string& sRegex) {
+    UParseError tPlace;
+    UErrorCode eError = U_ZERO_ERROR;
+    // Else a dot would stop at the byte 0x85 too, which for ICU is the end of a line.
+    const std::unique_ptr<icu::RegexPattern> p(
+        icu::RegexPattern::compile(widen(sRegex), UREGEX_UNIX_LINES, tPlace, eError));
+    if (U_FAILURE(eError)) throw std::invalid_argument(u_errorName(eError));
+    tTexts.push_back(*p);
+}
+
 std::string Masks::apply(const std::string& sText) const {
     if (tTexts.empty()) return sText;
     std::string sMasked;
     for (std::size_t n = 0; n < sText.size();) {
         const std::size_t nEnd = std::min(sText.find('\n', n), sText.size() - 1) + 1;
-        std::string sLine = sText.substr(n, nEnd - n);
-        for (const std::regex& r : tTexts)
-            sLine = std::regex_replace(sLine, r, std::string(s_ksMasked));
-        sMasked += sLine;
+        icu::UnicodeString sLine = widen(std::string_view(sText).substr(n, nEnd - n));
+        for (const icu::RegexPattern& r : tTexts) {
+            UErrorCode eError = U_ZERO_ERROR;
+            const std::unique_ptr<icu::RegexMatcher> p(r.matcher(sLine, eError));
+            if (p) sLine = p->replaceAll(widen(s_ksMasked), eError);
+            if (U_FAILURE(eError))
+                throw std::runtime_error("a line of " + std::to_string(nEnd - n) +
+                                         " bytes is too much for --mask-regex");
+        }
+        for (std::int32_t nChar = 0; nChar < sLine.length(); ++nChar)
+            sMasked += static_cast<char>(sLine[nChar]);
         n = nEnd;
     }
     return sMasked;

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <regex>
+#include <unicode/regex.h>
+
 #include <string>
 #include <vector>
 
@@ -12,9 +13,11 @@ namespace webreplay {
 /// What may differ between a response then and now.
 struct Masks {
     std::vector<std::string> tHeaders{"Date"};  ///< names of header fields
-    std::vector<std::regex> tTexts{};           ///< found in one line of a body, or in the value of a field
+    std::vector<icu::RegexPattern> tTexts{};    ///< found in one line of a body, or in the value of a field
 
-    /// The text with all of them taken out.
+    /// Adds to tTexts. Throws std::invalid_argument for what is no regular expression.
+    void addText(const std::string& sRegex);
+    /// The text with all of them taken out. Throws std::runtime_error when one cannot be matched.
     std::string apply(const std::string& sText) const;
 };
 

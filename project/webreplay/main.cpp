@@ -69,7 +69,12 @@ void runAll(Replay& rReplay, std::vector<File>& rFiles, const CommandLine& rComm
     const auto fRun = [&] {
         for (unsigned nTime = 0; nTime < rCommandLine.nRepeat; ++nTime)
             for (File& r : rFiles) {
-                const std::string sDifference = rReplay.run(r.tRecording);
+                std::string sDifference;
+                try {
+                    sDifference = rReplay.run(r.tRecording);
+                } catch (const std::exception& e) {
+                    sDifference = std::string(e.what()) + "\n";
+                }
                 const std::lock_guard tLock(tMutex);
                 if (r.sDifference.empty()) r.sDifference = sDifference;
             }
