@@ -44,11 +44,12 @@ MemoryRequest& MemoryRequest::divide(std::size_t nPiece) {
 
 MemoryRequest& MemoryRequest::vanishAfter(std::size_t nBytes) {
     if (!nContentLength) nContentLength = joined(tBody).size();
-    for (std::string& rsPiece : tBody) {
-        rsPiece.resize(std::min(rsPiece.size(), nBytes));
-        nBytes -= rsPiece.size();
+    auto it = tBody.begin();
+    for (; it != tBody.end() && nBytes != 0; ++it) {
+        it->resize(std::min(it->size(), nBytes));
+        nBytes -= it->size();
     }
-    std::erase(tBody, std::string());
+    tBody.erase(it, tBody.end());
     bVanishes = true;
     return *this;
 }

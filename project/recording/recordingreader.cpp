@@ -78,7 +78,7 @@ private:
     }
 
     void readRequest(std::string_view s) {
-        m_t.sMethod = text(takeWord(s));
+        m_t.sMethod = m_t.sSeenMethod = text(takeWord(s));
         m_t.sTarget = text(takeWord(s));
         m_t.sVersion = text(s);
         m_bRequest = true;

@@ -19,10 +19,15 @@ namespace {
 using webcontainer::Parsed;
 using webcontainer::Refusal;
 
+struct Judgement {
+    bool bParses;
+    std::vector<Refusal> tRefusals;
+};
+
 /// What a front end may have refused the bytes with: what the parser says or, where it is content, what comes
 /// of the method or of a body that has not come as a whole.
-std::vector<Refusal> judge(std::string_view sRaw, const webcontainer::Limits& rLimits,
-                           const webcontainer::MethodRules& rMethods) {
+Judgement judge(std::string_view sRaw, const webcontainer::Limits& rLimits,
+                const webcontainer::MethodRules& rMethods) {
     webcontainer::RequestInput tInput(rLimits, webcontainer::RequestInput::fullCapacity(rLimits));
     Parsed tParsed = Parsed::kNeedMore;
     while (!sRaw.empty() && tParsed == Parsed::kNeedMore) {
@@ -32,14 +37,14 @@ std::vector<Refusal> judge(std::string_view sRaw, const webcontainer::Limits& rL
         sRaw.remove_prefix(nPiece);
         tParsed = tInput.advance();
     }
-    if (tParsed == Parsed::kRefused) return {tParsed.getRefusal()};
-    if (!tInput.isHeadComplete()) return {};
+    if (tParsed == Parsed::kRefused) return {false, {tParsed.getRefusal()}};
+    if (!tInput.isHeadComplete()) return {true, {}};
     const webcontainer::RequestHead& rHead = tInput.getHead();
     std::vector<Refusal> tRefusals{
         judgeMethod(tInput.text(rHead.tMethod), tInput.text(rHead.tTarget), rMethods)};
     if (tRefusals[0].nStatus == 0) tRefusals.clear();
     if (tParsed == Parsed::kNeedMore) tRefusals.push_back(webcontainer::s_tBodyTruncated);
-    return tRefusals;
+    return {true, tRefusals};
 }
 
 std::string describe(unsigned nStatus, std::string_view sReason) {
@@ -71,13 +76,12 @@ std::string Replay::run(const Recording& rRecording) {
 
 std::string Replay::parseAgain(const Recording& rRecording) const {
     const Recording::Refusal& rThen = *rRecording.tRefusal;
-    const std::vector<Refusal> tNow = judge(rRecording.sRaw, m_tLimits, m_tMethods);
+    const auto [bParses, tNow] = judge(rRecording.sRaw, m_tLimits, m_tMethods);
     const auto fIsThen = [&](const Refusal& r) {
         return r.nStatus == rThen.nStatus && r.pReason == rThen.sReason;
     };
     // What the server did about a late client, or too many, the bytes do not tell.
     const bool bOfTheMoment = rThen.nStatus == 408 || rThen.nStatus == 503;
-    const bool bParses = tNow.empty() || tNow.back().pReason == webcontainer::s_tBodyTruncated.pReason;
     if (std::ranges::any_of(tNow, fIsThen) || (bOfTheMoment && bParses)) return {};
     return "refusal: " + describe(rThen.nStatus, rThen.sReason) + " then, " +
            (tNow.empty() ? "none" : describe(tNow[0].nStatus, tNow[0].pReason)) + " now\n";

@@ -113,7 +113,9 @@ TEST(Host, BodiesArriveAsTheScriptDividesThem) {
         {tRequest, "abcd|efg|||"},
         {MemoryRequest(tRequest).divide(3), "abc|def|g|||"},
         {MemoryRequest(tRequest).divide(0), "a|b|c|d|e|f|g|||"},
-        {{.sMethod = "POST", .tHeaders = tRequest.tHeaders, .tBody = {"a", "", "b"}}, "a||b||"},
+        {MemoryRequest{.sMethod = "POST", .tHeaders = tRequest.tHeaders, .tBody = {"a", "", "b", "", "c"}}
+             .vanishAfter(2),
+         "a||b|"},
         {MemoryRequest(tRequest).divide(3).vanishAfter(4), "abc|d|"},
         {MemoryRequest(tRequest).vanishAfter(0), ""},
     };

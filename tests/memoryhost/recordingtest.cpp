@@ -133,6 +133,7 @@ TEST(Recording, SaysWhatIsWrongAndWhere) {
             EXPECT_THAT(e.what(), testing::StartsWith(pSays)) << pBy;
         }
     }
+    EXPECT_EQ(edited("seen POST\n", "").sSeenMethod, "POST");
     EXPECT_EQ(edited("| two", "# a note\n\n| three").tEvents.back().sBytes, "no luck");
 }
 
