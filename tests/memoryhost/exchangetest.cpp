@@ -77,6 +77,11 @@ const struct {
          askHeader(r, true, n, 8, 1), askHeader(r, true, n, 8, 1);
      },
      "getFirstHeader: comes with less room than was asked for"},
+    {[](Request& r, Response&) {
+         Request::hdrenum_t n;
+         askHeader(r, true, n, 0), askHeader(r, true, n, 0);
+     },
+     "getFirstHeader: comes with less room than was asked for"},
     {[](Request& r, Response&) { ask(r, "LONG", 0), ask(r, "LONG", 3); },
      "getServerVariable: LONG comes with less room than was asked for"},
     {[](Request& r, Response&) { r.getQueryString().first[3] = '4'; },
