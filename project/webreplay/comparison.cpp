@@ -29,6 +29,22 @@ icu::UnicodeString widen(std::string_view s) {
     return sWide;
 }
 
+icu::UnicodeString mask(const icu::UnicodeString& sLine, const icu::RegexPattern& rText) {
+    constexpr std::int32_t knMostMs = 10000;  // roughly
+    icu::UnicodeString sMasked;
+    UErrorCode eError = U_ZERO_ERROR;
+    const std::unique_ptr<icu::RegexMatcher> p(rText.matcher(sLine, eError));
+    if (!p) throw std::bad_alloc();
+    p->setStackLimit(0, eError);  // which is none
+    p->setTimeLimit(knMostMs, eError);
+    while (p->find(eError))
+        p->appendReplacement(sMasked, widen(s_ksMasked), eError);
+    if (U_FAILURE(eError))
+        throw std::runtime_error("a line of " + std::to_string(sLine.length()) +
+                                 " bytes is too much for --mask-regex");
+    return p->appendTail(sMasked);
+}
+
 std::string quoted(std::string_view s) {
     return "\"" + escapeBytes(s) + "\"";
 }
@@ -185,14 +201,8 @@ std::string Masks::apply(const std::string& sText) const {
     for (std::size_t n = 0; n < sText.size();) {
         const std::size_t nEnd = std::min(sText.find('\n', n), sText.size() - 1) + 1;
         icu::UnicodeString sLine = widen(std::string_view(sText).substr(n, nEnd - n));
-        for (const icu::RegexPattern& r : tTexts) {
-            UErrorCode eError = U_ZERO_ERROR;
-            const std::unique_ptr<icu::RegexMatcher> p(r.matcher(sLine, eError));
-            if (p) sLine = p->replaceAll(widen(s_ksMasked), eError);
-            if (U_FAILURE(eError))
-                throw std::runtime_error("a line of " + std::to_string(nEnd - n) +
-                                         " bytes is too much for --mask-regex");
-        }
+        for (const icu::RegexPattern& r : tTexts)
+            sLine = mask(sLine, r);
         for (std::int32_t nChar = 0; nChar < sLine.length(); ++nChar)
             sMasked += static_cast<char>(sLine[nChar]);
         n = nEnd;
