@@ -39,38 +39,24 @@ TEST(Host, ReturnsWhatTheClientGot) {
 
 TEST(Host, TellsHowAResponseWasCut) {
     MemoryHost tHost(echo);
+    using enum HttpResponseProvider::EResponseCode;
+    const auto fThrow = [](const auto& rCalls) {
+        if (rCalls.back() == "commitHeaders") throw 1;
+    };
     const struct {
         MemoryRequest tRequest;
         const char *pBody, *pException;
         bool bCommitted, bEnded;
     } tCases[] = {
         {{.sTarget = "/?throw"}, "t", "thrown", true, false},
-        {{.sTarget = "/?abc", .tResults = {HttpResponseProvider::kRCClientDead}},
-         "",
-         "Client no longer there.",
-         false,
-         false},
-        {{.sTarget = "/?abc", .tResults = {HttpResponseProvider::kRCOK, HttpResponseProvider::kRCError}},
+        {{.sTarget = "/?a", .tResults = {kRCClientDead}}, "", "Client no longer there.", false, false},
+        {{.sTarget = "/?a", .tResults = {kRCOK, kRCError}},
          "",
          "Error in HttpResponseProvider.",
          true,
          false},
-        {{.sTarget = "/?abc",
-          .tResults = {HttpResponseProvider::kRCOK, HttpResponseProvider::kRCOK,
-                       HttpResponseProvider::kRCError}},
-         "a",
-         "",
-         true,
-         true},
-        {{.sTarget = "/?abc",
-          .fOnCall =
-              [](const auto& rCalls) {
-                  if (rCalls.back() == "commitHeaders") throw 1;
-              }},
-         "",
-         "an exception of an unknown type",
-         false,
-         false},
+        {{.sTarget = "/?a", .tResults = {kRCOK, kRCOK, kRCError}}, "a", "", true, true},
+        {{.sTarget = "/?a", .fOnCall = fThrow}, "", "an exception of an unknown type", false, false},
     };
     for (const auto& r : tCases) {
         const MemoryResponse tResponse = tHost.run(r.tRequest);
