@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <iostream>
 #include <list>
+#include <map>
 #include <set>
 #include <utility>
 #include <vector>
@@ -24,6 +25,7 @@
 #include "admin/adminsettings.h"
 #include "base/monotonicclock.h"
 #include "base/starterror.h"
+#include "log/containerlog.h"
 #include "process/containersettings.h"
 #include "process/servicemanager.h"
 #include "sockets/listener.h"
@@ -65,6 +67,7 @@ private:
     [[noreturn]] void becomeInstance() const;
     void readSignals();
     void readReports();
+    bool isChange(const fs::path& rFile, std::uint32_t nEvent) const;
     void readChanges();
     void readEnds();
     void onEnd(pid_t nPid, int nExitCode);
@@ -75,9 +78,10 @@ private:
 
     const CommandLine m_tCommandLine;
     std::list<Listener> m_tListeners;
-    std::string m_sNames;            ///< of the sockets, as LISTEN_FDNAMES has them
-    std::set<std::string> m_tFiles;  ///< without folders: the one that --app names, and what that leads to
-    sigset_t m_tBefore{};            ///< the signals that were blocked before
+    std::string m_sNames;                ///< of the sockets, as LISTEN_FDNAMES has them
+    std::map<int, fs::path> m_tFolders;  ///< by what inotify(7) calls them
+    std::set<fs::path> m_tFiles;         ///< in those: the one that --app names, and what that has led to
+    sigset_t m_tBefore{};                ///< the signals that were blocked before
     FileDescriptor m_tSignals, m_tChanges, m_tReports;
     std::string m_sReportsTo;           ///< NOTIFY_SOCKET of the instances
     std::set<pid_t> m_tInstances;       ///< all that run
@@ -96,7 +100,6 @@ Watch::Watch(const CommandLine& rCommandLine) : m_tCommandLine(rCommandLine) {
     listen();
     m_tChanges = checked(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     watchFile(rFile);
-    watchFile(fs::weakly_canonical(rFile));
     openReports();
     const sigset_t tSet = makeSet();
     pthread_sigmask(SIG_BLOCK, &tSet, &m_tBefore);
@@ -119,11 +122,14 @@ void Watch::listen() {
 }
 
 void Watch::watchFile(const fs::path& rFile) {
-    const std::string sFolder = rFile.parent_path();
-    if (::inotify_add_watch(m_tChanges.get(), sFolder.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO) < 0)
-        throwStartError("cannot watch the folder " + sFolder + ": " + describeError(errno) +
+    const fs::path tFolder = fs::weakly_canonical(rFile.parent_path());
+    const int nFolder =
+        ::inotify_add_watch(m_tChanges.get(), tFolder.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE);
+    if (nFolder < 0)
+        throwStartError("cannot watch the folder " + tFolder.string() + ": " + describeError(errno) +
                         "; name the library with --app");
-    m_tFiles.insert(rFile.filename());
+    m_tFolders[nFolder] = tFolder;
+    m_tFiles.insert(tFolder / rFile.filename());
 }
 
 /// Under a name that the kernel chooses, outside the file system (see unix(7)).
@@ -156,9 +162,15 @@ int Watch::run() {
     return m_nExitCode;
 }
 
-/// One that is still starting is out of date already.
+/// One that is still starting is out of date already. What --app leads to may be another file than before.
 void Watch::start() {
     tell(m_nStarting, SIGKILL);
+    try {
+        watchFile(fs::weakly_canonical(m_tCommandLine.sApplication));
+    } catch (const Exception& e) {
+        complain(describe(e));
+    } catch (const fs::filesystem_error&) {  // of which the instance tells
+    }
     m_nDueMs = s_knNever;
     m_nStarting = ::fork();
     if (m_nStarting == 0) becomeInstance();
@@ -232,16 +244,23 @@ void Watch::readReports() {
     }
 }
 
+/// A file that has only been made is still written, unless it is a link.
+bool Watch::isChange(const fs::path& rFile, std::uint32_t nEvent) const {
+    std::error_code eGone;
+    return m_tFiles.contains(rFile) && (!(nEvent & IN_CREATE) || fs::is_symlink(rFile, eGone));
+}
+
 void Watch::readChanges() {
     alignas(inotify_event) char tEvents[4096];
     for (ssize_t nRead; (nRead = ::read(m_tChanges.get(), tEvents, sizeof tEvents)) > 0;)
         for (const char* p = tEvents; p < tEvents + nRead;) {
             const auto* const pEvent = reinterpret_cast<const inotify_event*>(p);
             p += sizeof *pEvent + pEvent->len;
+            const fs::path& rFolder = m_tFolders[pEvent->wd];
             if (pEvent->mask & IN_IGNORED)
-                complain("the folder of " + m_tCommandLine.sApplication +
+                complain("the folder " + rFolder.string() +
                          " is gone, and nobody sees what comes in its place; start again");
-            else if (pEvent->len > 0 && m_tFiles.contains(pEvent->name))
+            else if (pEvent->len > 0 && isChange(rFolder / pEvent->name, pEvent->mask))
                 m_nDueMs = monotonicMs() + s_knQuietMs;
         }
 }

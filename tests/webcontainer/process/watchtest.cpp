@@ -29,21 +29,27 @@ struct Watched {
         : m_tProgram({"--config",
                       m_tDirectory.write(
                           "c", "WebContainer.Listen = \"127.0.0.1:0\"\nAdmin.Listen = \"127.0.0.1:0\""),
-                      "--app", build("One.."), "--watch"},
+                      "--app", lead(build("One..")), "--watch"},
                      [this] {
                          const std::string sErrors = m_tDirectory.path("errors");
                          ::dup2(::open(sErrors.c_str(), O_CREAT | O_APPEND | O_WRONLY, 0600), 2);
                      }) {}
 
     /// Puts another library in place at once, as linkers do: one that says sText instead of "hello".
-    std::string build(const std::string& sText) const {
+    std::string build(const std::string& sText, const char* pFile = "lib.so") const {
         std::ifstream tFile(TEST_APPLICATION);
         std::string s{std::istreambuf_iterator<char>(tFile), {}};
-        return replace(s.replace(s.find(widen("hello")), widen(sText).size(), widen(sText)));
+        return replace(s.replace(s.find(widen("hello")), widen(sText).size(), widen(sText)), pFile);
     }
-    std::string replace(const std::string& sContents) const {
-        std::filesystem::rename(m_tDirectory.write("new", sContents), m_tDirectory.path("lib.so"));
-        return m_tDirectory.path("lib.so");
+    std::string replace(const std::string& sContents, const char* pFile = "lib.so") const {
+        std::filesystem::rename(m_tDirectory.write("new", sContents), m_tDirectory.path(pFile));
+        return m_tDirectory.path(pFile);
+    }
+    /// The link to a library that --app names.
+    std::string lead(const std::string& sTo) const {
+        std::filesystem::remove(m_tDirectory.path("link"));
+        std::filesystem::create_symlink(sTo, m_tDirectory.path("link"));
+        return m_tDirectory.path("link");
     }
     /// The address at the end of the next line.
     webcontainer::SocketAddress readAddress() {
@@ -103,9 +109,11 @@ TEST(Watch, ServesEachNewLibraryAndLosesNoRequest) {
     t.replace("broken");
     EXPECT_TRUE(comesTrue(
         [&] { return t.hasComplained("webcontainer: the application that was there before goes on"); }));
-    EXPECT_TRUE(t.hasComplained("lib.so: file too short; build it"));
+    EXPECT_TRUE(t.hasComplained("link: file too short; build it"));
     EXPECT_TRUE(says("Two.."));
-    t.build("Three");
+    t.lead(t.build("Four.", "new.so"));
+    t.waitUntilServed();
+    t.build("Three", "new.so");
     t.waitUntilServed();
     EXPECT_TRUE(comesTrue([&] { return says("Three"); }));
     bEnough = true;
