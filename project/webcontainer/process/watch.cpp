@@ -103,6 +103,7 @@ Watch::Watch(const CommandLine& rCommandLine) : m_tCommandLine(rCommandLine) {
     openReports();
     const sigset_t tSet = makeSet();
     pthread_sigmask(SIG_BLOCK, &tSet, &m_tBefore);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));  // whoever read the standard output
     m_tSignals = checked(::signalfd(-1, &tSet, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
