@@ -12,6 +12,7 @@ public:
     explicit MemoryResponseProvider(MemoryCalls& rCalls) noexcept
         : m_rCalls(rCalls),
           m_rResponse(rCalls.m_rResponse) {}
+    virtual ~MemoryResponseProvider() = default;
 
     void setStatusCode(unsigned int nStatus) override;
     void setErrorStatusCode(unsigned int nStatus) override;

@@ -12,7 +12,7 @@ namespace webcontainer {
 
 bool isAsleep(int nThread) noexcept {
     char tPath[48];
-    std::snprintf(tPath, sizeof tPath, "/proc/self/task/%d/stat", nThread);
+    (void)std::snprintf(tPath, sizeof tPath, "/proc/self/task/%d/stat", nThread);
     const FileDescriptor tFile(::open(tPath, O_RDONLY | O_CLOEXEC));
     char tText[128];
     const ssize_t nRead = ::read(tFile.get(), tText, sizeof tText);

@@ -18,9 +18,9 @@ class ConnectionTable {
 public:
     /// Both must outlive the table.
     ConnectionTable(Poller& rPoller, const Limits& rLimits) noexcept
-        : m_rPoller(rPoller),
-          m_rLimits(rLimits),
-          m_tAccounts(rLimits.nMaxConnectionsPerClient) {}
+        : m_tAccounts(rLimits.nMaxConnectionsPerClient),
+          m_rPoller(rPoller),
+          m_rLimits(rLimits) {}
     ~ConnectionTable();
     ConnectionTable(const ConnectionTable&) = delete;
     ConnectionTable& operator=(const ConnectionTable&) = delete;
@@ -105,9 +105,9 @@ private:
     void demandRate(Connection& r) noexcept;
     unsigned timeoutOf(EPhase ePhase) const noexcept;
 
+    ClientAccounts m_tAccounts;
     Poller& m_rPoller;
     const Limits& m_rLimits;
-    ClientAccounts m_tAccounts;
     Rarely m_tComplaint;  ///< about a client with too many connections
     std::atomic<std::size_t> m_nOpen{0};
     std::atomic<std::size_t> m_nAll{0};

@@ -12,6 +12,7 @@ class Worker final : private WaitObserver {
 public:
     /// rStatistics: this thread's, which outlive it.
     Worker(const WorkerShared& rShared, WorkerStatistics& rStatistics);
+    virtual ~Worker() = default;
     /// Returns when the shared descriptor says so.
     void run();
 

@@ -113,7 +113,7 @@ char* putJsonEscape(char* p, std::string_view& rsRest) {
     StringBuffer tWide;  // with U+FFFD for what is no UTF-8
     N2WEncodingUTF8().encode(tWide, sOthers);
     for (const wchar_t cWide : tWide.view()) {
-        const auto n = static_cast<std::uint32_t>(cWide);
+        const auto n = static_cast<char32_t>(cWide);
         if (n > 0xFFFF) p = putCodeUnit(p, 0xD7C0 + (n >> 10));
         p = putCodeUnit(p, n > 0xFFFF ? 0xDC00 + (n & 0x3FF) : n);
     }

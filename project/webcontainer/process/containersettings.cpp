@@ -126,7 +126,7 @@ TrustedProxies readTrustedProxies(const ConfigReader& rReader) {
 
 /// A field value of visible ASCII (RFC 9110 section 5.5).
 std::string readServerField(const ConfigReader& rReader) {
-    const std::string sField = toUtf8(s_tServerField.readText(rReader));
+    std::string sField = toUtf8(s_tServerField.readText(rReader));
     const bool bVisible = std::ranges::all_of(sField, [](char c) { return c >= ' ' && c < '\x7F'; });
     if (!bVisible || trim(sField) != sField)
         rReader.throwBadValue(

@@ -41,8 +41,8 @@ void checkTable(const ConfigReader& rReader, const std::string& sTable, const st
         const std::string sName = toUtf8(sWide);
         if (rNames.contains(sName)) continue;
         const std::vector<std::string> tKnown(rNames.begin(), rNames.end());
-        rReader.throwUnknownName(fromUtf8(sTable.empty() ? sName : sTable + "/" + sName),
-                                 fromUtf8(suggest(sName, tKnown)));
+        const std::string sPlace = sTable.empty() ? "" : sTable + "/";
+        rReader.throwUnknownName(fromUtf8(sPlace + sName), fromUtf8(suggest(sName, tKnown)));
     }
 }
 

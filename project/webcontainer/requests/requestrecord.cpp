@@ -25,7 +25,7 @@ std::string toText(const timespec& rTime) {
     tm tDate{};
     ::gmtime_r(&rTime.tv_sec, &tDate);
     char tSeconds[32];
-    std::strftime(tSeconds, sizeof tSeconds, "%FT%T", &tDate);
+    (void)std::strftime(tSeconds, sizeof tSeconds, "%FT%T", &tDate);
     const std::string sMicroseconds = std::to_string(1000000 + rTime.tv_nsec / 1000).substr(1);
     return std::string(tSeconds).append(".").append(sMicroseconds).append("Z");
 }
