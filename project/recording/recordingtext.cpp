@@ -1,7 +1,8 @@
 #include "recordingtext.h"
 
 #include <emmintrin.h>
-#include <zlib.h>
+#include <libdeflate.h>
+#include <unicode/ustring.h>
 
 #include <algorithm>
 #include <bit>
@@ -54,12 +55,34 @@ std::size_t findKinds(std::string_view s, unsigned nKinds) {
 }
 
 bool hasOtherThanUtf8(std::string_view s) {
-    return findKinds(s, kHigh) != s.size() && toUtf8(fromUtf8(s).view()) != s;
+    s.remove_prefix(findKinds(s, kHigh));
+    UErrorCode eError = U_ZERO_ERROR;
+    if (!s.empty())
+        u_strFromUTF8(nullptr, 0, nullptr, s.data(), static_cast<std::int32_t>(s.size()), &eError);
+    return eError == U_INVALID_CHAR_FOUND;
 }
 
 void appendHex(std::string& rsText, char c) {
     const auto nByte = static_cast<unsigned char>(c);
     rsText.append({'\\', 'x', s_ksHexDigits[nByte >> 4], s_ksHexDigits[nByte & 15]});
+}
+
+/// sNewLine: goes behind each line feed that something follows.
+void appendRest(std::string& rsText, std::string_view s, unsigned nEscaped, std::string_view sNewLine) {
+    const bool bEndsInSpace = s.ends_with(' ');
+    if (bEndsInSpace) s.remove_suffix(1);
+    while (!s.empty()) {
+        const std::size_t n = findKinds(s, nEscaped);
+        rsText.append(s.substr(0, n));
+        if (n == s.size()) break;
+        if (const std::size_t nEscape = s_ksEscaped.find(s[n]); nEscape != s.npos)
+            rsText.append({'\\', s_ksEscapes[nEscape]});
+        else
+            appendHex(rsText, s[n]);
+        if (s[n] == '\n' && (n + 1 < s.size() || bEndsInSpace)) rsText.append(sNewLine);
+        s.remove_prefix(n + 1);
+    }
+    if (bEndsInSpace) appendHex(rsText, ' ');
 }
 
 }  // namespace
@@ -78,7 +101,7 @@ std::string messageOf(const std::exception_ptr& pException) {
 
 std::string checksumText(std::string_view s) {
     std::string sText(8, '0');
-    auto n = static_cast<std::uint32_t>(::crc32_z(0, reinterpret_cast<const Bytef*>(s.data()), s.size()));
+    std::uint32_t n = ::libdeflate_crc32(0, s.data(), s.size());
     for (auto it = sText.rbegin(); it != sText.rend(); ++it, n >>= 4)
         *it = s_ksHexDigits[n & 15];
     return sText;
@@ -95,20 +118,11 @@ std::string escapeBytes(std::string_view s) {
 }
 
 void appendEscaped(std::string& rsText, std::string_view s) {
-    const bool bEndsInSpace = s.ends_with(' ');
-    if (bEndsInSpace) s.remove_suffix(1);
-    const unsigned nEscaped = kShort | kOtherControl | (hasOtherThanUtf8(s) ? kHigh : kPlain);
-    while (!s.empty()) {
-        const std::size_t n = findKinds(s, nEscaped);
-        rsText.append(s.substr(0, n));
-        if (n == s.size()) break;
-        if (const std::size_t nEscape = s_ksEscaped.find(s[n]); nEscape != s.npos)
-            rsText.append({'\\', s_ksEscapes[nEscape]});
-        else
-            appendHex(rsText, s[n]);
-        s.remove_prefix(n + 1);
-    }
-    if (bEndsInSpace) appendHex(rsText, ' ');
+    appendRest(rsText, s, kShort | kOtherControl | (hasOtherThanUtf8(s) ? kHigh : kPlain), {});
+}
+
+void appendText(std::string& rsText, std::string_view s, std::string_view sNewLine) {
+    appendRest(rsText, s, kShort, sNewLine);
 }
 
 bool unescapeBytes(std::string_view s, std::string& rsBytes) {

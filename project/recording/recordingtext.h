@@ -53,6 +53,8 @@ std::string checksumText(std::string_view s);
 bool isText(std::string_view s);
 /// Appends what escapeBytes() makes of s.
 void appendEscaped(std::string& rsText, std::string_view s);
+/// The same of what isText() is true of, with sNewLine behind each line feed that something follows.
+void appendText(std::string& rsText, std::string_view s, std::string_view sNewLine);
 /// What escapeBytes() has made; false: there is no such escape.
 bool unescapeBytes(std::string_view s, std::string& rsBytes);
 /// What stands in base64 (RFC 4648 section 4), padded; false: it is none.

@@ -40,14 +40,17 @@ public:
     }
     /// Lines of text up to the line ends that are in it, or lines of base64.
     void content(std::string_view s) {
-        const bool bText = isText(s);
-        while (!s.empty()) {
-            const std::size_t nLine =
-                bText ? std::min(s.find('\n'), s.size() - 1) + 1 : std::min(s.size(), s_knBytesPerLine);
-            m_sText += bText ? s_ksText : s_ksBase64;
-            bText ? appendEscaped(m_sText, s.substr(0, nLine)) : appendBase64(s.substr(0, nLine));
+        if (s.empty()) return;
+        if (isText(s)) {
+            m_sText += s_ksText;
+            appendText(m_sText, s, std::string("\n").append(s_ksText));
             m_sText += '\n';
-            s.remove_prefix(nLine);
+            return;
+        }
+        for (; !s.empty(); s.remove_prefix(std::min(s.size(), s_knBytesPerLine))) {
+            m_sText += s_ksBase64;
+            appendBase64(s.substr(0, s_knBytesPerLine));
+            m_sText += '\n';
         }
     }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <utility>
 
 #include "base/monotonicclock.h"
 
@@ -13,7 +14,7 @@ using ECall = Recording::ECall;
 
 /// So much more than its bytes the calls of a request may take, which could go on for ever.
 constexpr std::size_t s_knCallBytes = 65536;
-constexpr std::size_t s_knUsualCalls = 16;
+constexpr std::size_t s_knUsualCalls = 16, s_knUsualVariables = 16;
 
 timespec now() noexcept {
     timespec tNow{};
@@ -22,12 +23,15 @@ timespec now() noexcept {
 }
 
 std::string toText(const timespec& rTime) {
-    tm tDate{};
-    ::gmtime_r(&rTime.tv_sec, &tDate);
-    char tSeconds[32];
-    (void)std::strftime(tSeconds, sizeof tSeconds, "%FT%T", &tDate);
+    static thread_local std::time_t t_nSecond = -1;
+    static thread_local char t_tSecond[32];
+    if (std::exchange(t_nSecond, rTime.tv_sec) != rTime.tv_sec) {
+        tm tDate{};
+        ::gmtime_r(&rTime.tv_sec, &tDate);
+        (void)std::strftime(t_tSecond, sizeof t_tSecond, "%FT%T", &tDate);
+    }
     const std::string sMicroseconds = std::to_string(1000000 + rTime.tv_nsec / 1000).substr(1);
-    return std::string(tSeconds).append(".").append(sMicroseconds).append("Z");
+    return std::string(t_tSecond).append(".").append(sMicroseconds).append("Z");
 }
 
 /// What recordings of either kind begin with.
@@ -113,7 +117,10 @@ void RequestRecord::fill(bool bWhole) {
     m_pRecording->nTotalUs = monotonicUs() - m_nBeginUs;
     m_pRecording->nStatus = m_rContext.nStatus;
     m_pRecording->bWhole = bWhole;
-    for (const HeaderField& r : m_rContext.rInput.getHead().tFields)
+    const auto& rFields = m_rContext.rInput.getHead().tFields;
+    m_pRecording->tHeaders.reserve(rFields.size());
+    m_pRecording->tVariables.reserve(s_knUsualVariables);
+    for (const HeaderField& r : rFields)
         m_pRecording->tHeaders.emplace_back(m_rContext.rInput.text(r.tName),
                                             m_rContext.rInput.text(r.tValue));
     fillVariables();
