@@ -57,7 +57,7 @@ std::size_t findKinds(std::string_view s, unsigned nKinds) {
 bool hasOtherThanUtf8(std::string_view s) {
     s.remove_prefix(findKinds(s, kHigh));
     UErrorCode eError = U_ZERO_ERROR;
-    if (!s.empty())
+    if (!s.empty())  // only looked at, as there is no room for the result
         u_strFromUTF8(nullptr, 0, nullptr, s.data(), static_cast<std::int32_t>(s.size()), &eError);
     return eError == U_INVALID_CHAR_FOUND;
 }
