@@ -99,6 +99,10 @@ TEST(Recording, HoldsAnyBytes) {
         t.sRaw = t.sTime = s;
         EXPECT_EQ(Recording::read(t.write()), t) << s;
     }
+    t.sRaw = "a\n ";
+    EXPECT_THAT(t.write(), HasSubstr("\n| a\\n\n| \\x20\n"));
+    t.sRaw = '\x7f' + std::string(20, 'a');
+    EXPECT_THAT(t.write(), HasSubstr("\n= f2Fh")) << "it is no text";
 }
 
 TEST(Recording, SaysWhatIsWrongAndWhere) {
