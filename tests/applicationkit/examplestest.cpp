@@ -4,10 +4,13 @@
 
 #include "support/temporarydirectory.h"
 #include "zq/applicationkit/cookies.h"
+#include "zq/applicationkit/descriptor.h"
 #include "zq/applicationkit/escape.h"
 #include "zq/applicationkit/formdata.h"
 #include "zq/applicationkit/htmlwriter.h"
 #include "zq/applicationkit/jsonbody.h"
+#include "zq/applicationkit/numbertext.h"
+#include "zq/applicationkit/requesterror.h"
 #include "zq/applicationkit/router.h"
 #include "zq/applicationkit/sendfile.h"
 #include "zq/applicationkit/staticfiles.h"
@@ -23,6 +26,21 @@ namespace {
 TEST(Example, Router) {
 #include "example/router.inc"
     EXPECT_THAT(tHost.get("/orders/17"), HasBody("Order 17"));
+}
+
+TEST(Example, WhatCanBeWrong) {
+    const test::TemporaryDirectory tFolder;
+    const std::string sPath = tFolder.write("empty", "");
+#include "example/descriptor.inc"
+    EXPECT_TRUE(bEmpty);
+    const std::wstring sAge = L"old";
+    std::wstring sProblem;
+#include "example/numbertext.inc"
+    EXPECT_EQ(sProblem, L"Your age should be a whole number from 0 to 150.");
+    const auto fAnswer = [&] {
+#include "example/requesterror.inc"
+    };
+    EXPECT_THROW(fAnswer(), kit::RequestError);
 }
 
 TEST(Example, Escape) {

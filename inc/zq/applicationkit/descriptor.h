@@ -7,6 +7,10 @@
 namespace kit {
 
 /// Owns a file descriptor and closes it; a negative one stands for none.
+///
+///     const kit::Descriptor tFile(open(sPath.c_str(), O_RDONLY | O_CLOEXEC));
+///     char c = 0;
+///     const bool bEmpty = tFile && read(tFile.get(), &c, 1) == 0;
 class Descriptor {
 public:
     explicit Descriptor(int nDescriptor = -1) noexcept : m_nDescriptor(nDescriptor) {}
