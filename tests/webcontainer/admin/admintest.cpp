@@ -170,7 +170,7 @@ TEST(Admin, ShowsHowManyRequestsWaitForAWorkerAndHowLong) {
         tGo.set_value();
         for (Client* const p : {&tFresh, &tKept})
             EXPECT_THAT(p->readResponse(), EndsWith("ok"));
-        while (statistics().nQueued != 0)
+        while (statistics().nQueued + statistics().nInFlight != 0)
             ::usleep(1000);
         EXPECT_THAT(t.get("/ready"), EndsWith("\r\n\r\nready"));
         EXPECT_THAT(t.get("/live"), StartsWith("HTTP/1.1 200"));
