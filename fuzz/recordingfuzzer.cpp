@@ -24,14 +24,15 @@ bool isRunnable(const Recording& r) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {
     static fuzz::SampleSubject s_tSubject;
+    Recording tRecording;
     try {
-        const std::string_view sText(reinterpret_cast<const char*>(pData), nSize);
-        const Recording tRecording = Recording::read(sText, true);
-        require(Recording::read(tRecording.write()) == tRecording, "the same recording");
-        (void)toMemoryResponse(tRecording);
-        if (isRunnable(tRecording)) s_tSubject.run(toMemoryRequest(tRecording));
+        tRecording = Recording::read({reinterpret_cast<const char*>(pData), nSize}, true);
     } catch (const Recording::Unreadable& e) {
         require(std::string_view(e.what()).starts_with("line "), "the line");
+        return 0;
     }
+    require(Recording::read(tRecording.write()) == tRecording, "the same recording");
+    (void)toMemoryResponse(tRecording);
+    if (isRunnable(tRecording)) s_tSubject.run(toMemoryRequest(tRecording));
     return 0;
 }

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <tuple>
 
 #include "recordingtext.h"
@@ -88,15 +89,21 @@ private:
         if (s != s_ksNoLength) m_t.nLength = number(s);
     }
     void readRefused(std::string_view s) {
-        const std::size_t nStatus = number(takeWord(s));
-        m_t.tRefusal = {static_cast<unsigned>(nStatus), text(s)};
+        Recording tAllowed;
+        tAllowed.sTime = m_t.sTime;
+        tAllowed.sId = m_t.sId;
+        tAllowed.sClient = m_t.sClient;
+        tAllowed.sRaw = m_t.sRaw;
+        require(m_t == tAllowed, "of a request that was refused there are only its bytes");
+        m_t.tRefusal = {status(takeWord(s)), text(s)};
         m_eEnd = EEnd::kSaid;
     }
 
     void readEvent(std::string_view s) {
         require(m_bRequest, "there is no request line before the calls");
+        constexpr std::size_t knLatest = std::numeric_limits<std::int64_t>::max();
         Event tEvent{.eCall = Recording::ECall::kBody,
-                     .nAtUs = static_cast<std::int64_t>(number(takeWord(s)))};
+                     .nAtUs = static_cast<std::int64_t>(number(takeWord(s), knLatest))};
         const std::string_view sWord = takeWord(s);
         if (sWord == "sent") return readSent(tEvent.nAtUs, s);
         const auto it = std::ranges::find(s_tCallForms, sWord, &CallForm::sWord);
@@ -118,7 +125,8 @@ private:
     }
     void readSent(std::int64_t nAtUs, std::string_view s) {
         m_t.nTotalUs = nAtUs;
-        m_t.nStatus = static_cast<unsigned>(number(takeWord(s)));
+        m_t.nStatus = status(takeWord(s));
+        require(m_t.sRaw.empty(), "a request that ran has no bytes of its own here");
         require(s == s_ksWhole || s == s_ksCut, "a response is whole or cut");
         m_t.bWhole = s == s_ksWhole;
         m_eEnd = EEnd::kSaid;
@@ -169,13 +177,15 @@ private:
         const std::string_view sValue = s.substr(nColon + 1);
         return {text(s.substr(0, nColon)), text(sValue.substr(sValue.starts_with(' ') ? 1 : 0))};
     }
-    std::size_t number(std::string_view s) const {
+    std::size_t number(std::string_view s,
+                       std::size_t nMost = std::numeric_limits<std::size_t>::max()) const {
         std::size_t n = 0;
         const char* const pEnd = s.data() + s.size();
         const auto tResult = std::from_chars(s.data(), pEnd, n);
-        require(tResult.ec == std::errc() && tResult.ptr == pEnd, "a number should stand here");
+        require(tResult.ec == std::errc() && tResult.ptr == pEnd && n <= nMost, "a number should stand here");
         return n;
     }
+    unsigned status(std::string_view s) const { return static_cast<unsigned>(number(s, 999)); }
     int result(std::string_view s) const {
         const auto it = std::ranges::find(s_ksResults, s);
         require(it != s_ksResults.end(), "the result of a call should stand here");
