@@ -4,8 +4,6 @@
 
 #include <thread>
 
-#include "base/monotonicclock.h"
-
 namespace test {
 namespace {
 
@@ -20,10 +18,11 @@ TEST(Activity, IsSeenWholeWhileItChanges) {
             t.end();
         }
     });
-    int nSeen = 0;
-    for (const std::int64_t nEnd = webcontainer::monotonicMs() + 500; webcontainer::monotonicMs() < nEnd;) {
+    std::int64_t nLast = 0;
+    for (int nSeen = 0; nSeen < 30;) {
         const auto tSeen = t.look();
-        if (tSeen.nSinceUs == 0) continue;
+        if (tSeen.nSinceUs == 0 || tSeen.nSinceUs == nLast) continue;
+        nLast = tSeen.nSinceUs;
         ++nSeen;
         const char c = static_cast<char>('a' + tSeen.nSinceUs % 6);
         ASSERT_EQ(tSeen.line(), std::string(48, c));
@@ -31,7 +30,6 @@ TEST(Activity, IsSeenWholeWhileItChanges) {
     }
     tWorker.request_stop();
     tWorker.join();
-    EXPECT_GT(nSeen, 100);
     char* const pNowhere = reinterpret_cast<char*>(16);
     const std::tuple<std::string_view, const char*, std::string_view, std::string_view> tCases[] = {
         {{}, "0af7651916cd43dd8448eb211c80319c", "", "0af7651916cd43dd8448eb211c80319c"},
