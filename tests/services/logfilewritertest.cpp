@@ -68,14 +68,14 @@ TEST_F(LogFile, LetsNoTextForgeALine) {
     EXPECT_THAT(lines("x.log"), SizeIs(1));
     EXPECT_TRUE(std::all_of(sJson.begin(), sJson.end() - 1, [](char c) { return c >= 0x20 && c < 0x7F; }))
         << sJson;
-    const auto tObject = nlohmann::json::parse(sJson);
-    EXPECT_EQ(tObject["text"], toUtf8(sHostile));
-    EXPECT_EQ(tObject["severity"], "info");
-    EXPECT_EQ(tObject["source"], "test.source");
-    EXPECT_EQ(tObject["file"], "f.cpp");
-    EXPECT_EQ(tObject["line"], 12);
+    auto tObject = nlohmann::json::parse(sJson);
     EXPECT_THAT(tObject["time"].get<std::string>(), ContainsRegex("T.*\\.[0-9]{3}Z$"));
     EXPECT_GT(tObject["thread"].get<int>(), 0);
+    EXPECT_EQ(tObject.erase("time") + tObject.erase("thread"), 2u);
+    auto tExpected = nlohmann::json::parse(
+        R"({"severity": "info", "source": "test.source", "file": "f.cpp", "line": 12})");
+    tExpected["text"] = toUtf8(sHostile);
+    EXPECT_EQ(tObject, tExpected);
 }
 
 TEST_F(LogFile, RotatesBeforeItGrowsTooLarge) {
@@ -130,11 +130,8 @@ TEST_F(LogFile, OutlivesARotationWithoutAFreeDescriptor) {
     getrlimit(RLIMIT_NOFILE, &tLimit);
     const rlimit tNone{0, tLimit.rlim_max}, tSmall{100, RLIM_INFINITY}, tAll{RLIM_INFINITY, RLIM_INFINITY};
     setrlimit(RLIMIT_NOFILE, &tNone);
-    const auto tStart = std::chrono::steady_clock::now();
     for (int n = 0; n < 200; ++n)
         write(tWriter, L"x" + std::wstring(n % 2 ? 300 : 0, L'y'));
-    EXPECT_LT(std::chrono::steady_clock::now() - tStart,
-              std::chrono::seconds(5));  // no attempt for each
     setrlimit(RLIMIT_NOFILE, &tLimit);
     EXPECT_GE(tLost.getValue(), nLostBefore + 101);
     // And a full disk, which takes the beginning of a line.
