@@ -25,8 +25,8 @@ struct RecorderSettings {
     std::vector<std::string> tRedacted{};  ///< names of header fields whose values are kept out
 };
 
-/// Puts into "(redacted)" what the fields of these names say: in headers both ways, in the server variables
-/// made of them, and, as letters x, in the bytes of a refused request, which stays as long as it was.
+/// Puts into "(redacted)" what the fields of these names say: in headers both ways, in their HTTP_ server
+/// variables and, as letters x, in the bytes of a refused request, which stays as long as it was.
 void redact(Recording& rRecording, const std::vector<std::string>& rNames);
 
 /// Writes recordings, each to a file of its own in one folder, on a thread of its own. Who hands one over

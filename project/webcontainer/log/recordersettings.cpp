@@ -29,8 +29,8 @@ const Setting s_tMaxFolderMegabytes(numberSetting(L"Recording/MaxFolderMegabytes
                                                   "recordings are lost until some are taken away"));
 const Setting s_tRedact(textSetting(
     L"Recording/Redact", L"Authorization Cookie Proxy-Authorization Set-Cookie",
-    "names of header fields of requests and responses whose values are not recorded, nor those of the server "
-    "variables made of them"));
+    "names of header fields of requests and responses whose values are not recorded, nor those of their "
+    "HTTP_ server variables"));
 
 }  // namespace
 
