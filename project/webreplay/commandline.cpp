@@ -14,9 +14,8 @@ constexpr char s_ksFooter[] =
     "  cmake --preset tsan && cmake --build build/tsan\n"
     "  build/tsan/bin/webreplay --sanitize --app build/tsan/lib/libNAME.so --repeat 20 --threads 8 FOLDER\n"
     "The preset asan is for memory. A finding ends the program, or stands on standard error.\n"
-    "\nExit codes: 0 all the same, 1 something differs, 2 a file is no recording or none was found, 3 "
-    "nothing\n"
-    "was run: wrong command line, application or configuration.";
+    "\nExit codes: 0 all the same, 1 something differs, 2 a file is no recording or none was found, 3\n"
+    "nothing was run (wrong command line, application or configuration) or the result could not be written.";
 
 constexpr std::string_view s_ksSanitizers = ZQ_SANITIZERS;
 

@@ -117,6 +117,7 @@ int run(const CommandLine& rCommandLine) {
     }
     std::cout << "webreplay: of " << tPaths.size() << " recordings " << tFiles.size() - nDiffer
               << " are the same, " << nDiffer << " differ, " << nUnusable << " cannot be used" << std::endl;
+    if (!std::cout) throw std::runtime_error("the result cannot be written");
     return nUnusable != 0 || tPaths.empty() ? kExitUnusable : nDiffer != 0 ? kExitDiffers : kExitSame;
 }
 

@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <stdexcept>
 #include <thread>
@@ -38,6 +39,12 @@ public:
     EStatus get(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
         misbehave(rRequest.sQueryString.view().substr(0, rRequest.sQueryString.view().find('&')));
         if (rRequest.sQueryString.view() == "throw") throw std::runtime_error("no luck");
+        if (rRequest.sQueryString.view() == "count") {
+            static std::atomic<int> s_nCount{0};
+            const bool bLong = FeatureExpr<bool>(L"Long").evaluate(*rStream.getFeatureTable());
+            rStream.setExpireSeconds(bLong ? 2000 : 1000);
+            rStream.addText(std::to_wstring(++s_nCount));
+        }
         rStream.addText(L"hello");
         if (rRequest.sQueryString.view() == "hang") {
             rStream.Flush();

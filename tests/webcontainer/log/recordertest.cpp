@@ -1,5 +1,6 @@
 #include "log/recorder.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -243,6 +244,54 @@ std::string replay(const std::vector<std::string>& rArguments) {
     std::string sSaid = tProgram.output();
     sSaid += tProgram.errors();
     return sSaid + "exit " + std::to_string(tProgram.wait());
+}
+
+TEST(Recorder, IsReplayedAsOftenAsIsWantedAndAtAnyTime) {
+    const std::string sRecording = R"(webcontainer recording 1
+time 2026-01-01T00:00:00.000000Z
+request GET /?count HTTP/1.1
+variable URL: /
+variable QUERY_STRING: count
+length none
++1 status 200
++1 announce 6
++1 add Last-Modified: Thu, 01 Jan 2026 00:00:00 GMT
++1 add Content-Type: text/plain; charset=utf-8
++1 add Expires: Thu, 01 Jan 2026 00:16:40 GMT
++1 add Cache-Control: private
++1 commit ok
++1 end 6 ok
+| 1hello
++1 sent 200 whole
+crc any
+)";
+    const Folder tFolder;
+    const std::string sConfig = tFolder.write("c.toml", "[Features]\nLong = true\n");
+    const struct {
+        const char *pWhat, *pBy;
+        std::vector<std::string> tMore;
+        const char* pSays;
+    } tRows[] = {
+        {"", "", {}, " 1 are the same, 0 differ"},
+        {"", "", {"--repeat", "2"}, "  then: 1hello\n  now:  2hello\n"},
+        {"", "", {"--threads", "2"}, "  then: 1hello\n  now:  2hello\n"},
+        {"00:16:40", "00:33:20", {"--config", sConfig}, " 1 are the same, 0 differ"},
+        {"00:16:40", "00:15:40", {}, "header field Expires differs"},
+        {"Modified: Thu, 01", "Modified: Fri, 02", {}, "header field Last-Modified differs"},
+        {"Modified: Thu, 01", "Modified: Fri, 02", {"--mask", "last-modified"}, " 1 are the same, 0 differ"},
+    };
+    for (const auto& r : tRows) {
+        std::string sText = sRecording;
+        sText.replace(sText.find(r.pWhat), std::string_view(r.pWhat).size(), r.pBy);
+        std::vector<std::string> tArguments{tFolder.write("a.rec", sText), "--app", TEST_APPLICATION};
+        tArguments.insert(tArguments.end(), r.tMore.begin(), r.tMore.end());
+        EXPECT_THAT(replay(tArguments), HasSubstr(r.pSays)) << r.pBy;
+    }
+    Program tUnheard(
+        {tFolder.path("a.rec"), "--app", TEST_APPLICATION}, [] { ::dup2(::open("/dev/full", O_WRONLY), 1); },
+        TEST_REPLAY);
+    EXPECT_EQ(tUnheard.errors(), "webreplay: the result cannot be written\n");
+    EXPECT_EQ(tUnheard.wait(), 3);
 }
 
 TEST(Recorder, RecordsWhatWebreplayReproduces) {
