@@ -7,6 +7,9 @@
 
 namespace {
 
+/// In one recording, where bytes were omitted: as many as can be run again in a machine's memory.
+constexpr std::size_t s_knMostCalls = 100'000'000;
+
 /// Takes what stands before the next space, and that space, off the text.
 std::string_view takeWord(std::string_view& rs) {
     const std::size_t nEnd = std::min(rs.find(' '), rs.size());
@@ -117,6 +120,8 @@ private:
             tEvent.bOmitted = takeWord(s) == s_ksOmitted;
             require(tEvent.bOmitted, "only that they were omitted can be said of a call's bytes");
             if (!s.empty()) tEvent.nCalls = number(std::exchange(s, {}));
+            require(tEvent.nCalls <= m_nCallsLeft, "there are more than 100,000,000 calls");
+            m_nCallsLeft -= tEvent.nCalls;
         }
         require(s.empty(), "the line says more than the call can have");
         Event& r = m_t.tEvents.emplace_back(std::move(tEvent));
@@ -198,6 +203,7 @@ private:
     std::size_t m_nLine = 0;
     Recording m_t;
     bool m_bRequest = false;
+    std::size_t m_nCallsLeft = s_knMostCalls;
     EEnd m_eEnd = EEnd::kOpen;
     std::string* m_pContent = nullptr;  ///< what the lines of bytes that follow belong to
     std::size_t m_nContent = 0;

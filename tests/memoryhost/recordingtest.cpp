@@ -122,6 +122,7 @@ TEST(Recording, SaysWhatIsWrongAndWhere) {
         {"length 7", "length -7", "line 11: a number should stand here"},
         {"+4 clear", "+4 clear it", "line 17: the line says more"},
         {"ok omitted 2", "ok committed", "line 25: only that they were omitted"},
+        {"omitted 2", "omitted 100000000\n+8 end 1 ok omitted", "line 26: there are more than 100,000,000"},
         {"commit ok", "commit good", "line 21: the result of a call"},
         {"+6 commit", "+6 omit", "line 21: there is no call \"omit\""},
         {"+11 sent 404 cut", "+11 sent 404 half", "line 32: a response is whole or cut"},
