@@ -35,8 +35,8 @@ struct ZQ_EXPORT FormLimits {
 class ZQ_EXPORT FormData {
 public:
     using Field = QueryParameters::Parameter;
-    /// Takes the bytes of a file while they come in, instead of a temporary file, and within the limits. What
-    /// it leaves of them is skipped; what it throws passes.
+    /// Takes the bytes of a file that has a name while they come in, instead of a temporary file, and within
+    /// the limits. What it leaves of them is skipped; what it throws passes.
     using TakeFile = std::function<void(const FileInfo& rInfo, InputStream& rBytes)>;
 
     /// A field that is not as it should be.

@@ -17,7 +17,7 @@ namespace kit {
 ///         sProblem = L"Your age should be " + kit::describeNumber(0, 150) + L".";
 ZQ_EXPORT bool parseNumber(std::wstring_view sText, long long nLeast, long long nMost, long long& rnValue);
 
-/// "a whole number from 1 to 9", or "of at least 1" and the like where the range is the type's.
+/// "a whole number from 1 to 9", or "of at least 1" and the like where a bound is an int's, or beyond.
 ZQ_EXPORT std::wstring describeNumber(long long nLeast, long long nMost);
 
 /// The types that such a number can have.

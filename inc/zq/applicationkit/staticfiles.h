@@ -20,7 +20,7 @@ namespace kit {
 ///     MemoryHost tHost([&](auto& rStream, auto& rRequest) { return tRouter.get(rStream, rRequest); });
 ///
 /// No path leads out of the folder, whatever stands in it or is moved in it meanwhile: the kernel sees to
-/// it (openat2 with RESOLVE_BENEATH, since Linux 5.6). Links are followed where they stay in it. Files and
+/// it (openat2 with RESOLVE_BENEATH, since Linux 5.6). Relative links are followed that never leave it. Files and
 /// folders whose names begin with a dot are not there, nor is anything but a regular file.
 ///
 /// Beside a file NAME there may be NAME.br and NAME.gz: the same bytes, compressed. They are sent to those
@@ -31,7 +31,8 @@ class ZQ_EXPORT StaticFiles {
 public:
     /// How they are sent.
     struct ZQ_EXPORT Options {
-        /// For how many seconds a file stays fresh in caches; unset: they ask each time.
+        /// For how many seconds a file stays fresh in caches; unset: they guess (RFC 9111 section
+        /// 4.2.2).
         std::optional<std::uint32_t> nFreshSeconds = {};
         /// What stands for a folder, in a path that ends in a slash or is empty; "": nothing does.
         std::string sIndex = "index.html";
