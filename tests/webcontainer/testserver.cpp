@@ -137,6 +137,11 @@ std::string Client::readResponse(std::string_view sMethod) {
     return sResponse + read(sMethod == "HEAD" ? 0 : declaredLength(sResponse));
 }
 
+void waitFor(const std::function<bool()>& fHolds) {
+    while (!fHolds())
+        ::usleep(1000);
+}
+
 std::string ask(const webcontainer::SocketAddress& rServer, std::string_view sRequest) {
     Client tClient(rServer);
     tClient.send(sRequest);

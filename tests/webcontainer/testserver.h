@@ -96,6 +96,8 @@ private:
     std::string m_sEnd;  ///< how the connection ended, for readAll()
 };
 
+/// Until the condition holds, however long that takes.
+void waitFor(const std::function<bool()>& fHolds);
 /// Sends, ends our side, and returns all that came.
 std::string ask(const webcontainer::SocketAddress& rServer, std::string_view sRequest);
 /// What follows the head; empty when the connection was closed without an answer.

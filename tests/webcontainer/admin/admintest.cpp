@@ -86,8 +86,7 @@ TEST(Admin, CountsEveryRequestOnce) {
     }
     Client tIdle(t.m_tServer);
     const auto statistics = [&] { return t.m_tServer.m_tContainer.readStatistics(); };
-    while (statistics().nAccepted != 7 || statistics().nConnections != 1)
-        ::usleep(1000);
+    waitFor([&] { return statistics().nAccepted == 7 && statistics().nConnections == 1; });
     const std::string sMetrics = t.get("/metrics");
     EXPECT_THAT(
         sMetrics,
@@ -145,18 +144,15 @@ TEST(Admin, ShowsHowManyRequestsWaitForAWorkerAndHowLong) {
         EXPECT_THAT(t.get("/ready"), EndsWith("\r\n\r\nready"));
         for (Client& r : tBusy)
             r.send("GET / HTTP/1.0\r\n\r\n");
-        while (statistics().nInFlight != 2)
-            ::usleep(1000);
+        waitFor([&] { return statistics().nInFlight == 2; });
         const auto tSent = steady_clock::now();
         Client tFresh(t.m_tServer);
         for (Client* const p : {&tFresh, &tKept})
             p->send("GET /waiting HTTP/1.1\r\n");
-        while (statistics().nQueued != 2 || statistics().nOldestQueuedMs < 300)
-            ::usleep(1000);
+        waitFor([&] { return statistics().nQueued == 2 && statistics().nOldestQueuedMs >= 300; });
         for (Client* const p : {&tFresh, &tKept})  // what comes later makes the request no younger
             p->send("Host: h\r\n\r\n");
-        while (statistics().nOldestQueuedMs < 450)
-            ::usleep(1000);
+        waitFor([&] { return statistics().nOldestQueuedMs >= 450; });
         EXPECT_LE(milliseconds(statistics().nOldestQueuedMs), steady_clock::now() - tSent + milliseconds(10));
         EXPECT_THAT(t.get("/ready"), AllOf(StartsWith(bReady ? "HTTP/1.1 200" : "HTTP/1.1 503"),
                                            HasSubstr("\r\n\r\nsaturated since 20"),
@@ -170,8 +166,7 @@ TEST(Admin, ShowsHowManyRequestsWaitForAWorkerAndHowLong) {
         tGo.set_value();
         for (Client* const p : {&tFresh, &tKept})
             EXPECT_THAT(p->readResponse(), EndsWith("ok"));
-        while (statistics().nQueued + statistics().nInFlight != 0)
-            ::usleep(1000);
+        waitFor([&] { return statistics().nQueued + statistics().nInFlight == 0; });
         EXPECT_THAT(t.get("/ready"), EndsWith("\r\n\r\nready"));
         EXPECT_THAT(t.get("/live"), StartsWith("HTTP/1.1 200"));
         EXPECT_THAT(t.get("/metrics"),
@@ -196,11 +191,9 @@ TEST(Admin, SaysThatTheServerDrainsWhileItDoes) {
     EXPECT_THAT(t.get("/ready"), EndsWith("\r\n\r\nready"));
     Client tClient(t.m_tServer);
     tClient.send("GET / HTTP/1.0\r\n\r\n");
-    while (t.m_tServer.m_tContainer.readStatistics().nInFlight == 0)
-        ::usleep(1000);
+    waitFor([&] { return t.m_tServer.m_tContainer.readStatistics().nInFlight != 0; });
     auto tDrained = std::async(std::launch::async, [&] { return t.m_tServer.m_tContainer.drain(-1); });
-    while (!t.m_tServer.m_tContainer.isDraining())
-        ::usleep(1000);
+    waitFor([&] { return t.m_tServer.m_tContainer.isDraining(); });
     EXPECT_THAT(t.get("/ready"), AllOf(StartsWith("HTTP/1.1 503"), EndsWith("\r\n\r\ndraining")));
     EXPECT_THAT(t.get("/live"), StartsWith("HTTP/1.1 200"));
     EXPECT_THAT(t.get("/metrics"), HasSubstr("webcontainer_draining 1\n"));

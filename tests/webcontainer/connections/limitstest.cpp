@@ -142,8 +142,7 @@ TEST(Limits, AClientHasOnlySoManyConnections) {
             EXPECT_EQ(now().nClients, bTrusted ? 1u : 2u);
         }
         tClients.pop_front();
-        while (now().nConnections != (bTrusted ? 3 : 1))
-            ::usleep(1000);
+        waitFor([&] { return now().nConnections == (bTrusted ? 3 : 1); });
         EXPECT_TRUE(answered(tClients.emplace_back(tServer)));
         EXPECT_EQ(now().nTooMany, bTrusted ? 0u : 2u);
         EXPECT_EQ(now().nClients, bTrusted ? 0u : 1u);

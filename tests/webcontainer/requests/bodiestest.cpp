@@ -219,8 +219,7 @@ TEST(Bodies, AMalformedChunkHasOneReasonBeforeTheRequestRunsAndWhileItDoes) {
         EXPECT_EQ(nRuns, 0);
         Client tClient(tServer);
         tClient.send(post(s_ksChunked, "1\r\nx\r\n"));
-        while (nRuns == 0)
-            ::usleep(1000);
+        waitFor([&] { return nRuns != 0; });
         nRuns = 0;
         tClient.send(sChunks);
         EXPECT_THAT(tClient.readAll(), HasSubstr(pAnswer));

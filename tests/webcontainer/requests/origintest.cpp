@@ -128,8 +128,7 @@ TEST(Origin, AProxysHeaderSaysWhoConnected) {
     auto& rContainer = tServers[0].tServer.m_tContainer;
     Client tHalf(tServers[0].tServer);
     tHalf.send("PROXY ");
-    while (rContainer.countPhases()[1] != 1)
-        ::usleep(1000);
+    waitFor([&] { return rContainer.countPhases()[1] == 1; });
     const auto tStart = std::chrono::steady_clock::now();
     EXPECT_TRUE(rContainer.drain(-1));
     EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(2)) << "as of who sent nothing";
@@ -156,8 +155,7 @@ TEST(Origin, OnlyProxiesMayConnectAndTheirClientsAreCounted) {
         EXPECT_EQ(tServer.m_tContainer.readStatistics().nClients, 2u);
         EXPECT_EQ(tServer.m_tContainer.readStatistics().nTooMany, 1u);
     }
-    while (tServer.m_tContainer.readStatistics().nClients != 0)
-        ::usleep(1000);
+    waitFor([&] { return tServer.m_tContainer.readStatistics().nClients == 0; });
     Client tAgain(tServer);
     tAgain.send(sOne + s_ksGet);
     EXPECT_NE(bodyOf(tAgain.readResponse()), "");
