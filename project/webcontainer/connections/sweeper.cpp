@@ -33,6 +33,7 @@ Sweeper::Sweeper(const WorkerShared& rShared, WorkerStatistics& rStatistics)
       m_tRunner(rShared.rHandler),
       m_tBuffers(rShared.pAccessLog, rShared.pRecorder) {
     m_tLimits.nWriteTimeoutMs = 0;
+    if (rShared.pRecorder) m_tInput.keepChunks();
 }
 
 void Sweeper::run() {

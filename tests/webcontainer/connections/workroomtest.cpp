@@ -15,6 +15,8 @@
 
 #include "base/filedescriptor.h"
 #include "base/monotonicclock.h"
+#include "log/recorder.h"
+#include "support/temporarydirectory.h"
 #include "testserver.h"
 
 namespace test {
@@ -204,20 +206,21 @@ TEST(QueueDelay, WhoHasWaitedTooLongIsToldWithoutTheApplication) {
         tLimits.nSweepIntervalMs = bByWorker ? 60000 : 20;
         std::promise<void> tGo;
         std::vector<std::string> tUrls;
+        const TemporaryDirectory tFolder;
+        webcontainer::Recorder tRecorder({.sFolder = tFolder.path()});
         Server tServer(
             [&](Request& r, Response& rResponse) {
                 tUrls.push_back(variable(r, "URL"));
                 if (tUrls.size() == 1) tGo.get_future().wait();
                 answer(rResponse, "ok");
             },
-            tLimits, 1);
+            localOptions(tLimits, 1), nullptr, &tRecorder);
         Client tBusy(tServer), tLate(tServer), tPart(tServer), tWrong(tServer);
         tBusy.send("GET /busy HTTP/1.1\r\nHost: h\r\n\r\nGET /pipelined HTTP/1.1\r\nHost: h\r\n\r\n");
-        while (tServer.m_tContainer.readStatistics().nInFlight == 0)
-            ::usleep(1000);
+        waitFor([&] { return tServer.m_tContainer.readStatistics().nInFlight != 0; });
         tLate.send("GET /late HTTP/1.1\r\nHost: h\r\n\r\n");
         tPart.send("POST /part HTTP/1.1\r\nHost: h\r\nContent-Length: 4\r\n\r\nabc");
-        tWrong.send("GET wrong HTTP/1.1\r\nHost: h\r\n\r\n");
+        tWrong.send("POST /wrong HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\nwrong\r\n");
         const auto tRefused =
             testing::AllOf(testing::StartsWith("HTTP/1.1 503"), HasSubstr("\r\nRetry-After: 5\r\n"));
         if (bByWorker) {
@@ -239,6 +242,11 @@ TEST(QueueDelay, WhoHasWaitedTooLongIsToldWithoutTheApplication) {
             EXPECT_THAT(tBusy.readResponse(), HasSubstr("ok"));
         EXPECT_THAT(tUrls, testing::ElementsAre("/busy", "/pipelined"));
         EXPECT_EQ(tServer.m_tContainer.readStatistics().nRefused, 3u);
+        tRecorder.flush();
+        std::string sRecorded;
+        for (const auto& r : std::filesystem::directory_iterator(tFolder.path()))
+            sRecorded += tFolder.read(r.path().native());
+        EXPECT_THAT(sRecorded, HasSubstr("| wrong\\r\\n\nrefused 400 ")) << "its chunks too";
     }
 }
 
@@ -254,8 +262,7 @@ TEST(QueueDelay, APieceThatCameWhileOthersWaitedMakesNoRequestLate) {
     Client tBusy(tServer), tPieces(tServer);
     for (const char* pPiece : {"POST /pieces HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\n\r\n", "a", "b"}) {
         tBusy.send("GET /busy HTTP/1.1\r\nHost: h\r\n\r\n");
-        while (tServer.m_tContainer.readStatistics().nInFlight == 0)
-            ::usleep(1000);
+        waitFor([&] { return tServer.m_tContainer.readStatistics().nInFlight != 0; });
         tPieces.send(pPiece);
         EXPECT_THAT(tBusy.readResponse(), HasSubstr("ok"));
     }
@@ -284,8 +291,7 @@ TEST(WorkRoom, WhoWaitsForAProcessorShows) {
         ::usleep(1000);
     }
     EXPECT_GE(nOldestMs, 100u);
-    while (tServer.m_tContainer.readStatistics().nQueued != 0)
-        ::usleep(1000);
+    waitFor([&] { return tServer.m_tContainer.readStatistics().nQueued == 0; });
 }
 
 /// How often threads of this process have gone to sleep.
