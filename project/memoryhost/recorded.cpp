@@ -22,7 +22,7 @@ MemoryRequest toMemoryRequest(const Recording& rRecording) {
 
 MemoryResponse toMemoryResponse(const Recording& rRecording) {
     MemoryResponse tResponse;
-    bool bOmitted = false;
+    bool bTried = false, bOmitted = false;
     for (const Recording::Event& r : rRecording.tEvents) {
         switch (r.eCall) {
             case ECall::kBody:
@@ -37,10 +37,10 @@ MemoryResponse toMemoryResponse(const Recording& rRecording) {
                 tResponse.nContentLength = r.nNumber;
                 continue;
             case ECall::kAdd:
-                if (!tResponse.bCommitted) tResponse.tHeaders.emplace_back(r.sName, r.sBytes);
+                if (!bTried) tResponse.tHeaders.emplace_back(r.sName, r.sBytes);
                 continue;
             case ECall::kClear:
-                if (!tResponse.bCommitted) tResponse.tHeaders.clear();
+                if (!bTried) tResponse.tHeaders.clear();
                 continue;
             case ECall::kException:
                 tResponse.sException = r.sBytes;
@@ -50,6 +50,7 @@ MemoryResponse toMemoryResponse(const Recording& rRecording) {
         }
         tResponse.eResult = static_cast<EResponseCode>(r.nResult);
         if (r.eCall == ECall::kCommit) {
+            bTried = true;
             tResponse.bCommitted = r.nResult == kiv::HttpResponseProvider::kRCOK;
             continue;
         }

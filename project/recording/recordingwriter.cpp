@@ -26,6 +26,13 @@ public:
             endLine();
         }
     }
+    void request(const Recording& r) {
+        m_sText += "request";
+        wordUpTo(' ', r.sMethod);
+        wordUpTo(' ', r.sTarget);
+        word(r.sVersion);
+        endLine();
+    }
     void event(const Recording::Event& r) {
         const CallForm& rForm = s_tCallForms[static_cast<std::size_t>(r.eCall)];
         m_sText.append("+").append(std::to_string(r.nAtUs)).append(" ").append(rForm.sWord);
@@ -64,8 +71,15 @@ private:
         m_sText += ' ';
         appendEscaped(m_sText, s);
     }
+    /// One that ends where cEnd stands, which is escaped within it.
+    void wordUpTo(char cEnd, std::string_view s) {
+        std::size_t n = m_sText.size() + 1;
+        word(s);
+        while ((n = m_sText.find(cEnd, n)) != m_sText.npos)
+            m_sText.replace(n, 1, cEnd == ':' ? "\\x3a" : "\\x20");
+    }
     void field(std::string_view sName, std::string_view sValue) {
-        word(sName);
+        wordUpTo(':', sName);
         m_sText += ':';
         word(sValue);
     }
@@ -98,7 +112,7 @@ std::string Recording::write() const {
         t.content(sRaw);
         t.line("refused", std::to_string(tRefusal->nStatus), tRefusal->sReason);
     } else {
-        t.line("request", sMethod, sTarget, sVersion);
+        t.request(*this);
         t.line("seen", sSeenMethod);
         t.fields("header", tHeaders);
         t.fields("variable", tVariables);

@@ -99,6 +99,10 @@ TEST(Recording, HoldsAnyBytes) {
         t.sRaw = t.sTime = s;
         EXPECT_EQ(Recording::read(t.write()), t) << s;
     }
+    Recording tRan = edited("Host: h", "\\x3aA\\x3a: : b");
+    EXPECT_EQ(tRan.tHeaders[0], std::pair(std::string(":A:"), std::string(": b")));
+    tRan.sMethod = tRan.sTarget = " a: ";
+    EXPECT_EQ(Recording::read(tRan.write()), tRan);
     t.sRaw = "a\n ";
     EXPECT_THAT(t.write(), HasSubstr("\n| a\\n\n| \\x20\n"));
     t.sRaw = '\x7f' + std::string(20, 'a');
@@ -167,6 +171,9 @@ TEST(Recording, BecomesARequestAndItsResponse) {
     ASSERT_EQ(tResponse.sBody.size(), 65u);
     for (std::size_t n = 0; n < tResponse.sBody.size(); ++n)
         EXPECT_EQ(tResponse.sBody[n], static_cast<char>(n));
+    for (const char* const p :
+         {"commit ok\n+6 add Late: 1\n+6 clear", "commit timeout\n+6 add Late: 1\n+6 clear"})
+        EXPECT_EQ(toMemoryResponse(edited("commit ok", p)).tHeaders, tResponse.tHeaders);
     EXPECT_EQ(toMemoryResponse(edited(" omitted 2", "")).sBody, tResponse.sBody + "abc");
     EXPECT_EQ(toMemoryRequest(edited("length 7", "length none")).nContentLength, MemoryRequest::knUndeclared);
 }

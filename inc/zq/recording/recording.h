@@ -67,7 +67,7 @@ struct ZQ_EXPORT Recording {
     std::int64_t nTotalUs = 0;
 
     std::string sRaw;                 ///< of a refused request: as much as had been received
-    std::optional<Refusal> tRefusal;  ///< set: all between sMethod and nTotalUs means nothing
+    std::optional<Refusal> tRefusal;  ///< set: all between sMethod and nTotalUs is as it was made
 
     bool operator==(const Recording&) const = default;
 
@@ -85,7 +85,7 @@ struct ZQ_EXPORT Recording {
         using std::runtime_error::runtime_error;
     };
     /// Throws Unreadable for a text of another format or version, one that is torn or changed, and one that
-    /// says what cannot be. bEdited: the checksum, and how many bytes a piece has, may be wrong or missing.
+    /// says what cannot be. bEdited: the checksum, and how many bytes a piece has, may be wrong.
     static Recording read(std::string_view sText, bool bEdited = false);
 };
 
