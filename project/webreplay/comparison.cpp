@@ -67,10 +67,10 @@ std::string showDifference(const std::string& sWhat, const std::string& sThen, c
            fShow("  now:  ", sNow) + std::string(7 + sBefore.size(), ' ') + "^\n";
 }
 
-/// How long after the response was made a date is, in seconds; false: it is none.
-bool readDate(const std::string& sDate, std::time_t nMade, std::time_t& rnAfter) {
+/// How long after the request began a date is, in seconds; false: it is none.
+bool readDate(const std::string& sDate, std::time_t nBegin, std::time_t& rnAfter) {
     if (!HttpDateUtils::parseHttpDate(fromUtf8(sDate).view(), rnAfter)) return false;
-    rnAfter -= nMade;
+    rnAfter -= nBegin;
     return true;
 }
 
@@ -81,10 +81,11 @@ std::time_t readTime(const Recording& r) {
 
 class Comparison {
 public:
-    Comparison(const Recording& rRecording, MemoryResponse&& rNow, const Masks& rMasks)
+    Comparison(const Recording& rRecording, MemoryResponse&& rNow, std::time_t nBegin, const Masks& rMasks)
         : m_rRecording(rRecording),
           m_tThen(toMemoryResponse(rRecording)),
           m_tNow(std::move(rNow)),
+          m_nBegin(nBegin),
           m_rMasks(rMasks) {}
 
     std::string run() {
@@ -129,11 +130,12 @@ private:
         if (sThen == Recording::s_ksRedacted || m_rMasks.apply(sThen) == m_rMasks.apply(sNow)) return true;
         std::time_t nThen = 0, nNow = 0;
         const bool bMoves = equalsNoCase(sName, "Expires") || equalsNoCase(sName, "Last-Modified");
-        if (!bMoves || !readDate(sThen, readTime(m_rRecording), nThen) ||
-            !readDate(sNow, std::time(nullptr), nNow))
+        if (!bMoves || !readDate(sThen, readTime(m_rRecording), nThen) || !readDate(sNow, m_nBegin, nNow))
             return false;
-        // Both times are rounded, and a response may be long in the making.
-        return std::abs(nThen - nNow) <= 2 + m_rRecording.nTotalUs / 1000000;
+        // Both times are rounded, and a response may be long in the making, then and now.
+        const std::time_t nLongThen = m_rRecording.nTotalUs / 1000000,
+                          nLongNow = std::time(nullptr) - m_nBegin;
+        return std::abs(nThen - nNow) <= 2 + std::max(nLongThen, nLongNow);
     }
 
     std::string compareEnds() {
@@ -180,6 +182,7 @@ private:
     const Recording& m_rRecording;
     const MemoryResponse m_tThen;
     MemoryResponse m_tNow;
+    const std::time_t m_nBegin;  ///< of the run that this is of
     const Masks& m_rMasks;
 };
 
@@ -210,8 +213,9 @@ std::string Masks::apply(const std::string& sText) const {
     return sMasked;
 }
 
-std::string compare(const Recording& rRecording, MemoryResponse tNow, const Masks& rMasks) {
-    return Comparison(rRecording, std::move(tNow), rMasks).run();
+std::string compare(const Recording& rRecording, MemoryResponse tNow, std::time_t nBegin,
+                    const Masks& rMasks) {
+    return Comparison(rRecording, std::move(tNow), nBegin, rMasks).run();
 }
 
 }  // namespace webreplay

@@ -2,6 +2,7 @@
 
 #include <unicode/regex.h>
 
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,10 @@ struct Masks {
     std::string apply(const std::string& sText) const;
 };
 
-/// What came of a recorded request, and of the same one now. Empty: the same; else what the first difference
-/// is, in lines of text. Values of Expires and Last-Modified may differ by the time between the two.
-std::string compare(const Recording& rRecording, MemoryResponse tNow, const Masks& rMasks);
+/// What came of a recorded request, and of the same one now, which nBegin was the time of (Unix time, in
+/// seconds). Empty: the same; else what the first difference is, in lines of text. Values of Expires and
+/// Last-Modified may differ by the time between the two.
+std::string compare(const Recording& rRecording, MemoryResponse tNow, std::time_t nBegin,
+                    const Masks& rMasks);
 
 }  // namespace webreplay

@@ -100,7 +100,7 @@ int run(const CommandLine& rCommandLine) {
     if (rCommandLine.bSeal) {
         for (const fs::path& r : tPaths)
             fTry(r, [&] { seal(r); });
-        return nUnusable != 0 ? kExitUnusable : kExitSame;
+        return nUnusable != 0 || tPaths.empty() ? kExitUnusable : kExitSame;
     }
     for (const fs::path& r : tPaths)
         fTry(r, [&] {

@@ -71,7 +71,8 @@ Replay::Replay(const std::string& sApplication, const std::string& sConfig, Mask
 
 std::string Replay::run(const Recording& rRecording) {
     if (rRecording.tRefusal) return parseAgain(rRecording);
-    return compare(rRecording, m_pHost->run(toMemoryRequest(rRecording)), m_tMasks);
+    const std::time_t nBegin = std::time(nullptr);
+    return compare(rRecording, m_pHost->run(toMemoryRequest(rRecording)), nBegin, m_tMasks);
 }
 
 std::string Replay::parseAgain(const Recording& rRecording) const {

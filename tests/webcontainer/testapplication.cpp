@@ -39,10 +39,11 @@ public:
     EStatus get(ZQHttpStream& rStream, const HttpApplicationRequest& rRequest) override {
         misbehave(rRequest.sQueryString.view().substr(0, rRequest.sQueryString.view().find('&')));
         if (rRequest.sQueryString.view() == "throw") throw std::runtime_error("no luck");
-        if (rRequest.sQueryString.view() == "count") {
+        if (rRequest.sQueryString.view().starts_with("count")) {
             static std::atomic<int> s_nCount{0};
             const bool bLong = FeatureExpr<bool>(L"Long").evaluate(*rStream.getFeatureTable());
             rStream.setExpireSeconds(bLong ? 2000 : 1000);
+            if (rRequest.sQueryString.view() == "count&late") ::sleep(4);
             rStream.addText(std::to_wstring(++s_nCount));
         }
         rStream.addText(L"hello");

@@ -39,20 +39,23 @@ bool isSeen(char c) {
 }
 
 /// Of each line that is such a field, or goes on with one (RFC 9112 section 5.2), whatever can be seen. What
-/// was refused may have its names among any controls, and returns for line ends.
+/// was refused may have its names among any controls, no colon, and returns for line ends.
 void redactLines(std::string& rsRaw, const std::vector<std::string>& rNames) {
     bool bSecret = false;
     for (auto it = rsRaw.begin(); it != rsRaw.end();) {
         const auto itLine = it;
         while (it != rsRaw.end() && *it != '\r' && *it != '\n')
             ++it;
-        const bool bGoesOn = *itLine == ' ' || *itLine == '\t' || *itLine == '\n';
-        const auto itColon = std::find(itLine, it, ':');
-        std::string sName;
-        std::copy_if(itLine, itColon, std::back_inserter(sName), isSeen);
-        const bool bNamed = itColon != it && isOneOf(sName, rNames);
-        bSecret = bNamed || (bGoesOn && bSecret);
-        if (bSecret) std::replace_if(bNamed ? itColon + 1 : itLine, it, isSeen, 'x');
+        const bool bGoesOn = *itLine == ' ' || *itLine == '\t' || *itLine == '\n' || *itLine == '\r';
+        const auto fNames = [&](auto itEnd) {
+            std::string sName;
+            std::copy_if(itLine, itEnd, std::back_inserter(sName), isSeen);
+            return isOneOf(sName, rNames);
+        };
+        const auto itColon = std::find(itLine, it, ':'), itWord = std::find_if_not(itLine, it, isSeen);
+        const auto itEnd = fNames(itColon) ? itColon : fNames(itWord) ? itWord : it;
+        bSecret = itEnd != it || (bGoesOn && bSecret);
+        if (bSecret) std::replace_if(itEnd != it ? itEnd + 1 : itLine, it, isSeen, 'x');
         if (it != rsRaw.end()) ++it;
     }
 }

@@ -77,9 +77,12 @@ void RequestRecord::add(ECall eCall, std::size_t nNumber, int nResult, std::stri
     if (!m_pRecording) return;
     attempt([&] {
         const std::size_t nMost = m_rRecorder.getSettings().nMaxRequestBytes;
-        const bool bOfBody = eCall == ECall::kBody || eCall == ECall::kWrite || eCall == ECall::kEnd;
-        const bool bOmitted = bOfBody && !sBytes.empty() && sBytes.size() > nMost - std::min(m_nBytes, nMost);
         std::vector<Recording::Event>& rEvents = m_pRecording->tEvents;
+        const std::size_t nCallBytes = rEvents.size() * sizeof rEvents[0];
+        const bool bOfBody = eCall == ECall::kBody || eCall == ECall::kWrite || eCall == ECall::kEnd;
+        const bool bFull =
+            sBytes.size() > nMost - std::min(m_nBytes, nMost) || nCallBytes > nMost + s_knCallBytes / 2;
+        const bool bOmitted = bOfBody && !sBytes.empty() && bFull;
         if (bOmitted && !rEvents.empty() && rEvents.back().bOmitted && rEvents.back().eCall == eCall &&
             rEvents.back().nResult == nResult) {
             rEvents.back().nNumber += nNumber;
@@ -87,7 +90,7 @@ void RequestRecord::add(ECall eCall, std::size_t nNumber, int nResult, std::stri
             return;
         }
         if (!bOmitted) m_nBytes += sName.size() + sBytes.size();
-        if (m_nBytes + rEvents.size() * sizeof rEvents[0] > 2 * nMost + s_knCallBytes) throw std::bad_alloc();
+        if (m_nBytes + nCallBytes > 2 * nMost + s_knCallBytes) throw std::bad_alloc();
         rEvents.push_back({eCall, monotonicUs() - m_nBeginUs, nNumber, nResult, std::string(sName),
                            std::string(bOmitted ? std::string_view() : sBytes), bOmitted});
     });

@@ -71,6 +71,7 @@ crc any
              {"Cookie: a", "Cookie: x"},
              {"X: a\r\n Cook\x01ie:b\rcookie: c\r\rd", "X: a\r\n Cook\x01ie:x\rcookie: x\r\rd"},
              {"Cookie", "Cookie"},
+             {"Cookie a:b c\r\r\n d\r\nCookie\r\ne", "Cookie xxx x\r\r\n x\r\nCookie\r\ne"},
              {":Cookie: a\n", ":Cookie: a\n"}}) {
         t.sRaw = sRaw;
         webcontainer::redact(t, tNames);
@@ -96,8 +97,10 @@ TEST(Recorder, QueuesAsMuchAsItsBoundAllows) {
     webcontainer::RecordQueue tQueue;
     const auto fPush = [&](std::size_t nBytes) {
         auto p = std::make_unique<Recording>();
-        p->tVariables.emplace_back("HTTP_X", std::string(nBytes / 2, 'v'));
-        p->tEvents.push_back({.eCall = Recording::ECall::kAdd, .sBytes = std::string(nBytes / 2, 'b')});
+        const std::string sPart(nBytes / 5, 'p');
+        p->sRaw = p->sTarget = sPart;
+        p->tHeaders = p->tVariables = {{"X", sPart}};
+        p->tEvents.push_back({.eCall = Recording::ECall::kAdd, .sBytes = sPart});
         return tQueue.push(std::move(p));
     };
     constexpr std::size_t nMost = webcontainer::RecordQueue::s_knMostBytes;
@@ -164,11 +167,11 @@ void answerByPath(Request& rRequest, Response& rResponse) {
         rResponse.writeToBody("b", 1);
         return;
     }
-    if (sPath == "/large") {
+    if (sPath == "/large" || sPath == "/pieces") {
         rResponse.setStatusCode(200);
         rResponse.commitHeaders();
         for (int n = 0; n < 3000; ++n)
-            rResponse.writeToBody(std::string(1000, 'b').data(), 1000);
+            rResponse.writeToBody(std::string(1000, 'b').data(), sPath == "/large" ? 1000 : 1);
         rResponse.endResponse("e", 1);
         return;
     }
@@ -221,10 +224,11 @@ TEST(Recorder, KeepsNoMoreOfARequestThanItsBound) {
     ask(tServer, "GET /?q HTTP/1.1\r\nHost: h\r\nX: " + std::string(900, 'x') + "\r\n\r\n");
     ask(tServer, "GET / HTTP/1.7\r\nX: " + std::string(1100, 'x') + "\r\n\r\n");
     ask(tServer, "GET /calls HTTP/1.0\r\n\r\n");
+    ask(tServer, "GET /pieces HTTP/1.0\r\n\r\n");
     ask(tServer, "POST /read HTTP/1.0\r\nContent-Length: 1020\r\n\r\n" + std::string(1020, 'p'));
     tRecorder.flush();
     const std::vector<Recording> tRecordings = tFolder.recordings();
-    ASSERT_EQ(tRecordings.size(), 3u);
+    ASSERT_EQ(tRecordings.size(), 4u);
     EXPECT_EQ(tRecorder.getLost(), 2u) << "of a refused one, all or nothing; and calls without end";
     const std::string sLarge = tRecordings[0].write();
     EXPECT_THAT(sLarge, AllOf(HasSubstr(" commit ok\n"), HasSubstr(" write 2999000 ok omitted 2999\n"),
@@ -233,7 +237,8 @@ TEST(Recorder, KeepsNoMoreOfARequestThanItsBound) {
     EXPECT_THAT(tRecordings[1].tVariables.back(), testing::Pair("HTTP_X", std::string(900, 'x')));
     EXPECT_EQ(std::ranges::count(tRecordings[1].tVariables, "HTTP_X", [](const auto& r) { return r.first; }),
               1);
-    EXPECT_THAT(tRecordings[1].write() + tRecordings[2].write(),
+    EXPECT_THAT(tRecordings[2].write(), HasSubstr(" end 1 ok omitted\n")) << "as there are too many calls";
+    EXPECT_THAT(tRecordings[1].write() + tRecordings[3].write(),
                 AllOf(HasSubstr("end 900 ok\n"), HasSubstr(" add A: /read\n")));
 }
 
@@ -276,6 +281,7 @@ crc any
         {"", "", {"--repeat", "2"}, "  then: 1hello\n  now:  2hello\n"},
         {"", "", {"--threads", "2"}, "  then: 1hello\n  now:  2hello\n"},
         {"00:16:40", "00:33:20", {"--config", sConfig}, " 1 are the same, 0 differ"},
+        {"?count", "?count&late", {}, " 1 are the same, 0 differ"},
         {"00:16:40", "00:15:40", {}, "header field Expires differs"},
         {"Modified: Thu, 01", "Modified: Fri, 02", {}, "header field Last-Modified differs"},
         {"Modified: Thu, 01", "Modified: Fri, 02", {"--mask", "last-modified"}, " 1 are the same, 0 differ"},
@@ -292,6 +298,7 @@ crc any
         TEST_REPLAY);
     EXPECT_EQ(tUnheard.errors(), "webreplay: the result cannot be written\n");
     EXPECT_EQ(tUnheard.wait(), 3);
+    EXPECT_EQ(replay({"--seal", Folder().path()}), "exit 2") << "there is none";
 }
 
 TEST(Recorder, RecordsWhatWebreplayReproduces) {
