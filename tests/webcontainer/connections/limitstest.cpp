@@ -14,6 +14,8 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
+const std::string sGet = "GET / HTTP/1.1\r\nHost: h\r\n\r\n";
+
 void echo(Request& r, Response& rResponse) {
     answer(rResponse, readBody(r));
 }
@@ -22,7 +24,6 @@ TEST(Limits, TheLastRequestOfAConnectionIsAnsweredAndSaysSo) {
     webcontainer::Limits tLimits = quickLimits();
     tLimits.nMaxRequestsPerConnection = 3;
     Server tServer(echo, tLimits);
-    const std::string sGet = "GET / HTTP/1.1\r\nHost: h\r\n\r\n";
     const std::string sKept = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
     const std::string sLast = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
     for (int n = 0; n < 2; ++n)  // the second time on a connection whose place has been used before
@@ -86,20 +87,23 @@ TEST(Limits, DroppingWhatARefusedClientSendsIsBoundedInBytesAndTime) {
 }
 
 TEST(Limits, AFullTableGivesUpTheOldestConnectionWithoutARequest) {
-    const std::string sGet = "GET / HTTP/1.1\r\nHost: h\r\n\r\n";
     const std::string sHalfBody = "POST / HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\n\r\nx";
     webcontainer::Limits tLimits = quickLimits();
     tLimits.nMaxConnections = 3;
-    const auto letNotice = [] { ::usleep(20000); };
     for (const std::string& sOlder : {std::string(), std::string("GET / HT"), sGet, sHalfBody}) {
         Server tServer(echo, tLimits);
+        const auto letNotice = [&](std::size_t nBodies, std::size_t nConnections) {
+            waitFor([&] { return tServer.m_tContainer.countPhases()[4] == nBodies; });
+            waitFor([&] { return tServer.m_tContainer.readStatistics().nConnections == nConnections; });
+            ::usleep(20000);  // so that who comes next is younger
+        };
         Client tBusy(tServer), tOlder(tServer);
         tBusy.send(sHalfBody);
         tOlder.send(sOlder);
         if (sOlder == sGet) tOlder.readResponse();
-        letNotice();
+        letNotice(sOlder == sHalfBody ? 2 : 1, 2);
         Client tYounger(tServer);
-        letNotice();
+        letNotice(sOlder == sHalfBody ? 2 : 1, 3);
         Client tNew(tServer);
         tNew.send(sGet);
         EXPECT_THAT(tNew.readResponse(), HasSubstr("200 OK")) << sOlder;
@@ -108,7 +112,7 @@ TEST(Limits, AFullTableGivesUpTheOldestConnectionWithoutARequest) {
         EXPECT_EQ(rGone.readAll(), "") << sOlder;
         tNew.send(sHalfBody);
         if (sOlder != sHalfBody) rKept.send(sHalfBody);
-        letNotice();
+        letNotice(3, 3);
         Client tLast(tServer);
         tLast.send(sGet);
         EXPECT_FALSE(tLast.hasInput(50)) << "all others have requests";
@@ -130,7 +134,7 @@ TEST(Limits, AClientHasOnlySoManyConnections) {
         Server tServer(echo, tOptions);
         const auto now = [&] { return tServer.m_tContainer.readStatistics(); };
         const auto answered = [](Client& r) {
-            r.send("GET / HTTP/1.1\r\nHost: h\r\n\r\n");
+            r.send(sGet);
             return r.readResponse().starts_with("HTTP/1.1 200");
         };
         std::deque<Client> tClients;

@@ -243,9 +243,9 @@ TEST(Recorder, KeepsNoMoreOfARequestThanItsBound) {
 }
 
 /// Runs it to its end; what it says on both ways, and its exit code.
-std::string replay(const std::vector<std::string>& rArguments) {
-    Program tProgram(
-        rArguments, [] {}, TEST_REPLAY);
+std::string replay(
+    const std::vector<std::string>& rArguments, const std::function<void()>& fBeforeExec = [] {}) {
+    Program tProgram(rArguments, fBeforeExec, TEST_REPLAY);
     std::string sSaid = tProgram.output();
     sSaid += tProgram.errors();
     return sSaid + "exit " + std::to_string(tProgram.wait());
@@ -293,11 +293,9 @@ crc any
         tArguments.insert(tArguments.end(), r.tMore.begin(), r.tMore.end());
         EXPECT_THAT(replay(tArguments), HasSubstr(r.pSays)) << r.pBy;
     }
-    Program tUnheard(
-        {tFolder.path("a.rec"), "--app", TEST_APPLICATION}, [] { ::dup2(::open("/dev/full", O_WRONLY), 1); },
-        TEST_REPLAY);
-    EXPECT_EQ(tUnheard.errors(), "webreplay: the result cannot be written\n");
-    EXPECT_EQ(tUnheard.wait(), 3);
+    const auto fFull = [] { ::dup2(::open("/dev/full", O_WRONLY), 1); };
+    EXPECT_EQ(replay({tFolder.path("a.rec"), "--app", TEST_APPLICATION}, fFull),
+              "webreplay: the result cannot be written\nexit 3");
     EXPECT_EQ(replay({"--seal", Folder().path()}), "exit 2") << "there is none";
 }
 
