@@ -231,8 +231,8 @@ private:
 /// https and mailto, so that no script is run; a later one is a component and percent-encoded. A value
 /// anywhere else, in an attribute that is itself a script, a style or markup (onclick, style, srcdoc,
 /// href="javascript:..." and the like) too, a template that ends within a tag or a script, one with
-/// attributes that are written otherwise than name="value", name='value', name=word or name, or another number
-/// of values than of "{}" does not compile.
+/// attributes that are written otherwise than name="value", name='value', name=word or name, or another
+/// number of values than of "{}" does not compile.
 ///
 /// Holds nothing but the stream, which must outlive it and be in the format and character set that are
 /// wanted. Throws what the stream throws.

@@ -20,8 +20,8 @@ namespace kit {
 ///     MemoryHost tHost([&](auto& rStream, auto& rRequest) { return tRouter.get(rStream, rRequest); });
 ///
 /// No path leads out of the folder, whatever stands in it or is moved in it meanwhile: the kernel sees to
-/// it (openat2 with RESOLVE_BENEATH, since Linux 5.6). Relative links are followed that never leave it. Files and
-/// folders whose names begin with a dot are not there, nor is anything but a regular file.
+/// it (openat2 with RESOLVE_BENEATH, since Linux 5.6). Relative links are followed that never leave it.
+/// Files and folders whose names begin with a dot are not there, nor is anything but a regular file.
 ///
 /// Beside a file NAME there may be NAME.br and NAME.gz: the same bytes, compressed. They are sent to those
 /// who accept them (RFC 9110 section 12.5.3) unless they are older than the file.
