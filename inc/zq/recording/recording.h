@@ -67,7 +67,7 @@ struct ZQ_EXPORT Recording {
     std::int64_t nTotalUs = 0;
 
     std::string sRaw;                 ///< of a refused request: as much as had been received
-    std::optional<Refusal> tRefusal;  ///< set: all between sMethod and nTotalUs is as it was made
+    std::optional<Refusal> tRefusal;  ///< set: sMethod to nTotalUs have their defaults
 
     bool operator==(const Recording&) const = default;
 

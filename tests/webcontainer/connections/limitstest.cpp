@@ -93,7 +93,7 @@ TEST(Limits, AFullTableGivesUpTheOldestConnectionWithoutARequest) {
     for (const std::string& sOlder : {std::string(), std::string("GET / HT"), sGet, sHalfBody}) {
         Server tServer(echo, tLimits);
         const auto letNotice = [&](std::size_t nBodies, std::size_t nConnections) {
-            waitFor([&] { return tServer.m_tContainer.countPhases()[4] == nBodies; });
+            waitFor([&] { return tServer.m_tContainer.countPhases()[4] == nBodies; });  // EPhase::kBody
             waitFor([&] { return tServer.m_tContainer.readStatistics().nConnections == nConnections; });
             ::usleep(20000);  // so that who comes next is younger
         };
