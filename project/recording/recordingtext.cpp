@@ -19,7 +19,7 @@ constexpr std::string_view s_ksBase64Digits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 /// What kind of byte each one is, as bits.
-enum EByte : unsigned { kPlain = 0, kShort = 1, kOtherControl = 2, kHigh = 4 };
+enum EByte : unsigned { kPlain = 0, kShort = 1, kOtherControl = 2, kHigh = 4, kAny = 7 };
 
 constexpr std::array<std::uint8_t, 256> s_tBytes = [] {
     std::array<std::uint8_t, 256> tBytes{};
@@ -118,7 +118,10 @@ std::string escapeBytes(std::string_view s) {
 }
 
 void appendEscaped(std::string& rsText, std::string_view s) {
-    appendRest(rsText, s, kShort | kOtherControl | (hasOtherThanUtf8(s) ? kHigh : kPlain), {});
+    if (findKinds(s, kAny) == s.size() && !s.ends_with(' '))  // as most are
+        rsText.append(s);
+    else
+        appendRest(rsText, s, kShort | kOtherControl | (hasOtherThanUtf8(s) ? kHigh : kPlain), {});
 }
 
 void appendText(std::string& rsText, std::string_view s, std::string_view sNewLine) {

@@ -36,7 +36,7 @@ public:
     void event(const Recording::Event& r) {
         const CallForm& rForm = s_tCallForms[static_cast<std::size_t>(r.eCall)];
         m_sText.append("+").append(std::to_string(r.nAtUs)).append(" ").append(rForm.sWord);
-        if (rForm.bNumber) word(std::to_string(r.nNumber));
+        if (rForm.bNumber) m_sText.append(" ").append(std::to_string(r.nNumber));
         if (rForm.bResult) word(s_ksResults.at(static_cast<std::size_t>(r.nResult)));
         if (rForm.bField) field(r.sName, r.sBytes);
         if (rForm.bMessage) word(r.sBytes);
