@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <random>
 #include <utility>
 
+#include "base/monotonicclock.h"
 #include "base/starterror.h"
 #include "log/containerlog.h"
 
@@ -78,9 +80,9 @@ Recorder::Recorder(const RecorderSettings& rSettings) : m_tSettings(rSettings), 
     m_tWriter = std::jthread([this](const std::stop_token& rStop) { run(rStop); });
 }
 
-void Recorder::take(std::unique_ptr<Recording> pRecording) noexcept {
+void Recorder::take(std::unique_ptr<RecordingDraft> pDraft) noexcept {
     try {
-        if (!m_bStopped && m_tQueue.push(std::move(pRecording))) return;
+        if (!m_bStopped && m_tQueue.push(std::move(pDraft))) return;
     } catch (const std::bad_alloc&) {
         // Then it is lost.
     }
@@ -88,9 +90,9 @@ void Recorder::take(std::unique_ptr<Recording> pRecording) noexcept {
 }
 
 void Recorder::run(const std::stop_token& rStop) noexcept {
-    while (const std::unique_ptr<Recording> p = m_tQueue.pop(rStop)) {
+    while (const std::unique_ptr<RecordingDraft> p = m_tQueue.pop(rStop)) {
         try {
-            write(*p);
+            write(p->finish());
         } catch (const std::exception& e) {
             countLost();
             logMade(kSevError, s_lsContainer,
@@ -99,11 +101,11 @@ void Recorder::run(const std::stop_token& rStop) noexcept {
     }
 }
 
-void Recorder::write(Recording& rRecording) {
-    redact(rRecording, m_tSettings.tRedacted);
-    const std::string sText = rRecording.write();
+void Recorder::write(Recording tRecording) {
+    redact(tRecording, m_tSettings.tRedacted);
+    const std::string sText = tRecording.write();
     if (m_bStopped || !hasRoomFor(sText.size())) return countLost();
-    std::string sName = rRecording.sTime + "-" + rRecording.sId + "-" + std::to_string(++m_nFiles) + ".rec";
+    std::string sName = tRecording.sTime + "-" + tRecording.sId + "-" + std::to_string(++m_nFiles) + ".rec";
     std::erase(sName, ':');  // which copying programs take for the end of a machine's name
     if (writeFile(sName, sText)) {
         m_nFolderBytes += sText.size();
@@ -163,6 +165,12 @@ bool Recorder::writeFile(const std::string& sName, std::string_view sText) noexc
         sText.remove_prefix(static_cast<std::size_t>(nWritten));
     }
     return tFile.isOpen();
+}
+
+unsigned RecordShare::draw() const noexcept {
+    static thread_local std::minstd_rand t_tRandom(static_cast<unsigned>(
+        static_cast<std::uintptr_t>(monotonicUs()) ^ reinterpret_cast<std::uintptr_t>(this)));
+    return std::uniform_int_distribution<unsigned>(1, 2 * m_pRecorder->getSettings().nOneIn - 1)(t_tRandom);
 }
 
 }  // namespace webcontainer

@@ -19,7 +19,7 @@ namespace webcontainer {
 struct RecorderSettings {
     std::string sFolder{};    ///< empty: none is
     bool bFailedOnly = true;  ///< of status 500 and more, cut off, left by an exception, or refused
-    unsigned nOneIn = 1;      ///< of so many requests, one is watched
+    unsigned nOneIn = 1;      ///< of so many requests, one is watched on average
     std::size_t nMaxRequestBytes = 1 << 20;
     std::uint64_t nMaxFolderBytes = 1 << 30;
     std::vector<std::string> tRedacted{};  ///< names of header fields whose values are kept out
@@ -41,7 +41,7 @@ public:
 
     const RecorderSettings& getSettings() const noexcept { return m_tSettings; }
     /// Any thread.
-    void take(std::unique_ptr<Recording> pRecording) noexcept;
+    void take(std::unique_ptr<RecordingDraft> pDraft) noexcept;
     void countLost() noexcept { m_nLost.fetch_add(1, std::memory_order_relaxed); }
     /// Tries again after a failure. Any thread.
     void goOn() noexcept { m_bStopped = false; }
@@ -53,7 +53,7 @@ public:
 
 private:
     void run(const std::stop_token& rStop) noexcept;
-    void write(Recording& rRecording);
+    void write(Recording tRecording);
     int openFolder() const noexcept;
     bool hasRoomFor(std::size_t nBytes);
     std::uint64_t sumFolder() const;
@@ -71,26 +71,29 @@ private:
     std::jthread m_tWriter;  ///< ends before all else
 };
 
-/// One thread's share of the requests: which of them are watched.
+/// One thread's share of the requests: which of them are watched. At random, as a fixed distance may keep
+/// step with what clients ask for, and see only the half of it.
 class RecordShare {
 public:
     /// pRecorder must outlive it; null: nothing is recorded.
     explicit RecordShare(Recorder* pRecorder) noexcept
         : m_pRecorder(pRecorder),
-          m_nLeft(pRecorder ? pRecorder->getSettings().nOneIn : 0) {}
+          m_nLeft(pRecorder ? draw() : 0) {}
 
     /// To be asked once for each request.
     bool isNext() noexcept {
         if (!m_pRecorder || --m_nLeft != 0) return false;
-        m_nLeft = m_pRecorder->getSettings().nOneIn;
+        m_nLeft = draw();
         return true;
     }
     /// Once isNext() has been true.
     Recorder& getRecorder() const noexcept { return *m_pRecorder; }
 
 private:
+    unsigned draw() const noexcept;
+
     Recorder* const m_pRecorder;
-    unsigned m_nLeft;
+    unsigned m_nLeft;  ///< until the next one
 };
 
 }  // namespace webcontainer

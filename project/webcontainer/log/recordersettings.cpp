@@ -16,10 +16,10 @@ const Setting s_tWhich(textSetting(
     "`failed`: requests answered with 500 or more, cut off, left by an exception, or refused before the "
     "application saw them; or all",
     L"failed|all"));
-const Setting s_tOneIn(numberSetting(
-    L"Recording/OneIn", "requests", 1, 1, 1000000,
-    "of so many requests each worker watches one, and records it if it is among those above; watching costs "
-    "time and memory"));
+const Setting s_tOneIn(numberSetting(L"Recording/OneIn", "requests", 1, 1, 1000000,
+                                     "of so many requests each worker watches one, drawn at random, and "
+                                     "records it if it is among those above; watching costs time and "
+                                     "memory"));
 const Setting s_tMaxRequestBytes(numberSetting(
     L"Recording/MaxRequestBytes", "bytes", 1048576, 1024, 1073741824,
     "so much of the bodies of a request and its response is kept in memory until the request has ended",

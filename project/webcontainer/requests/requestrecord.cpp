@@ -14,7 +14,6 @@ using ECall = Recording::ECall;
 
 /// So much more than its bytes the calls of a request may take, which could go on for ever.
 constexpr std::size_t s_knCallBytes = 65536;
-constexpr std::size_t s_knUsualCalls = 16, s_knUsualVariables = 16;
 
 timespec now() noexcept {
     timespec tNow{};
@@ -50,15 +49,15 @@ RequestRecord::RequestRecord(RequestContext& rContext, kiv::HttpRequestProvider&
       m_nBeginUs(monotonicUs()) {
     attempt([&] {
         const RequestHead& rHead = m_rContext.rInput.getHead();
-        m_pRecording = std::make_unique<Recording>();
-        m_pRecording->tEvents.reserve(s_knUsualCalls);
-        m_pRecording->sMethod = m_rContext.rInput.text(rHead.tMethod);
+        m_pDraft = std::make_unique<RecordingDraft>();
+        Recording& r = m_pDraft->tRecording;
+        r.sMethod = m_rContext.rInput.text(rHead.tMethod);
         // Now: an application may decode the query where it stands.
-        m_pRecording->sTarget = m_rContext.rInput.text(rHead.tTarget);
-        m_pRecording->sVersion = webcontainer::toText(rHead.eVersion);
-        m_pRecording->sSeenMethod = rRequest.getMethod().view();
-        m_pRecording->nLength = rRequest.getContentLength();
-        if (rHead.eFraming == EBodyFraming::kChunked) m_pRecording->nLength.reset();
+        r.sTarget = m_rContext.rInput.text(rHead.tTarget);
+        r.sVersion = webcontainer::toText(rHead.eVersion);
+        r.sSeenMethod = rRequest.getMethod().view();
+        r.nLength = rRequest.getContentLength();
+        if (rHead.eFraming == EBodyFraming::kChunked) r.nLength.reset();
     });
 }
 
@@ -67,42 +66,35 @@ void RequestRecord::attempt(F f) noexcept {
     try {
         f();
     } catch (const std::exception&) {
-        m_pRecording.reset();
+        m_pDraft.reset();
         m_rRecorder.countLost();
     }
 }
 
 void RequestRecord::add(ECall eCall, std::size_t nNumber, int nResult, std::string_view sName,
                         std::string_view sBytes) noexcept {
-    if (!m_pRecording) return;
+    if (!m_pDraft) return;
     attempt([&] {
         const std::size_t nMost = m_rRecorder.getSettings().nMaxRequestBytes;
-        std::vector<Recording::Event>& rEvents = m_pRecording->tEvents;
-        const std::size_t nCallBytes = rEvents.size() * sizeof rEvents[0];
+        const std::size_t nCallBytes = m_pDraft->noted() - m_nBytes;
         const bool bOfBody = eCall == ECall::kBody || eCall == ECall::kWrite || eCall == ECall::kEnd;
         const bool bFull =
             sBytes.size() > nMost - std::min(m_nBytes, nMost) || nCallBytes > nMost + s_knCallBytes / 2;
         const bool bOmitted = bOfBody && !sBytes.empty() && bFull;
-        if (bOmitted && !rEvents.empty() && rEvents.back().bOmitted && rEvents.back().eCall == eCall &&
-            rEvents.back().nResult == nResult) {
-            rEvents.back().nNumber += nNumber;
-            ++rEvents.back().nCalls;
-            return;
-        }
         if (!bOmitted) m_nBytes += sName.size() + sBytes.size();
         if (m_nBytes + nCallBytes > 2 * nMost + s_knCallBytes) throw std::bad_alloc();
-        rEvents.push_back({eCall, monotonicUs() - m_nBeginUs, nNumber, nResult, std::string(sName),
-                           std::string(bOmitted ? std::string_view() : sBytes), bOmitted});
+        m_pDraft->addCall({eCall, monotonicUs() - m_nBeginUs, nNumber, nResult, bOmitted}, sName,
+                          bOmitted ? std::string_view() : sBytes);
     });
 }
 
 void RequestRecord::addException(ECall eCall) noexcept {
     m_bFailed = m_bFailed || eCall == ECall::kException;
-    if (m_pRecording) attempt([&] { add(eCall, 0, 0, {}, messageOf(std::current_exception())); });
+    if (m_pDraft) attempt([&] { add(eCall, 0, 0, {}, messageOf(std::current_exception())); });
 }
 
 void RequestRecord::addAsked(const char* pVariable) noexcept {
-    if (!m_pRecording) return;
+    if (!m_pDraft) return;
     attempt([&] {
         if (std::ranges::find(m_tAsked, pVariable) == m_tAsked.end()) m_tAsked.emplace_back(pVariable);
     });
@@ -110,50 +102,44 @@ void RequestRecord::addAsked(const char* pVariable) noexcept {
 
 void RequestRecord::end(bool bWhole) noexcept {
     m_bFailed = m_bFailed || !bWhole || m_rContext.nStatus >= 500;
-    if (!m_pRecording || (m_rRecorder.getSettings().bFailedOnly && !m_bFailed)) return;
+    if (!m_pDraft || (m_rRecorder.getSettings().bFailedOnly && !m_bFailed)) return;
     attempt([&] { fill(bWhole); });
-    if (m_pRecording) m_rRecorder.take(std::move(m_pRecording));
+    if (m_pDraft) m_rRecorder.take(std::move(m_pDraft));
 }
 
 void RequestRecord::fill(bool bWhole) {
-    fillHead(*m_pRecording, m_rContext, m_tBegin);
-    m_pRecording->nTotalUs = monotonicUs() - m_nBeginUs;
-    m_pRecording->nStatus = m_rContext.nStatus;
-    m_pRecording->bWhole = bWhole;
-    const auto& rFields = m_rContext.rInput.getHead().tFields;
-    m_pRecording->tHeaders.reserve(rFields.size());
-    m_pRecording->tVariables.reserve(s_knUsualVariables);
-    for (const HeaderField& r : rFields)
-        m_pRecording->tHeaders.emplace_back(m_rContext.rInput.text(r.tName),
-                                            m_rContext.rInput.text(r.tValue));
-    fillVariables();
-}
-
-void RequestRecord::fillVariables() {
+    Recording& r = m_pDraft->tRecording;
+    fillHead(r, m_rContext, m_tBegin);
+    r.nTotalUs = monotonicUs() - m_nBeginUs;
+    r.nStatus = m_rContext.nStatus;
+    r.bWhole = bWhole;
+    for (const HeaderField& rField : m_rContext.rInput.getHead().tFields)
+        m_pDraft->addHeader(m_rContext.rInput.text(rField.tName), m_rContext.rInput.text(rField.tValue));
     const ServerVariables tVariables = m_rContext.variables();
     const auto fAdd = [&](std::string_view sName) {
         NarrowStringBuffer tStorage;
         std::string_view sValue;
-        if (tVariables.find(sName, sValue, tStorage)) m_pRecording->tVariables.emplace_back(sName, sValue);
+        if (!tVariables.find(sName, sValue, tStorage)) return;
+        const std::string_view sTarget = r.sTarget;
+        if (sName == "QUERY_STRING")
+            sValue = sTarget.substr(std::min(sTarget.find('?'), sTarget.size() - 1) + 1);
+        m_pDraft->addVariable(sName, sValue);
     };
     ServerVariables::forEachName(fAdd);
     for (const std::string& s : m_tAsked)
         fAdd(s);
-    const std::string& sTarget = m_pRecording->sTarget;
-    for (auto& [sName, sValue] : m_pRecording->tVariables)
-        if (sName == "QUERY_STRING")
-            sValue = sTarget.substr(std::min(sTarget.find('?'), sTarget.size() - 1) + 1);
 }
 
 void recordRefusal(RequestContext& rContext, const Refusal& rRefusal) noexcept {
     Recorder& rRecorder = rContext.rBuffers.tRecords.getRecorder();
     if (rRecorder.getSettings().bFailedOnly && rRefusal.nStatus < 400) return;
     try {
-        auto p = std::make_unique<Recording>();
-        fillHead(*p, rContext, now());
-        p->sRaw = rContext.rInput.getRaw();
-        p->tRefusal = {rRefusal.nStatus, rRefusal.pReason};
-        if (p->sRaw.size() <= rRecorder.getSettings().nMaxRequestBytes) return rRecorder.take(std::move(p));
+        auto p = std::make_unique<RecordingDraft>();
+        Recording& r = p->tRecording;
+        fillHead(r, rContext, now());
+        r.sRaw = rContext.rInput.getRaw();
+        r.tRefusal = {rRefusal.nStatus, rRefusal.pReason};
+        if (r.sRaw.size() <= rRecorder.getSettings().nMaxRequestBytes) return rRecorder.take(std::move(p));
     } catch (const std::exception&) {
         // Then it is lost.
     }

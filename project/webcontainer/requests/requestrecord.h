@@ -33,14 +33,13 @@ private:
     template <class F>
     void attempt(F f) noexcept;
     void fill(bool bWhole);
-    void fillVariables();
 
     RequestContext& m_rContext;
     Recorder& m_rRecorder;
     const timespec m_tBegin;
     const std::int64_t m_nBeginUs;
-    std::unique_ptr<Recording> m_pRecording;  ///< null: it is lost
-    std::vector<std::string> m_tAsked;        ///< variables that are made of fields
+    std::unique_ptr<RecordingDraft> m_pDraft;  ///< null: it is lost
+    std::vector<std::string> m_tAsked;         ///< variables that are made of fields
     std::size_t m_nBytes = 0;
     bool m_bFailed = false;
 };
